@@ -1,0 +1,153 @@
+// Sharing, copy-on-write, write permissions and growth of the shared buffers.
+#include <gtest/gtest.h>
+
+#include <cstring>
+
+#include "containers/series.h"
+#include "containers/text.h"
+#include "host/hostkit.h"
+#include "support/heap_check.h"
+
+namespace fk {
+namespace {
+
+using host::Series;
+using testing::HeapChecked;
+
+class BufferTest : public HeapChecked {};
+
+TEST_F(BufferTest, WritingThroughASecondHandleCopiesAndTheFirstSeesOldValues) {
+    Series a = Series::of({1, 2, 3});
+    Series b = a;
+    EXPECT_EQ(a.references(), 2);
+    EXPECT_TRUE(series::setNumber(b.handle(), 1, 20));
+    EXPECT_EQ(a.values(), (std::vector<double>{1, 2, 3}));
+    EXPECT_EQ(b.values(), (std::vector<double>{1, 20, 3}));
+    EXPECT_EQ(a.references(), 1);
+    EXPECT_EQ(b.references(), 1);
+    EXPECT_NE(a.handle().buffer, b.handle().buffer);
+}
+
+TEST_F(BufferTest, WritePermissionFlags) {
+    struct Case {
+        const char* name;
+        uint8_t flags;
+        bool owner;
+        bool shared;
+        bool written;
+        bool copied;
+    };
+    const Case cases[] = {
+        {"read-only", kFlagReadOnly, true, false, false, false},
+        {"owner-only through owner", kFlagOwnerOnly, true, true, true, false},
+        {"owner-only through other", kFlagOwnerOnly, false, true, false, false},
+        {"writable while shared", kFlagSharedWritable, false, true, true, false},
+        {"plain shared", 0, false, true, true, true},
+        {"plain private", 0, false, false, true, false},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        Series a = Series::of({1, 2});
+        Series b = c.shared ? a : Series::of({1, 2});
+        b.setFlags(c.flags);
+        b.setOwner(c.owner);
+        SharedBuffer* before = b.handle().buffer;
+        EXPECT_EQ(series::setNumber(b.handle(), 0, 9), c.written);
+        EXPECT_EQ(b.at(0), c.written ? 9 : 1);
+        EXPECT_EQ(b.handle().buffer != before, c.copied);
+        if (c.shared) EXPECT_EQ(a.at(0), c.written && !c.copied ? 9 : 1);
+    }
+}
+
+TEST_F(BufferTest, AttachToAnotherKindIsRefused) {
+    Series a = Series::of({1});
+    host::Text t("x");
+    SharedBuffer* old = a.handle().buffer;
+    EXPECT_FALSE(buffers::attach(a.handle(), t.handle().buffer));
+    EXPECT_EQ(a.handle().buffer, old);
+    EXPECT_EQ(t.handle().buffer->references, 1);
+}
+
+TEST_F(BufferTest, AssigningFromASourceWith65534ReferencesCopiesTheSourceFirst) {
+    Series src = Series::of({5, 6});
+    SharedBuffer* shared = src.handle().buffer;
+    shared->references = 65534; // as if 65533 other handles held it
+    Series dst;
+    buffers::assign(dst.handle(), src.handle());
+    EXPECT_NE(src.handle().buffer, shared);
+    EXPECT_EQ(shared->references, 65533);
+    EXPECT_EQ(dst.handle().buffer, src.handle().buffer);
+    EXPECT_EQ(dst.references(), 2);
+    EXPECT_EQ(dst.values(), (std::vector<double>{5, 6}));
+    shared->references = 1;
+    SeriesHandle last{shared, 0};
+    buffers::release(last);
+}
+
+TEST_F(BufferTest, AttachReaching65535ReferencesMakesThatHandlePrivate) {
+    Series a = Series::of({1});
+    a.handle().buffer->references = 65534;
+    SeriesHandle h{nullptr, 0};
+    EXPECT_TRUE(buffers::attach(h, a.handle().buffer));
+    EXPECT_NE(h.buffer, a.handle().buffer);
+    EXPECT_EQ(a.handle().buffer->references, 65534);
+    buffers::release(h);
+    a.handle().buffer->references = 1;
+}
+
+TEST_F(BufferTest, AssignTakesTheOffsetAndKeepsTheMarkBits) {
+    Series src = Series::of({1, 2, 3});
+    src.setOffset(-3);
+    Series dst;
+    dst.handle().word = 3;
+    buffers::assign(dst.handle(), src.handle());
+    EXPECT_EQ(dst.handle().offset(), -3);
+    EXPECT_EQ(dst.handle().word & 3, 2) << "attaching clears the owner bit, the mark stays";
+}
+
+TEST_F(BufferTest, GrowthToPowersOfTwoAndTheDefaultSlotMoves) {
+    Series s;
+    ASSERT_TRUE(series::setNumber(s.handle(), 100, 7));
+    EXPECT_EQ(s.count(), 101);
+    EXPECT_GE(s.handle().buffer->capacity, 127);
+    for (int i = 0; i < 100; ++i) ASSERT_EQ(s.at(i), kMissing) << i;
+    EXPECT_EQ(s.at(100), 7);
+    const SharedBuffer* b = s.handle().buffer;
+    const double* e = static_cast<const double*>(b->elements);
+    EXPECT_EQ(e[b->capacity], kMissing);
+    for (int i = b->count; i < b->capacity; ++i) ASSERT_EQ(e[i], kMissing);
+    EXPECT_EQ(buffers::growthCapacity(0), 7);
+    EXPECT_EQ(buffers::growthCapacity(7), 15);
+    EXPECT_EQ(buffers::growthCapacity(100), 127);
+}
+
+TEST_F(BufferTest, SetCapacityShrinkToZeroClearsTheConstantFlag) {
+    Series s = Series::constant(4.0, 3);
+    EXPECT_TRUE(s.isConstant());
+    EXPECT_TRUE(buffers::setCapacity(s.handle(), 0, true));
+    EXPECT_FALSE(s.isConstant());
+    EXPECT_EQ(s.count(), 0);
+}
+
+TEST_F(BufferTest, MakePrivateWithASizeLimitCopiesOnlyTheSurvivors) {
+    Series a = Series::of({1, 2, 3, 4});
+    Series b = a;
+    EXPECT_TRUE(buffers::makePrivate(b.handle(), 2));
+    EXPECT_EQ(b.count(), 2);
+    EXPECT_EQ(b.handle().buffer->capacity, 2);
+    EXPECT_EQ(b.at(2), kMissing);
+    EXPECT_EQ(a.count(), 4);
+}
+
+TEST_F(BufferTest, AllocationFailureLeavesTheBufferAsItWas) {
+    Series a = Series::of({1, 2});
+    Series b = a;
+    platform::HeapHolder::failNextAllocations(1);
+    EXPECT_FALSE(series::setNumber(b.handle(), 0, 5));
+    platform::HeapHolder::failNextAllocations(0);
+    EXPECT_EQ(a.handle().buffer, b.handle().buffer);
+    EXPECT_EQ(b.values(), (std::vector<double>{1, 2}));
+}
+
+} // namespace
+} // namespace fk
