@@ -303,6 +303,16 @@ EntryPoint Library::entry(const ExportEntry& e) const {
     return symbol(librarySymbolName(e.exportsPlainName() ? e.name : e.decorated).c_str());
 }
 
+StatusCode playChunks(Call& call, int32_t totalBars, int32_t chunk, const std::function<void(int32_t)>& growTo) {
+    if (chunk < 1) chunk = 1;
+    for (int32_t first = 0; first < totalBars; first += chunk) {
+        const int32_t last = first + chunk < totalBars ? first + chunk : totalBars;
+        growTo(last);
+        if (StatusCode st = call.run(first)) return st;
+    }
+    return kOk;
+}
+
 long liveBlocks() { return fk::liveBlocks() + liveStateBlocks(); }
 
 } // namespace fk::host

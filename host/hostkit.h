@@ -10,6 +10,7 @@
 //   avg.values();  // {F, 1.5, 2.5, 3.5}
 #pragma once
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -49,6 +50,8 @@ public:
     // Elements 0 .. count - 1 as read through the handle.
     std::vector<double> values() const;
     bool isConstant() const { return h_.buffer && h_.buffer->isConstant(); }
+    // Appends one element, as the host does when a bar arrives.
+    void push(double v) { series::setNumber(h_, count(), v); }
     uint16_t references() const { return h_.buffer ? h_.buffer->references : 0; }
     // Sets flag bits on the buffer (read-only, owner-only, writable while shared).
     void setFlags(uint8_t flags) { if (h_.buffer) h_.buffer->flags |= flags; }
@@ -191,6 +194,11 @@ private:
     void* handle_ = nullptr;
     std::string error_;
 };
+
+// Calls an export as the host does while bars arrive: `growTo(n)` brings every input to n bars,
+// then the call runs with its start bar at the first new bar; chunks of `chunk` bars up to
+// `totalBars`. Returns the first non-zero status, or 0.
+StatusCode playChunks(Call& call, int32_t totalBars, int32_t chunk, const std::function<void(int32_t)>& growTo);
 
 // Live heap blocks of the library: buffers and per-call state.
 long liveBlocks();

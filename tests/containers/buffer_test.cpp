@@ -55,7 +55,9 @@ TEST_F(BufferTest, WritePermissionFlags) {
         EXPECT_EQ(series::setNumber(b.handle(), 0, 9), c.written);
         EXPECT_EQ(b.at(0), c.written ? 9 : 1);
         EXPECT_EQ(b.handle().buffer != before, c.copied);
-        if (c.shared) EXPECT_EQ(a.at(0), c.written && !c.copied ? 9 : 1);
+        if (c.shared) {
+            EXPECT_EQ(a.at(0), c.written && !c.copied ? 9 : 1);
+        }
     }
 }
 
