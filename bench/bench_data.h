@@ -1,0 +1,57 @@
+// Deterministic market data for the benchmarks: a random walk with realistic bars.
+#pragma once
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <vector>
+
+#include "host/hostkit.h"
+
+namespace fk::bench {
+
+inline constexpr int32_t kBars = 1000000;
+
+struct Walk {
+    std::vector<double> open, high, low, close, volume;
+};
+
+// The same walk for a given size and seed on every run.
+inline Walk randomWalk(int32_t n, uint64_t seed = 42) {
+    Walk w;
+    w.open.resize(n);
+    w.high.resize(n);
+    w.low.resize(n);
+    w.close.resize(n);
+    w.volume.resize(n);
+    uint64_t s = seed;
+    auto next = [&s] { // SplitMix64, as a uniform in [0, 1)
+        uint64_t z = (s += 0x9E3779B97F4A7C15ull);
+        z = (z ^ (z >> 30)) * 0xBF58476D1CE4E5B9ull;
+        z = (z ^ (z >> 27)) * 0x94D049BB133111EBull;
+        return static_cast<double>((z ^ (z >> 31)) >> 11) * 0x1.0p-53;
+    };
+    double price = 100.0;
+    for (int32_t i = 0; i < n; ++i) {
+        const double open = price;
+        price *= std::exp((next() - 0.5) * 0.02);
+        const double close = price;
+        const double hi = std::max(open, close) * (1.0 + next() * 0.005);
+        const double lo = std::min(open, close) * (1.0 - next() * 0.005);
+        w.open[i] = open;
+        w.high[i] = hi;
+        w.low[i] = lo;
+        w.close[i] = close;
+        w.volume[i] = std::floor(1000.0 + next() * 9000.0);
+    }
+    return w;
+}
+
+// The walk as a host market of daily bars from 2 January 1990 on.
+inline std::vector<host::Bar> walkBars(const Walk& w) {
+    std::vector<host::Bar> bars(w.close.size());
+    for (std::size_t i = 0; i < bars.size(); ++i)
+        bars[i] = {32875.0 + static_cast<double>(i), w.open[i], w.high[i], w.low[i], w.close[i], w.volume[i]};
+    return bars;
+}
+
+} // namespace fk::bench
