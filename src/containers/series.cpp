@@ -188,9 +188,11 @@ bool setCount(SeriesHandle& h, int32_t n, bool keep) {
         return true;
     }
     if (n <= b->capacity) {
-        if (!keep) put(0, std::max(b->count, n));
-        else if (n < b->count) put(n, b->count);
-        else put(b->count, n);
+        // a single constant's count is a logical length: it owns at most `capacity` slots
+        const int32_t used = std::min(b->count, b->capacity);
+        if (!keep) put(0, std::max(used, n));
+        else if (n < used) put(n, used);
+        else put(used, n);
     } else {
         if (!buffers::setCapacity(h, n, keep)) return false;
         b = h.buffer;
