@@ -29,8 +29,13 @@
 #else
 #define FK_API __attribute__((visibility("default")))
 // A decorated name is "?Name@@YGHPAVCParmBlock@@@Z". ELF reserves "@" for symbol versions, so the
-// shared library exports it with every "@" written as "$" (see librarySymbolName).
+// shared library exports it with every "@" written as "$" (see librarySymbolName). GCC hands the
+// name to the assembler, which needs it quoted; clang takes it as the symbol name itself.
+#if defined(__clang__)
+#define FK_DECORATED_SYMBOL(name) __asm__("?" #name "$$YGHPAVCParmBlock$$$Z")
+#else
 #define FK_DECORATED_SYMBOL(name) __asm__("\"?" #name "$$YGHPAVCParmBlock$$$Z\"")
+#endif
 #endif
 
 namespace fk {
