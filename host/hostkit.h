@@ -173,7 +173,6 @@ private:
     std::vector<ParamEntry> params_;
     std::vector<std::unique_ptr<Series>> constants_;
     bool countSet_ = false;
-    bool released_ = true;
 };
 
 // The library loaded at run time, so that the exported names themselves are exercised.
