@@ -1,0 +1,31 @@
+#!/usr/bin/env bash
+# Fuzzes every export of the table for SECONDS seconds (default 60): libFuzzer with the address
+# and undefined-behaviour sanitizers, starting from one plain valid call per export (made from the
+# export table), the inputs kept in fuzz/corpus and the working corpus of earlier runs.
+# Usage: scripts/fuzz.sh [SECONDS]
+set -euo pipefail
+cd "$(dirname "$0")/.."
+seconds=${1:-60}
+dir=build/fuzz
+
+cmake -S . -B "$dir" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_CXX_COMPILER=clang++-14 \
+  -DFK_FUZZ=ON -DFK_TESTS=OFF -DFK_CLI=OFF -DFK_BENCH=OFF >/dev/null
+cmake --build "$dir" --target fk_fuzz_exports fk_fuzz_seeds -- --quiet
+
+rm -rf "$dir/seeds"
+mkdir -p "$dir/seeds" "$dir/corpus" "$dir/artifacts"
+"$dir/fuzz/fk_fuzz_seeds" "$dir/seeds" >/dev/null
+# new inputs go to the first directory, the working corpus
+corpora=("$dir/corpus" "$dir/seeds")
+if [[ -d fuzz/corpus ]]; then corpora+=(fuzz/corpus); fi
+
+status=0
+"$dir/fuzz/fk_fuzz_exports" -max_total_time="$seconds" -timeout=30 -rss_limit_mb=2048 -print_final_stats=1 \
+  -artifact_prefix="$dir/artifacts/" "${corpora[@]}" >"$dir/fuzz.log" 2>&1 || status=$?
+runs=$(sed -n 's/^stat::number_of_executed_units: *//p' "$dir/fuzz.log")
+if ((status)); then
+  grep -vE '^#[0-9]+|^INFO:' "$dir/fuzz.log" | tail -n 100
+  echo "fuzz: FAILED after ${runs:-?} inputs; the input is in $dir/artifacts/ (replay: $dir/fuzz/fk_fuzz_exports FILE)"
+  exit 1
+fi
+echo "fuzz: $runs inputs in ${seconds} s, every check held ($(ls "$dir/corpus" | wc -l) inputs in $dir/corpus)"
