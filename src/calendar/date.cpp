@@ -21,6 +21,13 @@ int64_t floorDiv(int64_t a, int64_t b) {
 
 int64_t floorMod(int64_t a, int64_t b) { return a - floorDiv(a, b) * b; }
 
+// floor without a library call for the values of dates (exact below 2^52 in magnitude).
+double floorOf(double v) {
+    if (!(std::fabs(v) < 4503599627370496.0)) return std::floor(v);
+    const double t = static_cast<double>(static_cast<int64_t>(v));
+    return t > v ? t - 1.0 : t;
+}
+
 bool leapYear(int64_t y) { return (y % 4 == 0 && y % 100 != 0) || y % 400 == 0; }
 
 // Days from 30 December 1899 to the first of a month of any proleptic Gregorian year.
@@ -39,7 +46,9 @@ void normalize(int64_t& y, int64_t& m) {
     m -= q * 12;
 }
 
-Date civilFromDays(int32_t d) {
+} // namespace
+
+Date civilDate(int32_t d) {
     const int64_t t = 4 * static_cast<int64_t>(d) + 2775599;
     if (t <= 0) return {};
     const int64_t c = t / 146097;
@@ -53,6 +62,8 @@ Date civilFromDays(int32_t d) {
     date.year = saturate(100 * c + y + (m + 1) / 11);
     return date;
 }
+
+namespace {
 
 // Each conversion remembers its last argument and answer, one entry per thread.
 struct DateKey {
@@ -79,7 +90,7 @@ int32_t truncToInt32(double v) {
     return static_cast<int32_t>(v);
 }
 
-int32_t floorToInt32(double v) { return truncToInt32(std::floor(v)); }
+int32_t floorToInt32(double v) { return truncToInt32(floorOf(v)); }
 
 int32_t civilDayNumber(int32_t year, int32_t month, int32_t day) {
     return saturate(firstOfMonth(year, month) + day - 1);
@@ -109,7 +120,7 @@ int32_t DayNumberFromDate(int32_t year, int32_t month, int32_t day) {
 
 Date DateFromDayNumber(int32_t dayNumber) {
     if (dayNumber != t_dateKey) {
-        t_dateValue = civilFromDays(dayNumber);
+        t_dateValue = civilDate(dayNumber);
         t_dateKey = dayNumber;
     }
     return t_dateValue;
@@ -172,9 +183,10 @@ int32_t EasterSunday(int32_t year) {
 }
 
 int32_t MillisOfDay(BarDateTime v) {
-    const double fraction = v - std::floor(v);
+    const double fraction = v - floorOf(v);
     if (!(fraction == fraction)) return 0;
-    return static_cast<int32_t>(std::floor(fraction * 86400000.0 + 0.5));
+    // the product is at least 0, so truncation is its floor
+    return static_cast<int32_t>(fraction * 86400000.0 + 0.5);
 }
 
 BarDateTime MakeDateTime(double date, int32_t month, int32_t day, double time, int32_t form, double seconds) {

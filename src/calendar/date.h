@@ -45,6 +45,8 @@ int32_t civilDayNumber(int32_t year, int32_t month, int32_t day);
 int32_t DayNumberFromDate(int32_t year, int32_t month, int32_t day);
 // The date of a day number; all zero for days too early to convert.
 Date DateFromDayNumber(int32_t dayNumber);
+// The same without the cache: for loops that keep their own last day.
+Date civilDate(int32_t dayNumber);
 // A YYYYMMDD integer split, the month held to at most 12 and the day to the month's length.
 Date SplitYyyymmdd(int32_t yyyymmdd);
 // 28..31; 0 for a month outside 1..12.

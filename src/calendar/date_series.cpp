@@ -12,7 +12,8 @@ namespace fk::calendar {
 
 namespace {
 
-// The date fields of the last day asked for: bars of one day ask for the same day in a row.
+// The date fields of the last day asked for: bars of one day ask for the same day in a row,
+// and the first day of the year is worked out once per year.
 class DayFields {
 public:
     void of(int32_t dayNumber) {
@@ -21,10 +22,14 @@ public:
         if (dayNumber < kFirstDayOfYearOne) {
             date_ = Date{};
             dayInYear_ = 0;
-        } else {
-            date_ = DateFromDayNumber(dayNumber);
-            dayInYear_ = dayNumber - civilDayNumber(date_.year, 1, 1) + 1;
+            return;
         }
+        date_ = civilDate(dayNumber);
+        if (date_.year != year_) {
+            year_ = date_.year;
+            firstOfYear_ = civilDayNumber(year_, 1, 1);
+        }
+        dayInYear_ = dayNumber - firstOfYear_ + 1;
     }
     const Date& date() const { return date_; }
     int32_t dayInYear() const { return dayInYear_; }
@@ -33,6 +38,8 @@ private:
     int32_t key_ = INT32_MIN;
     Date date_;
     int32_t dayInYear_ = 0;
+    int32_t year_ = INT32_MIN;
+    int32_t firstOfYear_ = 0;
 };
 
 template <DatePart P>
