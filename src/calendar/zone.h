@@ -4,7 +4,8 @@
 // "|year,start,end[,shift]" that apply from their year on (year 0: from the beginning of time).
 // A start or end is month/ordinal and a weekday letter from "SMTWHFA" (Sunday .. Saturday):
 // "3/2S" the second Sunday of March, "10/LS" the last Sunday of October; an ordinal of 5 is the
-// fifth such weekday or, in a month with only four, the last. The shift defaults to 60 minutes.
+// fifth such weekday or, in a month with only four, the last. The shift defaults to 60 minutes;
+// at most 32 segments are kept.
 // Daylight saving begins at 02:00 on the standard clock and ends at 02:00 on the daylight clock.
 //
 // Names: empty or "LOCAL" the host's own zone, "GMT" and "UTC" offset 0, "NY" and "CHI" New York

@@ -3,6 +3,8 @@
 
 #include <chrono>
 #include <cmath>
+#include <functional>
+#include <thread>
 
 #include "calendar/date.h"
 #include "containers/buffer.h"
@@ -46,6 +48,23 @@ TEST(DateTest, EveryDayOfYears1To9999AgreesWithTheStandardCalendar) {
                           << got.month << "-" << got.day;
         }
     }
+}
+
+TEST(DateTest, ThreadsKeepTheirOwnLastConversion) {
+    // each thread asks alternately for its own dates; a shared last-answer slot would mix them up
+    auto run = [](int32_t base, int& wrong) {
+        for (int32_t k = 0; k < 20000; ++k) {
+            const int32_t d = base + k % 3000;
+            const Date date = DateFromDayNumber(d);
+            if (DayNumberFromDate(date.year, date.month, date.day) != d) ++wrong;
+            if (EasterSunday(date.year) != EasterSunday(date.year)) ++wrong;
+        }
+    };
+    int wrongA = 0, wrongB = 0;
+    std::thread a(run, 20000, std::ref(wrongA));
+    run(50000, wrongB);
+    a.join();
+    EXPECT_EQ(wrongA + wrongB, 0);
 }
 
 TEST(DateTest, DayNumbersOfDates) {

@@ -2,10 +2,12 @@
 // host zone as a rule, and TimeConvert.
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cmath>
 #include <cstdlib>
 #include <ctime>
 #include <string>
+#include <thread>
 #include <unistd.h>
 #include <vector>
 
@@ -254,6 +256,23 @@ TEST(HostZoneTest, TheSystemZoneAsARuleKeptUntilRefreshed) {
     EXPECT_EQ(StandardOffset(""), -300);
     EXPECT_EQ(currentHostRule(true), "540");
     EXPECT_EQ(StandardOffset("Local"), 540);
+}
+
+TEST(HostZoneTest, ReadersNeverSeeAHalfWrittenRule) {
+    if (!haveZone("Europe/Berlin")) GTEST_SKIP() << "no zone database entry /usr/share/zoneinfo/Europe/Berlin";
+    ScopedTz tz("Europe/Berlin");
+    const std::string want = currentHostRule(true);
+    std::atomic<int> wrong{0};
+    std::thread refresher([&] {
+        for (int i = 0; i < 200; ++i)
+            if (currentHostRule(true) != want) ++wrong;
+    });
+    for (int i = 0; i < 2000; ++i) {
+        if (ResolveZone("LOCAL") != want) ++wrong;
+        if (StandardOffset("") != 60) ++wrong;
+    }
+    refresher.join();
+    EXPECT_EQ(wrong.load(), 0);
 }
 
 class TimeConvertTest : public testing::HeapChecked {};
