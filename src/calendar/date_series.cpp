@@ -142,6 +142,7 @@ int64_t periodDays(BarDateTime v, uint32_t kind, int32_t n) {
 } // namespace
 
 void writeBarDates(const BarRecord& market, SeriesHandle& out, int32_t start, DatePart part) {
+    if (start < 0) start = 0;
     const int32_t bars = barCount(market);
     if (start >= bars) return;
     series::NumberOut o(&out, bars);
@@ -169,6 +170,7 @@ void writeDatesOf(const SeriesHandle& values, SeriesHandle& out, DatePart part) 
 }
 
 void writeSecondsInBar(const BarRecord& market, SeriesHandle& out, int32_t start) {
+    if (start < 0) start = 0;
     const int32_t bars = barCount(market);
     if (start >= bars) return;
     series::NumberOut o(&out, bars);

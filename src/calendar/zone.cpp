@@ -313,6 +313,7 @@ BarClock::BarClock(const BarRecord& market, std::string_view targetZone)
 }
 
 void writeTimeConvert(const BarRecord& market, std::string_view targetZone, SeriesHandle& out, int32_t start) {
+    if (start < 0) start = 0;
     const int32_t bars = market.barCount > 0 ? market.barCount : 0;
     if (BarClock::dailyBars(market) || start >= bars) return;
     series::NumberOut o(&out, bars);
