@@ -55,8 +55,10 @@ const int32_t kPeriods[] = {
     static_cast<int32_t>(0xFF000000u), 0, -1, INT32_MIN,
 };
 
-// Bars-ago offsets of handles, both signs.
+// Bars-ago offsets of handles, both signs; the first few are those a Return Value may have (a far
+// negative one would make every write grow it by that many elements).
 const int32_t kOffsets[] = {1, 2, 5, -1, -3, 50, 5000, -5000, 1 << 20, -(1 << 20), INT32_MAX >> 2, INT32_MIN >> 2};
+constexpr uint32_t kOutputOffsets = 6;
 
 template <class T, std::size_t N>
 constexpr uint32_t size(const T (&)[N]) {
@@ -118,9 +120,11 @@ struct Rng {
 
 // ---- the record of decisions, printed when a check fails
 
+// (with FK_FUZZ_TRACE set, also as they are made, for a crash that ends the process at once)
 class Trace {
 public:
     void note(const char* format, ...) __attribute__((format(printf, 2, 3))) {
+        static const bool live = std::getenv("FK_FUZZ_TRACE") != nullptr;
         char line[512];
         va_list args;
         va_start(args, format);
@@ -129,6 +133,7 @@ public:
         text_ += "  ";
         text_ += line;
         text_ += '\n';
+        if (live) std::fprintf(stderr, "  %s\n", line);
     }
     const std::string& text() const { return text_; }
 
@@ -259,7 +264,7 @@ private:
     SeriesHandle* constantForSeries(Input& in);
     SeriesHandle* text(Input& in);
     SeriesHandle* constantText(Input& in);
-    void modify(SeriesHandle* h, Input& in);
+    void modify(SeriesHandle* h, Input& in, bool output);
     Feed* market(Input& in);
     void appendBars(Feed& f, int32_t n);
     void errorText(Input& in);
@@ -344,8 +349,9 @@ SeriesHandle* Scenario::series(Input& in, bool output) {
     if (shape == 9 && !numberHandles_.empty()) {
         SeriesHandle* other = numberHandles_[in.below(static_cast<uint32_t>(numberHandles_.size()))];
         buffers::assign(*h, *other);
+        if (output) h->setOffset(0);
         trace_.note("    shares the buffer of an earlier handle (count %d)", series::count(h));
-        modify(h, in);
+        modify(h, in, output);
         numberHandles_.push_back(h);
         return h;
     }
@@ -382,7 +388,7 @@ SeriesHandle* Scenario::series(Input& in, bool output) {
         trace_.note("    %d elements, values mode %u, fill %.17g", series::count(h), mode, f);
         if (!output && n > 0 && mode != 6) growing_.push_back({h, rng, mode, level});
     }
-    modify(h, in);
+    modify(h, in, output);
     numberHandles_.push_back(h);
     return h;
 }
@@ -439,7 +445,7 @@ SeriesHandle* Scenario::text(Input& in) {
         text::appendBytes(*h, s.data(), static_cast<int32_t>(s.size()));
         trace_.note("    text \"%s\"", printable(s).c_str());
     }
-    modify(h, in);
+    modify(h, in, false);
     textHandles_.push_back(h);
     return h;
 }
@@ -459,11 +465,11 @@ SeriesHandle* Scenario::constantText(Input& in) {
 }
 
 // Offsets, write-permission flags and a second host handle on the same buffer.
-void Scenario::modify(SeriesHandle* h, Input& in) {
+void Scenario::modify(SeriesHandle* h, Input& in, bool output) {
     const uint8_t m = in.byte();
     if (!h->buffer || !m) return;
     if (m & 1) {
-        h->setOffset(kOffsets[in.below(size(kOffsets))]);
+        h->setOffset(kOffsets[in.below(output ? kOutputOffsets : size(kOffsets))]);
         trace_.note("    offset %d", h->offset());
     }
     if (m & 2) {

@@ -1,0 +1,45 @@
+// Faults that the sanitizers or the fuzzer found in the date and zone functions, each kept as
+// the call that showed it.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+
+#include "host/hostkit.h"
+#include "support/heap_check.h"
+
+namespace fk {
+namespace {
+
+using host::Call;
+using host::Market;
+using host::Series;
+using host::Text;
+
+class CalendarRobustness : public testing::HeapChecked {};
+
+// Bars stamped far outside the calendar: the daylight-saving change days of a year millions of
+// years away were summed past the 32-bit range.
+TEST_F(CalendarRobustness, TimeConvertOfBarsFarOutsideTheCalendar) {
+    const double stamps[] = {1e300, -1e300, 2147483647.5, 9.3e18, 7.8e11, -7.8e11, -693594.0,
+                             std::numeric_limits<double>::max()};
+    const char* zones[] = {"NY", "GMT", "-300|0,3/2S,11/1S", "60|0,3/LS,10/LS,60"};
+    for (const char* zone : zones) {
+        for (double stamp : stamps) {
+            SCOPED_TRACE(std::string(zone) + " " + std::to_string(stamp));
+            Market market({{stamp, 1, 1, 1, 1, 1}});
+            market.period(0x03000005).zone("CHI");
+            Series out;
+            Text target(zone);
+            Call call("TimeConvert");
+            call.out(out).arg(market).arg(target);
+            EXPECT_EQ(call.run(0), 0);
+            ASSERT_EQ(out.count(), 1);
+            const double hhmm = out.at(0);
+            EXPECT_TRUE(hhmm == out.fill() || (hhmm >= 0 && hhmm <= 2359 && std::fmod(hhmm, 100) < 60)) << hhmm;
+        }
+    }
+}
+
+} // namespace
+} // namespace fk
