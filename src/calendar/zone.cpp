@@ -102,12 +102,14 @@ bool readPoint(Reader& r, Point& p) {
     return true;
 }
 
+// In 64 bits: the first day of a month at the end of the day-number range is the largest 32-bit
+// value, and the days after it are not.
 template <class Point>
-int32_t dayOfPoint(int32_t year, const Point& p) {
+int64_t dayOfPoint(int32_t year, const Point& p) {
     const int32_t first = civilDayNumber(year, p.month, 1);
-    const int32_t last = first + DaysInMonth(year, p.month) - 1;
-    if (p.ordinal == 0) return last - mod7(WeekdayOf(last) - p.weekday);
-    const int32_t day = first + mod7(p.weekday - WeekdayOf(first)) + 7 * (p.ordinal - 1);
+    const int64_t last = int64_t{first} + DaysInMonth(year, p.month) - 1;
+    if (p.ordinal == 0) return last - mod7(WeekdayOf(static_cast<int32_t>(std::min<int64_t>(last, INT32_MAX))) - p.weekday);
+    const int64_t day = int64_t{first} + mod7(p.weekday - WeekdayOf(first)) + 7 * (p.ordinal - 1);
     return day > last ? day - 7 : day;
 }
 
