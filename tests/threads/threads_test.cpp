@@ -30,7 +30,7 @@ struct Result {
 };
 
 // The host side of one thread: its own market, series and texts. Every thread gets the same
-// bars; `seed` picks the zones.
+// bars; `seed` picks the zones and the numbers.
 class Caller {
 public:
     explicit Caller(int seed) : seed_(seed) {
@@ -43,7 +43,7 @@ public:
             bars.push_back({t, p, p + 1.25, p - 1, p + 0.5, 1000.0 + i * 7});
         }
         market_.append(bars);
-        market_.zone(kZones[(seed + 1) % 4]).tick(0.25, 12.5);
+        market_.zone(kZones[(seed + 1) % 4]).tick(0.25, 12.5).period(0x03000005);
         for (const host::Bar& b : bars) {
             series_[0].push(b.close);
             series_[1].push(b.dateTime);
@@ -69,7 +69,7 @@ public:
             }
             switch (type) {
             case kArgSeries: call.arg(series_[(i - 2) % 4]); break;
-            case kArgNumber: call.arg(kNumbers[numbers++ % 4]); break;
+            case kArgNumber: call.arg(kNumbers[(seed_ + numbers++) % 4]); break;
             case kArgMarket: call.arg(market_); break;
             case kArgText: call.arg(texts.emplace_back(kZones[(seed_ + i) % 4])); break;
             default: call.rawPointer(kParamTextSeries, &texts.emplace_back(kZones[(seed_ + i) % 4]).handle()); break;
@@ -89,7 +89,8 @@ public:
     }
 
 private:
-    static constexpr double kNumbers[] = {14, 1, 2, 3};
+    // a length, a property code with a text, small kinds and counts
+    static constexpr double kNumbers[] = {14, 105, 1, 2};
     int seed_;
     host::Market market_;
     host::Series series_[4] = {host::Series::of({}), host::Series::of({}), host::Series::of({}),
