@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <functional>
 
 #include <fmt/format.h>
@@ -91,7 +92,10 @@ std::string tickLabel(double v, double step) {
     return fmt::format("{:.{}f}", v, decimals);
 }
 
-std::string valueLabel(double v) { return fmt::format("{:.6g}", v); }
+std::string valueLabel(double v) {
+    if (std::fabs(v) < 1e15 && v == std::floor(v)) return fmt::format("{:.0f}", v);
+    return fmt::format("{:.6g}", v);
+}
 
 const char* const kMonths[] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun", "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
 
@@ -252,7 +256,8 @@ std::string renderChart(const BarData& bars, const ChartOptions& o) {
         return s.str();
     }
     const DateFormat df = dateFormatFor(bars.dateTime);
-    s.add("<text x=\"{}\" y=\"24\" class=\"t\">{}  ({} bars, {} to {})</text>\n", kLeft, escape(bars.source), n - first,
+    s.add("<text x=\"{}\" y=\"24\" class=\"t\">{}  ({} bars, {} to {})</text>\n", kLeft,
+          escape(std::filesystem::path(bars.source).filename().string()), n - first,
           formatDateTime(bars.dateTime[first], df.withTime, df.withSeconds),
           formatDateTime(bars.dateTime[n - 1], df.withTime, df.withSeconds));
 
@@ -287,7 +292,7 @@ std::string renderChart(const BarData& bars, const ChartOptions& o) {
                 }
     const Scale price = scaleFor(lo, hi, kTop, priceH);
     valueAxis(s, price, plotRight);
-    const double body = std::max(1.0, bk.slot() * 0.7);
+    const double body = std::clamp(bk.slot() * 0.7, 1.0, 15.0);
     std::string closeLine;
     for (std::size_t b = 0; b < bk.size(); ++b) {
         double o1 = fill, c1 = fill, h1 = -INFINITY, l1 = INFINITY;

@@ -128,7 +128,7 @@ int main(int argc, char** argv) {
     eval->add_flag("--table", a.aligned, "columns aligned for reading instead of CSV");
     eval->add_option("--out", a.out, "write the table to this file instead of standard output");
     eval->add_option("--chart", a.chart, "also draw the bars and each expression in a pane below, as SVG");
-    eval->add_option("--overlay", a.overlays, "an expression drawn over the prices (a column of the table too)");
+    eval->add_option("--overlay", a.overlays, "an expression drawn over the prices (a column of the table too); may be repeated")->allow_extra_args(false);
     eval->add_option("--chart-bars", a.chartBars, "draw only the last N bars");
 
     try {
