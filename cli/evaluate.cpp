@@ -14,10 +14,12 @@ namespace fk::cli {
 
 namespace {
 
+// Names of series compare without regard to case, spaces and punctuation: a column "Adj Close"
+// is AdjClose or adj_close.
 std::string lowerKey(std::string_view s) {
     std::string r;
     for (char c : s)
-        if (std::isalnum(static_cast<unsigned char>(c)) || c == '_')
+        if (std::isalnum(static_cast<unsigned char>(c)))
             r += static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
     return r;
 }
