@@ -7,7 +7,9 @@
 #include <cmath>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <map>
+#include <memory>
 
 #include "cli/errors.h"
 #include "containers/buffer.h"
@@ -106,7 +108,7 @@ bool parseDateTime(std::string_view s, double& out) {
     return parseNumber(s, out);
 }
 
-std::string formatDateTime(double dt, bool withTime, bool withSeconds) {
+std::size_t writeDateTime(char* out, double dt, bool withTime, bool withSeconds) {
     auto day = static_cast<int32_t>(std::floor(dt));
     int32_t ms = millisOfDay(dt);
     if (ms >= kMillisPerDay) {
@@ -115,15 +117,35 @@ std::string formatDateTime(double dt, bool withTime, bool withSeconds) {
     }
     int y = 0, m = 0, d = 0;
     civilDate(day, y, m, d);
-    char buf[48];
+    if (y < 0 || y > 9999) return static_cast<std::size_t>(std::snprintf(out, kDateTimeChars, "%d-%02d-%02d", y, m, d));
+    char* p = out;
+    auto two = [&p](int v) {
+        *p++ = static_cast<char>('0' + v / 10);
+        *p++ = static_cast<char>('0' + v % 10);
+    };
+    two(y / 100);
+    two(y % 100);
+    *p++ = '-';
+    two(m);
+    *p++ = '-';
+    two(d);
     const int secs = ms / 1000;
-    if (withSeconds)
-        std::snprintf(buf, sizeof buf, "%04d-%02d-%02d %02d:%02d:%02d", y, m, d, secs / 3600, secs / 60 % 60, secs % 60);
-    else if (withTime)
-        std::snprintf(buf, sizeof buf, "%04d-%02d-%02d %02d:%02d", y, m, d, secs / 3600, secs / 60 % 60);
-    else
-        std::snprintf(buf, sizeof buf, "%04d-%02d-%02d", y, m, d);
-    return buf;
+    if (withTime || withSeconds) {
+        *p++ = ' ';
+        two(secs / 3600);
+        *p++ = ':';
+        two(secs / 60 % 60);
+    }
+    if (withSeconds) {
+        *p++ = ':';
+        two(secs % 60);
+    }
+    return static_cast<std::size_t>(p - out);
+}
+
+std::string formatDateTime(double dt, bool withTime, bool withSeconds) {
+    char buf[kDateTimeChars];
+    return std::string(buf, writeDateTime(buf, dt, withTime, withSeconds));
 }
 
 int32_t guessPeriod(const std::vector<double>& dt) {
@@ -379,14 +401,27 @@ BarData parseBars(std::string_view content, const std::string& source) {
 BarData loadBars(const std::string& path) {
     std::FILE* f = std::fopen(path.c_str(), "rb");
     if (!f) throw UsageError(path + ": cannot read: " + std::strerror(errno));
-    std::string content;
-    char buf[1 << 16];
-    std::size_t n = 0;
-    while ((n = std::fread(buf, 1, sizeof buf, f)) > 0) content.append(buf, n);
+    // one block of the file's size, not zeroed first; whatever the size said, read to the end
+    std::error_code ec;
+    std::size_t capacity = std::filesystem::file_size(path, ec);
+    if (ec) capacity = 0;
+    capacity += 1 << 16;
+    auto content = std::make_unique_for_overwrite<char[]>(capacity);
+    std::size_t size = 0, got = 0;
+    while ((got = std::fread(content.get() + size, 1, capacity - size, f)) > 0) {
+        size += got;
+        if (size == capacity) {
+            auto bigger = std::make_unique_for_overwrite<char[]>(capacity * 2);
+            std::memcpy(bigger.get(), content.get(), size);
+            content = std::move(bigger);
+            capacity *= 2;
+        }
+    }
     const bool bad = std::ferror(f) != 0;
+    const int err = errno;
     std::fclose(f);
-    if (bad) throw UsageError(path + ": cannot read: " + std::strerror(errno));
-    return parseBars(content, path);
+    if (bad) throw UsageError(path + ": cannot read: " + std::strerror(err));
+    return parseBars(std::string_view(content.get(), size), path);
 }
 
 } // namespace fk::cli

@@ -31,7 +31,10 @@ int32_t dayNumber(int year, int month, int day);
 void civilDate(int32_t dayNumber, int& year, int& month, int& day);
 // "YYYY-MM-DD[ HH:MM[:SS]]" or a plain date-time number; false when it is neither.
 bool parseDateTime(std::string_view s, double& out);
-// YYYY-MM-DD, with " HH:MM" when withTime and ":SS" when withSeconds.
+// YYYY-MM-DD, with " HH:MM" when withTime and ":SS" when withSeconds; written into `out`
+// (kDateTimeChars bytes at least), the length returned.
+inline constexpr std::size_t kDateTimeChars = 40;
+std::size_t writeDateTime(char* out, double dt, bool withTime, bool withSeconds);
 std::string formatDateTime(double dt, bool withTime, bool withSeconds);
 // Milliseconds since midnight, rounded to the nearest.
 int32_t millisOfDay(double dt);

@@ -28,7 +28,9 @@ void appendNumber(fmt::memory_buffer& b, double v, double fill, bool raw) {
 }
 
 void appendDate(fmt::memory_buffer& b, double dt, const DateFormat& f) {
-    b.append(formatDateTime(dt, f.withTime, f.withSeconds));
+    char buf[kDateTimeChars];
+    const std::size_t n = writeDateTime(buf, dt, f.withTime, f.withSeconds);
+    b.append(buf, buf + n);
 }
 
 void flush(std::FILE* out, fmt::memory_buffer& b) {
