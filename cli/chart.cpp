@@ -76,8 +76,8 @@ std::vector<double> niceTicks(double lo, double hi, int want, double& step) {
     const double raw = (hi - lo) / want;
     const double mag = std::pow(10.0, std::floor(std::log10(raw)));
     step = mag;
-    for (double m : {1.0, 2.0, 5.0, 10.0})
-        if (m * mag >= raw) {
+    for (double m : {1.0, 2.0, 2.5, 5.0, 10.0})
+        if (m * mag >= raw * 0.75) {
             step = m * mag;
             break;
         }
@@ -179,32 +179,44 @@ private:
     fmt::memory_buffer b_;
 };
 
-// A line through the values of each bucket's last bar; missing values leave gaps and a lone
-// value is a dot.
+// A line through the values of each bucket's last bar; missing values leave gaps. A series
+// of lone values (pivots, signals) is drawn as dots joined by a thin dashed line.
 void drawLine(Svg& s, const Column& c, const Buckets& bk, const Scale& sc, const char* color) {
-    std::string path;
-    std::vector<std::pair<double, double>> run;
-    auto flushRun = [&]() {
-        if (run.size() == 1) s.add("<circle cx=\"{:.1f}\" cy=\"{:.1f}\" r=\"2\" fill=\"{}\"/>\n", run[0].first, run[0].second, color);
-        else if (run.size() > 1) {
-            path += fmt::format("M{:.1f},{:.1f}", run[0].first, run[0].second);
-            for (std::size_t i = 1; i < run.size(); ++i) path += fmt::format("L{:.1f},{:.1f}", run[i].first, run[i].second);
-        }
-        run.clear();
-    };
+    std::vector<std::vector<std::pair<double, double>>> runs(1);
     for (std::size_t b = 0; b < bk.size(); ++b) {
         const double v = c.values[bk.end(b) - 1];
-        if (present(v, c.fill)) run.emplace_back(bk.x(b), sc.y(v));
-        else flushRun();
+        if (present(v, c.fill)) runs.back().emplace_back(bk.x(b), sc.y(v));
+        else if (!runs.back().empty()) runs.emplace_back();
     }
-    flushRun();
+    std::size_t points = 0, lone = 0;
+    for (const auto& r : runs) {
+        points += r.size();
+        lone += r.size() == 1;
+    }
+    auto pathOf = [](const std::vector<std::pair<double, double>>& pts, std::string& path) {
+        for (std::size_t i = 0; i < pts.size(); ++i) path += fmt::format("{}{:.1f},{:.1f}", i ? "L" : "M", pts[i].first, pts[i].second);
+    };
+    if (points >= 2 && lone * 2 >= points) {
+        std::vector<std::pair<double, double>> all;
+        for (const auto& r : runs) all.insert(all.end(), r.begin(), r.end());
+        std::string path;
+        pathOf(all, path);
+        s.add("<path d=\"{}\" fill=\"none\" stroke=\"{}\" stroke-width=\"1\" stroke-dasharray=\"4 3\"/>\n", path, color);
+        for (const auto& [x, y] : all) s.add("<circle cx=\"{:.1f}\" cy=\"{:.1f}\" r=\"3\" fill=\"{}\"/>\n", x, y, color);
+        return;
+    }
+    std::string path;
+    for (const auto& r : runs) {
+        if (r.size() == 1) s.add("<circle cx=\"{:.1f}\" cy=\"{:.1f}\" r=\"2\" fill=\"{}\"/>\n", r[0].first, r[0].second, color);
+        else pathOf(r, path);
+    }
     if (!path.empty())
         s.add("<path d=\"{}\" fill=\"none\" stroke=\"{}\" stroke-width=\"1.5\" stroke-linejoin=\"round\"/>\n", path, color);
 }
 
 void valueAxis(Svg& s, const Scale& sc, double plotRight) {
     double step = 1;
-    for (double t : niceTicks(sc.lo, sc.hi, std::max(2, static_cast<int>(sc.height / 45)), step)) {
+    for (double t : niceTicks(sc.lo, sc.hi, std::max(3, static_cast<int>(sc.height / 45)), step)) {
         const double y = sc.y(t);
         s.add("<line x1=\"{}\" x2=\"{}\" y1=\"{:.1f}\" y2=\"{:.1f}\" stroke=\"#e6e6e6\"/>\n", kLeft, plotRight, y, y);
         s.add("<text x=\"{}\" y=\"{:.1f}\" class=\"v\">{}</text>\n", plotRight + 6, y + 4, tickLabel(t, step));
