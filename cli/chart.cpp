@@ -105,62 +105,61 @@ struct DateTick {
 };
 
 // Date ticks: the finest calendar step (years, quarters, months, weeks, days, hours ...) that
-// leaves room for every label.
+// leaves room for every label; the years thinned out when even they do not fit.
 std::vector<DateTick> dateTicks(const BarData& bars, const Buckets& bk) {
+    struct Mark {
+        double dt;
+        bool first, newYear, newDay;
+    };
     struct Level {
         std::function<int64_t(double)> key;
-        std::function<std::string(double, bool)> label; // bool: the first label, or the day changed
+        std::function<std::string(const Mark&)> label;
     };
     auto ymd = [](double dt, int& y, int& m, int& d) { civilDate(static_cast<int32_t>(std::floor(dt)), y, m, d); };
+    auto year = [&](double dt) { int y, m, d; ymd(dt, y, m, d); return y; };
+    auto month = [&](double dt) { int y, m, d; ymd(dt, y, m, d); return m; };
     auto dayLabel = [&](double dt) {
         int y, m, d;
         ymd(dt, y, m, d);
         return fmt::format("{} {}", kMonths[m - 1], d);
     };
-    auto clock = [](double dt) {
-        const int32_t min = millisOfDay(dt) / 60000;
-        return fmt::format("{:02}:{:02}", min / 60 % 24, min % 60);
+    auto monthLabel = [&](const Mark& k) {
+        return k.first || k.newYear ? fmt::format("{} {}", kMonths[month(k.dt) - 1], year(k.dt)) : std::string(kMonths[month(k.dt) - 1]);
     };
     auto minutes = [](double dt) { return static_cast<int64_t>(std::floor(dt)) * 1440 + millisOfDay(dt) / 60000; };
     std::vector<Level> levels = {
-        {[&](double dt) { int y, m, d; ymd(dt, y, m, d); return int64_t{y}; },
-         [&](double dt, bool) { int y, m, d; ymd(dt, y, m, d); return std::to_string(y); }},
-        {[&](double dt) { int y, m, d; ymd(dt, y, m, d); return int64_t{y} * 4 + (m - 1) / 3; },
-         [&](double dt, bool) { int y, m, d; ymd(dt, y, m, d); return fmt::format("{} {}", kMonths[m - 1], y); }},
-        {[&](double dt) { int y, m, d; ymd(dt, y, m, d); return int64_t{y} * 12 + m; },
-         [&](double dt, bool firstOrYear) {
-             int y, m, d;
-             ymd(dt, y, m, d);
-             return firstOrYear || m == 1 ? fmt::format("{} {}", kMonths[m - 1], y) : std::string(kMonths[m - 1]);
-         }},
+        {[&](double dt) { return int64_t{year(dt)}; }, [&](const Mark& k) { return std::to_string(year(k.dt)); }},
+        {[&](double dt) { return int64_t{year(dt)} * 4 + (month(dt) - 1) / 3; }, monthLabel},
+        {[&](double dt) { return int64_t{year(dt)} * 12 + month(dt); }, monthLabel},
         // weeks start on Monday: day 2 (1 January 1900) was a Monday
-        {[](double dt) { return static_cast<int64_t>(std::floor((std::floor(dt) - 2) / 7)); },
-         [&](double dt, bool) { return dayLabel(dt); }},
-        {[](double dt) { return static_cast<int64_t>(std::floor(dt)); }, [&](double dt, bool) { return dayLabel(dt); }},
+        {[](double dt) { return static_cast<int64_t>(std::floor((std::floor(dt) - 2) / 7)); }, [&](const Mark& k) { return dayLabel(k.dt); }},
+        {[](double dt) { return static_cast<int64_t>(std::floor(dt)); }, [&](const Mark& k) { return dayLabel(k.dt); }},
     };
     for (int step : {240, 120, 60, 30, 15, 5, 1})
         levels.push_back({[=](double dt) { return minutes(dt) / step; },
-                          [=](double dt, bool newDay) { return newDay ? dayLabel(dt) : clock(dt); }});
+                          [=](const Mark& k) {
+                              if (k.newDay) return dayLabel(k.dt);
+                              const int32_t min = millisOfDay(k.dt) / 60000;
+                              return fmt::format("{:02}:{:02}", min / 60 % 24, min % 60);
+                          }});
 
-    const auto maxLabels = static_cast<std::size_t>(bk.plotW / 90);
+    const auto maxLabels = std::max<std::size_t>(2, static_cast<std::size_t>(bk.plotW / 90));
     std::vector<DateTick> best;
     for (const Level& lv : levels) {
         std::vector<DateTick> ticks;
-        int64_t prevKey = 0, prevDay = 0;
-        for (std::size_t b = 0; b < bk.size(); ++b) {
-            const double dt = bars.dateTime[bk.begin(b)];
-            const int64_t k = lv.key(dt), day = static_cast<int64_t>(std::floor(dt));
-            if (b > 0 && k != prevKey) {
-                int y0, m0, d0, y1, m1, d1;
-                ymd(bars.dateTime[bk.begin(b - 1)], y0, m0, d0);
-                ymd(dt, y1, m1, d1);
-                const bool marker = ticks.empty() || day != prevDay || y1 != y0;
-                ticks.push_back({b, lv.label(dt, marker && (ticks.empty() || y1 != y0 || day != prevDay))});
-            }
-            prevKey = k;
-            prevDay = day;
+        for (std::size_t b = 1; b < bk.size(); ++b) {
+            const double prev = bars.dateTime[bk.begin(b - 1)], dt = bars.dateTime[bk.begin(b)];
+            if (lv.key(dt) == lv.key(prev)) continue;
+            const Mark k{dt, ticks.empty(), year(dt) != year(prev), std::floor(dt) != std::floor(prev)};
+            ticks.push_back({b, lv.label(k)});
         }
-        if (ticks.size() > maxLabels) break;
+        if (ticks.size() > maxLabels) {
+            if (best.empty()) { // even the coarsest step is too fine: every n-th of its ticks
+                const std::size_t every = (ticks.size() + maxLabels - 1) / maxLabels;
+                for (std::size_t i = 0; i < ticks.size(); i += every) best.push_back(ticks[i]);
+            }
+            break;
+        }
         best = std::move(ticks);
     }
     if (best.empty()) best.push_back({0, dayLabel(bars.dateTime[bk.first])});
