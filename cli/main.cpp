@@ -97,7 +97,7 @@ int runEval(EvalArgs& a) {
 } // namespace
 
 int main(int argc, char** argv) {
-    CLI::App app{"formulakit: runs the library's functions over bars from a CSV file."};
+    CLI::App app{"formulakit: runs the library's functions over bars from a CSV file.", "formulakit"};
     app.require_subcommand(1);
 
     std::string listName;
