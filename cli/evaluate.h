@@ -18,7 +18,8 @@ struct MarketSettings {
     double tickValue = 0.01;
     double minMoveFactor = 1.0;
     int32_t period = 0; // 0: guessed from the bars
-    int16_t sessionStart = 570, sessionEnd = 960, dayEnd = 960;
+    int16_t sessionStart = 570, sessionEnd = 960;
+    int16_t dayEnd = 0; // 0: midnight; a bar at or after the day end belongs to the next trading day
     std::string zone;   // empty: none (New York)
     std::string symbol;
 };

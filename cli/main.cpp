@@ -52,7 +52,6 @@ int runEval(EvalArgs& a) {
         parseSession(a.session, start, end);
         a.market.sessionStart = static_cast<int16_t>(start);
         a.market.sessionEnd = static_cast<int16_t>(end);
-        a.market.dayEnd = static_cast<int16_t>(end);
     }
     if (!a.dayEnd.empty()) {
         const int m = parseClockMinutes(a.dayEnd);
@@ -119,7 +118,7 @@ int main(int argc, char** argv) {
     eval->add_option("--min-move", a.market.minMoveFactor, "minimum-move factor (MinMove gives it times the tick size)")->capture_default_str();
     eval->add_option("--period", a.period, "bar period: daily, weekly, monthly, Nmin, or a period word such as 0x03000005 (default: from the bars)");
     eval->add_option("--session", a.session, "session start and inner session end, HHMM-HHMM")->default_str("0930-1600");
-    eval->add_option("--day-end", a.dayEnd, "end of the trading day, HHMM (default: the session end)");
+    eval->add_option("--day-end", a.dayEnd, "end of the trading day, HHMM: a bar stamped at or after it belongs to the next trading day (default: 0000, midnight)");
     eval->add_option("--zone", a.zone, "the market's time-zone text (default: none, New York)");
     eval->add_option("--symbol", a.symbol, "the market's symbol text");
     eval->add_option("--chunk", a.chunk, "bars arrive N at a time: every call site is called again for each chunk")->check(CLI::PositiveNumber);
