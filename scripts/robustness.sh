@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Robustness: every test under AddressSanitizer and UndefinedBehaviorSanitizer, the thread test
-# under ThreadSanitizer and a short fuzz run of every export.
+# under ThreadSanitizer, a short fuzz run of every export, and valgrind's memcheck over the
+# command line on the bundled samples (when the native build has made the command line).
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/setup.sh
@@ -35,5 +36,52 @@ run_tests build/tsan -L threads
 
 echo "== fuzz"
 scripts/fuzz.sh 60
+
+echo "== valgrind"
+# One call per export that answers 0 on the sample: Close for a series, Bars for the market, and
+# a number and a text tried in turn.
+expressions() {
+  local fk=$1 line name params number text k expr
+  local -a kinds args
+  while IFS= read -r line; do
+    name=${line%%(*}
+    params=${line#*(}
+    params=${params%%)*}
+    params=${params%%[*}
+    for number in 14 1; do
+      for text in '"NY"' '"+"' '""'; do
+        args=()
+        IFS=',' read -ra kinds <<<"$params"
+        for k in "${kinds[@]}"; do
+          case ${k// /} in
+            series) args+=(Close) ;;
+            number) args+=("$number") ;;
+            Bars) args+=(Bars) ;;
+            *) args+=("$text") ;;
+          esac
+        done
+        expr="$name($(IFS=','; echo "${args[*]}"))"
+        if "$fk" eval --tail 1 "$expr" >/dev/null 2>&1; then
+          echo "$expr"
+          continue 3
+        fi
+      done
+    done
+    echo "valgrind: no plain call of $name answers 0 on the sample (left out)" >&2
+  done < <("$fk" list)
+}
+fk=build/native/cli/formulakit
+if [[ -x $fk ]]; then
+  mapfile -t exprs < <(expressions "$fk")
+  for sample in daily intraday; do
+    # in chunks, so that every call site is called again and released
+    valgrind --quiet --error-exitcode=99 --leak-check=full --show-leak-kinds=definite,indirect,possible \
+      --errors-for-leak-kinds=definite,indirect,possible \
+      "$fk" eval --sample "$sample" --chunk 97 --out /dev/null "${exprs[@]}"
+  done
+  echo "valgrind: ${#exprs[@]} exports on the daily and intraday samples, no errors and no leaks"
+else
+  echo "valgrind: no command line in build/native (skipped)"
+fi
 
 echo "robustness: passed in $((SECONDS - began)) s"
