@@ -311,9 +311,18 @@ void Scenario::fail(const char* format, ...) {
     std::abort();
 }
 
+// A number of the list, any whole number from -128 to 255 or of 16 bits (codes, kinds, lengths), a
+// multiple of 1/16, or any 8 bytes.
 double Scenario::number(Input& in) {
-    const uint32_t pick = in.below(size(kNumbers) + 4);
-    return pick < size(kNumbers) ? kNumbers[pick] : in.raw();
+    const uint32_t pick = in.below(size(kNumbers) + 5);
+    if (pick < size(kNumbers)) return kNumbers[pick];
+    switch (pick - size(kNumbers)) {
+    case 0: return in.byte();
+    case 1: return static_cast<int8_t>(in.byte());
+    case 2: return static_cast<int16_t>(in.below(65536));
+    case 3: return static_cast<int16_t>(in.below(65536)) / 16.0;
+    default: return in.raw();
+    }
 }
 
 double Scenario::value(uint32_t mode, Rng& rng, double fill, double& level) {
