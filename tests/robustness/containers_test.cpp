@@ -38,5 +38,26 @@ TEST_F(ContainerRobustness, EmptyingALongSingleConstantTouchesOnlyItsOneSlot) {
     }
 }
 
+// A Return Value that shares its input's buffer, writable while shared, and is written through
+// an offset goes element by element; growing it then moved the buffer under the input's view
+// (DayOf with its Return Value on its own input read freed memory).
+TEST_F(ContainerRobustness, AnOutputWrittenInPlaceThroughAnOffsetDoesNotMoveItsInput) {
+    std::vector<double> values(200);
+    for (std::size_t i = 0; i < values.size(); ++i) values[i] = static_cast<double>(i);
+    Series in = Series::of(values);
+    in.setFlags(kFlagSharedWritable);
+    Series out = in;
+    out.setOffset(-3);
+    {
+        series::NumberOut o(&out.handle(), 200);
+        const series::NumberView v(&in.handle());
+        for (int32_t i = 0; i < 200; ++i) o.set(i, v[i] + 1000);
+    }
+    // bar i writes element i + 3 after element i was read, so element j >= 3 holds what bar j - 3
+    // read plus 1000: element j mod 3 plus 1000 for every step of 3
+    ASSERT_EQ(in.count(), 203);
+    for (int32_t j = 0; j < 203; ++j) EXPECT_EQ(in.at(j), j % 3 + 1000.0 * (j / 3)) << j;
+}
+
 } // namespace
 } // namespace fk
