@@ -263,7 +263,15 @@ void NumberView::resolve(const SeriesHandle* h) {
 NumberOut::NumberOut(SeriesHandle* h, int32_t expectedCount) : h_(h) {
     if (!h || !isNumberBuffer(h->buffer)) return;
     fill_ = fillValue(*h);
-    if (h->offset() != 0 || h->buffer->isConstant()) return;
+    if (h->buffer->isConstant()) return;
+    if (h->offset() != 0) {
+        // element writes from here on; grown now, so that no write moves a buffer that an input
+        // view resolved after this may share
+        const int64_t last = int64_t{expectedCount} - 1 - h->offset();
+        if (last >= h->buffer->capacity && last < INT32_MAX && buffers::mayWrite(*h, -1))
+            buffers::setCapacity(*h, buffers::growthCapacity(static_cast<int32_t>(last)), true);
+        return;
+    }
     if (!buffers::mayWrite(*h, -1)) return;
     if (expectedCount > h->buffer->capacity)
         buffers::setCapacity(*h, buffers::growthCapacity(expectedCount - 1), true);
