@@ -10,6 +10,7 @@
 #include "containers/series.h"
 #include "host/hostkit.h"
 #include "mathstat/element_ops.h"
+#include "status_rows.h"
 #include "support/heap_check.h"
 
 namespace fk::mathstat {
@@ -281,11 +282,7 @@ TEST_F(MathExportTest, StatusCodes) {
     Series noBuffer = Series::null();
     Text plus("+");
     host::Market m;
-    const struct {
-        const char* name;
-        std::function<void(Call&)> build;
-        StatusCode status;
-    } rows[] = {
+    expectStatuses({
         {"ArrayOperation", [&](Call& c) { c.out(out).arg(in).arg(plus); }, 0x103},
         {"ArrayOperation", [&](Call& c) { c.out(out).arg(in).arg(plus).arg(in).tag(1, 7); }, 513},
         {"ArrayOperation", [&](Call& c) { c.out(out).arg(in).arg(plus).arg(in).tag(2, 2); }, 514},
@@ -313,13 +310,7 @@ TEST_F(MathExportTest, StatusCodes) {
         {"DollarsToPrice", [&](Call& c) { c.out(out).arg(m); }, 0x102},
         {"DollarsToPrice", [&](Call& c) { c.out(out).arg(in).arg(in); }, 514},
         {"PriceToDollars", [&](Call& c) { c.out(out).arg(m).arg(plus); }, 515},
-    };
-    for (const auto& r : rows) {
-        Call call(r.name);
-        r.build(call);
-        EXPECT_EQ(call.run(0), r.status) << r.name << " expecting " << r.status;
-        EXPECT_EQ(call.release(), 0) << r.name;
-    }
+    });
 }
 
 } // namespace
