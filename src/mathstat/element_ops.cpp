@@ -97,6 +97,14 @@ inline double bandHigh(double b, double f) { return b >= 0 ? b * f : b / f; }
 
 inline double truth(bool v) { return v ? 1.0 : 0.0; }
 
+// floor(x + 0.5) without a library call. x + 0.5 is never -0, so whole numbers need no sign care.
+inline double halfUp(double x) {
+    const double y = x + 0.5;
+    if (!(std::fabs(y) < 4503599627370496.0)) return y; // from 2^52 on every number is whole
+    const double t = static_cast<double>(static_cast<int64_t>(y)); // toward zero
+    return t - truth(t > y);
+}
+
 template <OpCode C>
 inline double apply(double a, double b, const Operands& o) {
     const bool ma = a == o.nullA;
@@ -120,7 +128,7 @@ inline double apply(double a, double b, const Operands& o) {
     } else if constexpr (C == op::kMod) {
         if (a == 0) return 0.0;
         if (b == 0) return r;
-        return both ? std::fmod(std::floor(a + 0.5), std::floor(b + 0.5)) : r;
+        return both ? std::fmod(halfUp(a), halfUp(b)) : r;
     } else if constexpr (C == op::kPower) {
         if (a == 0) return 0.0;
         if (b == 0 || a == 1) return 1.0;
@@ -156,10 +164,10 @@ inline double apply(double a, double b, const Operands& o) {
         return both ? (a < b ? a : b) : r;
     } else if constexpr (C == op::kRound) {
         if (!both || b < 0) return r;
-        if (b == 0) return std::floor(a + 0.5);
+        if (b == 0) return halfUp(a);
         if (!(b > 0)) return r;
         const double p = kPowersOfTen[static_cast<int>(std::min(b, 15.0))];
-        return std::floor(a * p + 0.5) / p; // halves upward, negative ones too
+        return halfUp(a * p) / p; // halves upward, negative ones too
     } else if constexpr (C == op::kLog) {
         if (a == 1) return 0.0;
         if (b == 0 || !both || !(a > 0) || !(b >= 0) || b == 1) return r;

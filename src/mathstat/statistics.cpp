@@ -1,6 +1,7 @@
 #include "mathstat/statistics.h"
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
 #include <cstring>
 #include <memory>
@@ -71,60 +72,107 @@ StatusCode normalSeries(SeriesHandle& out, const SeriesHandle& in, int32_t start
     return kOk;
 }
 
-// Spearman's D over a sliding window of the last n present values: the values kept sorted
-// (equal values in the order they came, a NaN after every number), each with its arrival number.
+// Values as integers of the same order: equal values (0 and -0 too) give equal keys, and every
+// NaN the one key above all numbers.
+int64_t orderKey(double v) {
+    if (std::isnan(v)) return INT64_MAX;
+    if (v == 0) return 0;
+    const auto bits = std::bit_cast<int64_t>(v);
+    return bits < 0 ? bits ^ INT64_MAX : bits;
+}
+
+// Spearman's D over a sliding window of the last n present values. The values are kept sorted
+// (equal ones in the order they came) with their arrival numbers; once the window is full, D is
+// carried from one window to the next by what the slide changes.
 class RankWindow {
 public:
     explicit RankWindow(int32_t n)
-        : n_(n), values_(new (std::nothrow) double[n]), arrivals_(new (std::nothrow) int64_t[n]),
-          timeline_(new (std::nothrow) double[n]) {}
-    bool ok() const { return values_ && arrivals_ && timeline_; }
-    int32_t size() const { return size_; }
+        : n_(n), sorted_(new (std::nothrow) Entry[n]), timeline_(new (std::nothrow) int64_t[n]) {}
+    bool ok() const { return sorted_ && timeline_; }
+    bool full() const { return size_ == n_; }
+    int64_t d() const { return d_; }
 
     void push(double v) {
-        if (size_ == n_) removeOldest();
-        const int32_t at = static_cast<int32_t>(std::upper_bound(values_.get(), values_.get() + size_, v, before) -
-                                                values_.get());
-        std::memmove(values_.get() + at + 1, values_.get() + at, sizeof(double) * (size_ - at));
-        std::memmove(arrivals_.get() + at + 1, arrivals_.get() + at, sizeof(int64_t) * (size_ - at));
-        values_[at] = v;
-        arrivals_[at] = next_;
-        timeline_[(first_ + size_) % n_] = v;
+        const int64_t key = orderKey(v);
+        if (full()) slide(key);
+        else grow(key);
         ++next_;
-        ++size_;
-    }
-    // The sum over sorted positions k of (k - the value's position in time)^2.
-    int64_t d() const {
-        const int64_t oldest = next_ - size_;
-        int64_t sum = 0;
-        for (int32_t k = 0; k < size_; ++k) {
-            const int64_t diff = k - (arrivals_[k] - oldest);
-            sum += diff * diff;
-        }
-        return sum;
     }
 
 private:
-    static bool before(double a, double b) { return a < b || (!std::isnan(a) && std::isnan(b)); }
+    struct Entry {
+        int64_t key;
+        int64_t arrival;
+    };
 
-    void removeOldest() {
-        // of equal values the oldest sorts first, so the first equal one is it
-        const double v = timeline_[first_];
-        const int32_t at = static_cast<int32_t>(std::lower_bound(values_.get(), values_.get() + size_, v, before) -
-                                                values_.get());
-        std::memmove(values_.get() + at, values_.get() + at + 1, sizeof(double) * (size_ - at - 1));
-        std::memmove(arrivals_.get() + at, arrivals_.get() + at + 1, sizeof(int64_t) * (size_ - at - 1));
-        first_ = (first_ + 1) % n_;
-        --size_;
+    // First entry whose key is not below (lower) or is above (upper) the key. Halving without
+    // branches on the keys: the window's order is as unpredictable as the input.
+    template <bool Upper>
+    int32_t bound(int64_t key) const {
+        if (size_ == 0) return 0;
+        auto before = [key](const Entry& e) { return Upper ? e.key <= key : e.key < key; };
+        int32_t at = 0;
+        for (int32_t len = size_; len > 1;) {
+            const int32_t half = len / 2;
+            at += half & -static_cast<int32_t>(before(sorted_[at + half - 1]));
+            len -= half;
+        }
+        return at + before(sorted_[at]);
+    }
+
+    void grow(int64_t key) {
+        const int32_t at = bound<true>(key);
+        for (int32_t k = size_; k > at; --k) sorted_[k] = sorted_[k - 1];
+        sorted_[at] = {key, next_};
+        timeline_[size_] = key;
+        if (++size_ < n_) return;
+        // full for the first time: D from the start
+        d_ = 0;
+        const int64_t oldest = next_ - (n_ - 1);
+        for (int32_t k = 0; k < n_; ++k) {
+            const int64_t q = k - (sorted_[k].arrival - oldest);
+            d_ += q * q;
+        }
+    }
+
+    // The oldest value (time position 0, sorted position `from`) leaves and the new one comes in
+    // at time position n - 1: every other value moves one place back in time, and those between
+    // the two sorted positions one place in sorted order, as the new value is carried from the
+    // leaving one's place to its own. With q = sorted minus time position, whose sum over a full
+    // window is 0, the new D is
+    //   D - from^2 - 2 from + (n - 1) + (the changes of the moved ones) + (new place - (n - 1))^2.
+    void slide(int64_t key) {
+        const int64_t oldest = next_ - n_;
+        auto q = [&](int32_t k) { return k - (sorted_[k].arrival - oldest); };
+        const int32_t from = bound<false>(timeline_[first_]); // the oldest of its equals
+        const int64_t f = from;
+        int64_t d = d_ - f * f - 2 * f + (n_ - 1);
+        int32_t at = from;
+        // a value moving one place down changes (q + 1)^2 by -2q - 1, one moving up by 2q + 3
+        for (; at + 1 < n_ && sorted_[at + 1].key <= key; ++at) {
+            d -= 2 * q(at + 1) + 1;
+            sorted_[at] = sorted_[at + 1];
+        }
+        if (at == from) {
+            for (; at > 0 && sorted_[at - 1].key > key; --at) {
+                d += 2 * q(at - 1) + 3;
+                sorted_[at] = sorted_[at - 1];
+            }
+        }
+        sorted_[at] = {key, next_};
+        const int64_t last = at - (n_ - 1);
+        d_ = d + last * last;
+        timeline_[first_] = key;
+        first_ = first_ + 1 == n_ ? 0 : first_ + 1;
     }
 
     int32_t n_;
     int32_t size_ = 0;
-    int32_t first_ = 0;  // the oldest value's place in the timeline
-    int64_t next_ = 0;   // arrival number of the next value
-    std::unique_ptr<double[]> values_;
-    std::unique_ptr<int64_t[]> arrivals_;
-    std::unique_ptr<double[]> timeline_;
+    int32_t first_ = 0; // the oldest value's place in the timeline
+    int64_t next_ = 0;  // arrival number of the next value
+    int64_t d_ = 0;
+    std::unique_ptr<Entry[]> sorted_;
+    std::unique_ptr<int64_t[]> timeline_; // keys in the order they came, as a ring
 };
 
 } // namespace
@@ -292,7 +340,7 @@ StatusCode spearmanRci(SeriesHandle& out, const SeriesHandle& in, double length,
         double result = fill;
         if (x != fill) {
             w.push(x);
-            if (i >= n && w.size() == n) result = (1.0 - 6.0 * static_cast<double>(w.d()) / scale) * 100.0;
+            if (i >= n && w.full()) result = (1.0 - 6.0 * static_cast<double>(w.d()) / scale) * 100.0;
         }
         o.set(i, result);
     }

@@ -226,9 +226,11 @@ std::vector<double> spearmanBySorting(const std::vector<double>& v, int n) {
         if (static_cast<int>(bars.size()) < n) continue;
         std::vector<int> order(static_cast<std::size_t>(n));
         std::iota(order.begin(), order.end(), 0);
+        // ascending, a NaN after every number, equal values in the order they came
         std::stable_sort(order.begin(), order.end(), [&](int a, int b) {
-            return v[static_cast<std::size_t>(bars[static_cast<std::size_t>(a)])] <
-                   v[static_cast<std::size_t>(bars[static_cast<std::size_t>(b)])];
+            const double x = v[static_cast<std::size_t>(bars[static_cast<std::size_t>(a)])];
+            const double y = v[static_cast<std::size_t>(bars[static_cast<std::size_t>(b)])];
+            return x < y || (!std::isnan(x) && std::isnan(y));
         });
         long long d = 0;
         for (int k = 0; k < n; ++k) d += static_cast<long long>(k - order[static_cast<std::size_t>(k)]) * (k - order[static_cast<std::size_t>(k)]);
@@ -254,6 +256,7 @@ TEST_F(StatisticsTest, SpearmanMatchesAFullSortOfEveryWindow) {
         std::vector<double> v = walk(rng, r.bars, r.bars / 10);
         for (double& e : v)
             if (e != F) e = std::round(e / 2) * 2; // many equal values
+        for (int k = 7; k < r.bars; k += 101) v[static_cast<std::size_t>(k)] = std::nan("");
         const std::vector<double> want = spearmanBySorting(v, r.n);
         for (int32_t chunk : r.chunks) {
             Series in = Series::of(v), out;
