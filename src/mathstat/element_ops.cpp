@@ -342,11 +342,15 @@ double EvaluateElement(const ElementOp& e) {
     }
 }
 
+void resizeNumbers(SeriesHandle& h, int32_t n) {
+    if (h.buffer && h.buffer->kind == kKindNumber) series::setCount(h, n, true);
+}
+
 void ApplySeriesOp(SeriesHandle& out, const SeriesHandle& a, OpCode code, const SeriesHandle& b, int32_t firstBar,
                    int32_t lastBar) {
     const int32_t n = std::max(series::count(a), series::count(b));
     if (out.buffer && out.buffer->isConstant()) firstBar = 0;
-    series::setCount(out, n, true);
+    resizeNumbers(out, n);
     const int32_t first = std::max(firstBar, 0);
     const int32_t last = lastBar < 0 || lastBar >= n ? n - 1 : lastBar;
     if (first > last) return;

@@ -76,6 +76,10 @@ OpCode ParseOpKeyword(const char* keyword);
 
 double EvaluateElement(const ElementOp& e);
 
+// Brings a number series to n elements, keeping what it holds; a buffer of another kind is left
+// alone, as element writes leave it.
+void resizeNumbers(SeriesHandle& h, int32_t n);
+
 // Applies an operation to bars firstBar..lastBar (lastBar < 0, or past the end: the last bar).
 // The output is first brought to the longer input's length, keeping what it holds.
 void ApplySeriesOp(SeriesHandle& out, const SeriesHandle& a, OpCode code, const SeriesHandle& b, int32_t firstBar,

@@ -36,7 +36,7 @@ StatusCode arrayOperation(SeriesHandle& out, const SeriesHandle& a, const char* 
     const int32_t n = series::count(a);
     if (!out.buffer || n == 0) return kTooFewBars;
     ApplySeriesOp(out, a, keyword, b, startBar, -1);
-    series::setCount(out, n, true);
+    resizeNumbers(out, n);
     return kOk;
 }
 
@@ -64,7 +64,7 @@ StatusCode squareSeries(SeriesHandle& out, const SeriesHandle& in, int32_t start
     const int32_t n = series::count(in);
     if (!out.buffer || n == 0) return kTooFewBars;
     ApplySeriesOp(out, in, op::kMultiply, in, startBar, -1);
-    series::setCount(out, n, true);
+    resizeNumbers(out, n);
     return kOk;
 }
 
@@ -79,7 +79,7 @@ StatusCode extremeOf(SeriesHandle& out, std::span<const SeriesHandle* const> inp
     const int32_t n = k > 0 ? series::count(*kept[0]) : 0;
     if (!out.buffer || n == 0) return kTooFewBars;
     const double m = series::fillValue(*kept[0]);
-    series::setCount(out, n, true);
+    resizeNumbers(out, n);
 
     series::NumberOut o(&out, n);
     series::NumberView views[kMaxInputs];

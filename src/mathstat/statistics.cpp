@@ -8,6 +8,7 @@
 #include <new>
 
 #include "containers/series.h"
+#include "mathstat/element_ops.h"
 
 namespace fk::mathstat {
 
@@ -62,7 +63,7 @@ StatusCode normalSeries(SeriesHandle& out, const SeriesHandle& in, int32_t start
     if (!out.buffer || n == 0) return kTooFewBars;
     // a constant input gives a constant output: its fill value, then the one result
     if (in.buffer->isConstant()) series::setConstantNumber(out, series::fillValue(out), n);
-    else series::setCount(out, n, true);
+    else resizeNumbers(out, n);
     series::NumberOut o(&out, n);
     const series::NumberView v(&in);
     for (int32_t i = startBar; i < n; ++i) {

@@ -160,6 +160,18 @@ TEST_F(ArrayOperationTest, UnknownKeywordFillsWithTheOutputsFillValue) {
     }
 }
 
+TEST_F(ArrayOperationTest, OutputsThatMayNotBeWrittenAreLeftAlone) {
+    Series a = Series::of({1, 2, 3}), one = Series::constant(1);
+    Series readOnly = Series::of({9, 9});
+    readOnly.setFlags(kFlagReadOnly);
+    EXPECT_EQ(run(readOnly, a, "+", one), (std::vector<double>{9, 9}));
+    Text letters("abcdef"), word("+");
+    Call call("ArrayOperation");
+    call.rawPointer(kParamNumberSeries, &letters.handle()).arg(a).arg(word).arg(one);
+    EXPECT_EQ(call.run(0), 0);
+    EXPECT_EQ(letters.str(), "abcdef");
+}
+
 TEST_F(ArrayOperationTest, OneOperandKeywordStillNeedsItsSecondSeries) {
     Series a = Series::of({-4, F, 9});
     Series ignored = Series::constant(0);
