@@ -1,11 +1,8 @@
 // Conversions and text functions, results byte for byte.
 #include <gtest/gtest.h>
 
-#include <functional>
-
-#include "host/hostkit.h"
+#include "export_calls.h"
 #include "mathstat/text_functions.h"
-#include "status_rows.h"
 #include "support/heap_check.h"
 
 namespace fk::mathstat {
@@ -14,11 +11,11 @@ namespace {
 using host::Call;
 using host::Series;
 using host::Text;
-using testing::HeapChecked;
+using V = std::vector<double>;
 
 constexpr double F = -999999.0;
 
-class TextFunctionsTest : public HeapChecked {};
+class TextFunctionsTest : public testing::HeapChecked {};
 
 TEST_F(TextFunctionsTest, ConvertToString) {
     const struct {
@@ -26,25 +23,12 @@ TEST_F(TextFunctionsTest, ConvertToString) {
         const char* format;
         const char* expected;
     } cases[] = {
-        {2.50, "", "2.5"},
-        {-999999.0, "", ""},
-        {-999999.0, "%.2f", ""},
-        {3.0, "", "3"},
-        {-1.25, "", "-1.25"},
-        {100, "", "100"},
-        {1.0 / 3, "", "0.333333333"},
-        {1.5, "%.2f", "1.50"},
-        {1.5, "Value: %8F!", "Value:      1.5!"},
-        {2, "%e", "2.000000e+00"},
-        {2, "100%% of %g", "100% of 2"},
+        {2.50, "", "2.5"}, {-999999.0, "", ""}, {-999999.0, "%.2f", ""}, {3.0, "", "3"}, {-1.25, "", "-1.25"},
+        {100, "", "100"}, {1.0 / 3, "", "0.333333333"}, {1.5, "%.2f", "1.50"}, {2, "%e", "2.000000e+00"},
+        {1.5, "Value: %8F!", "Value:      1.5!"}, {2, "100%% of %g", "100% of 2"},
         // a format can print one number: other conversions are printed as written
-        {2, "%d", "%d"},
-        {2, "%s and %g", "%s and 2"},
-        {2, "%g, %g", "2, %g"},
-        {2, "%*f", "%*f"},
-        {2, "%Lf", "2.000000"},
-        {2, "%n%g", "%n2"},
-        {2, "50%", "50%"},
+        {2, "%d", "%d"}, {2, "%s and %g", "%s and 2"}, {2, "%g, %g", "2, %g"}, {2, "%*f", "%*f"},
+        {2, "%Lf", "2.000000"}, {2, "%n%g", "%n2"}, {2, "50%", "50%"},
     };
     for (const auto& c : cases) {
         Text out("old text"), format(c.format);
@@ -69,64 +53,34 @@ TEST_F(TextFunctionsTest, StrCmpAndInStr) {
     };
     for (const auto& c : cases) {
         Text a(c.a), b(c.b);
-        Series cmp = Series::of({0, 0, 0}), pos;
-        Call strCmp("StrCmp"), inStr("InStr");
-        strCmp.out(cmp).arg(a).arg(b);
-        inStr.out(pos).arg(a).arg(b);
-        ASSERT_EQ(strCmp.run(0), 0);
-        ASSERT_EQ(inStr.run(0), 0);
-        EXPECT_EQ(cmp.values(), std::vector<double>(3, c.cmp)) << '"' << c.a << "\" vs \"" << c.b << '"';
-        EXPECT_TRUE(cmp.isConstant());
-        EXPECT_EQ(pos.values(), std::vector<double>{c.pos}) << '"' << c.b << "\" in \"" << c.a << '"';
+        Series cmp = Series::of({0, 0, 0});
+        EXPECT_EQ(runInto("StrCmp", cmp, 0, a, b), V(3, c.cmp)) << '"' << c.a << "\" vs \"" << c.b << '"';
+        EXPECT_TRUE(cmp.isConstant()) << "over the Return Value's bars";
+        EXPECT_EQ(run("InStr", a, b), V{c.pos}) << '"' << c.b << "\" in \"" << c.a << '"';
     }
 }
 
 TEST_F(TextFunctionsTest, ConvertToBooleanSharesAndConvertToConstantTakesElementZero) {
-    Series in = Series::of({5, 6, 7});
+    Series in = Series::of({5, 6, 7}), plain = Series::of({5, 6, 7}), shared, constant;
     in.setOffset(1);
-    Series shared;
-    Call toBool("ConvertToBoolean");
-    toBool.out(shared).arg(in);
-    ASSERT_EQ(toBool.run(0), 0);
+    EXPECT_EQ(runInto("ConvertToBoolean", shared, 0, in), (V{F, 5, 6})) << "with the input's offset";
     EXPECT_EQ(shared.handle().buffer, in.handle().buffer);
-    EXPECT_EQ(shared.references(), 2);
-    EXPECT_EQ(shared.values(), (std::vector<double>{F, 5, 6})) << "with the input's offset";
-
-    Series constant, late;
-    Call toConst("ConvertToConstant");
-    toConst.out(constant).arg(in);
-    ASSERT_EQ(toConst.run(0), 0);
+    EXPECT_EQ(runInto("ConvertToConstant", constant, 0, in), (V{F})) << "element 0 read through the offset";
     EXPECT_TRUE(constant.isConstant());
-    EXPECT_EQ(constant.values(), (std::vector<double>{F})) << "element 0 read through the offset";
-    Series plain = Series::of({5, 6, 7});
-    Call again("ConvertToConstant");
-    again.out(late).arg(plain);
-    ASSERT_EQ(again.run(0), 0);
-    EXPECT_EQ(late.values(), (std::vector<double>{5}));
+    EXPECT_EQ(run("ConvertToConstant", plain), (V{5}));
 }
 
 TEST_F(TextFunctionsTest, IfElse) {
-    Series yes = Series::of({10, 11, 12, 13}), no = Series::of({20, 21, 22, 23});
-    auto run = [&](Series& cond, Series& out, int32_t startBar, Series& t, Series& f) {
-        Call call("IfElse");
-        call.out(out).arg(cond).arg(t).arg(f);
-        EXPECT_EQ(call.run(startBar), 0);
-        return out.values();
-    };
-    Series cond = Series::of({1, 0, F, 2}), out;
-    EXPECT_EQ(run(cond, out, 0, yes, no), (std::vector<double>{10, 21, F, 13}));
-
-    Series ownFill = Series::of({1, -1, 0}, -1.0), written = Series::of({7, 7, 7, 7});
-    EXPECT_EQ(run(ownFill, written, 1, yes, no), (std::vector<double>{7, -1, 22, 7}))
+    Series yes = Series::of({10, 11, 12, 13}), no = Series::of({20, 21, 22, 23}), seven = Series::constant(7);
+    Series cond = Series::of({1, 0, F, 2}), ownFill = Series::of({1, -1, 0}, -1.0), flags = Series::of({1, 0});
+    Series written = Series::of({7, 7, 7, 7});
+    EXPECT_EQ(run("IfElse", cond, yes, no), (V{10, 21, F, 13}));
+    EXPECT_EQ(runInto("IfElse", written, 1, ownFill, yes, no), (V{7, -1, 22, 7}))
         << "the condition's own fill value on its missing bars, from the start bar";
-
-    Series seven = Series::constant(7), flags = Series::of({1, 0});
-    Series mixed;
-    EXPECT_EQ(run(flags, mixed, 0, seven, no), (std::vector<double>{7, 21})) << "a constant branch on every bar";
-
+    EXPECT_EQ(run("IfElse", flags, seven, no), (V{7, 21})) << "a constant branch on every bar";
     for (double c : {1.0, 0.0}) {
         Series constantCond = Series::constant(c), chosen;
-        run(constantCond, chosen, 0, yes, no);
+        runInto("IfElse", chosen, 0, constantCond, yes, no);
         EXPECT_EQ(chosen.handle().buffer, (c != 0 ? yes : no).handle().buffer) << "shared, not copied";
     }
 }
