@@ -35,13 +35,16 @@ struct StatusRow {
     StatusCode status;
 };
 
-// Each row builds one call of an export; its status, then its release call (which answers 0).
+// Each row builds one call of an export; its status, then the release call, which an export that
+// reads the start bar answers with 0 before looking at its entries.
 inline void expectStatuses(std::initializer_list<StatusRow> rows) {
     for (const StatusRow& r : rows) {
         host::Call call(r.name);
         r.build(call);
         EXPECT_EQ(call.run(0), r.status) << r.name << " expecting " << r.status;
-        EXPECT_EQ(call.release(), 0) << r.name;
+        if (call.entry().sig.readsStartBar) {
+            EXPECT_EQ(call.release(), 0) << r.name;
+        }
     }
 }
 
