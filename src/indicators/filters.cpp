@@ -14,43 +14,98 @@ namespace {
 
 constexpr double kPi = 3.141592653589793;
 
-// Missing marks of one call. An input bar is missing when it holds the input's fill value, which
-// is also what a missing output bar gets; a past output is missing when it holds that value or
-// the Return Value's own fill value (a bar never written, or a read before bar 0).
-struct Marks {
-    double in, out;
-    bool input(double v) const { return v == in; }
-    bool past(double v) const { return v == in || v == out; }
+// The last three inputs and the last two outputs of a recursion, each with its missing mark
+// kept beside it so that a value is tested once, when it enters. An input is missing when it
+// holds the input's fill value, which is also what a missing output bar gets; a past output is
+// missing when it holds that value or the Return Value's own fill value (a bar never written,
+// or a read before bar 0).
+struct Window {
+    double in, out;          // the two fill values
+    double x0, x1, x2, y1, y2;
+    bool gap0, gap1, gap2;   // x0, x1, x2 missing
+    bool none1, none2;       // y1, y2 missing
+
+    bool pastMissing(double v) const { return v == in || v == out; }
+    void enter(double x) {
+        x2 = x1, gap2 = gap1;
+        x1 = x0, gap1 = gap0;
+        x0 = x, gap0 = x == in;
+    }
+    void leave(double y) {
+        y2 = y1, none2 = none1;
+        y1 = y, none1 = pastMissing(y);
+    }
 };
 
-// Runs a recursion from the start bar to the input's last element. `step(i, x0, x1, x2, y1, y2)`
-// receives the input at bars i, i - 1, i - 2 and the outputs at i - 1, i - 2 and returns y[i].
-// Outputs before the start bar come from the Return Value, later ones are those just written.
-template <class Step>
-void recurse(NumberOut& out, const NumberView& x, int32_t start, Step step) {
-    double x1 = x[start - 1], x2 = x[start - 2];
-    double y1 = out.get(start - 1), y2 = out.get(start - 2);
-    const int32_t end = x.count();
+// An input read by bar, through its plain array where bars from..to allow it.
+class BarReader {
+public:
+    BarReader(const SeriesHandle* h, int32_t from, int32_t to)
+        : view_(h), run_(from <= to ? view_.run(from, to) : nullptr), from_(from) {}
+    double operator[](int32_t i) const { return run_ ? run_[i - from_] : view_[i]; }
+    double fill() const { return view_.fill(); }
+
+private:
+    NumberView view_;
+    const double* run_;
+    int32_t from_;
+};
+
+// Bars start..end - 1 of a recursion: `step(i, w)` returns y[i] from the window holding x[i],
+// x[i - 1], x[i - 2], y[i - 1] and y[i - 2]. Kept out of line so that the window stays in
+// registers: a call elsewhere in the same function (the element write) would keep it in memory.
+template <class Read, class Write, class Step>
+[[gnu::noinline]] void runBars(int32_t start, int32_t end, Window w, Read read, Write write, Step step) {
     for (int32_t i = start; i < end; ++i) {
-        const double x0 = x[i];
-        const double y = step(i, x0, x1, x2, y1, y2);
-        out.set(i, y);
-        x2 = x1;
-        x1 = x0;
-        y2 = y1;
-        y1 = y;
+        w.enter(read(i));
+        const double y = step(i, w);
+        write(i, y);
+        w.leave(y);
     }
 }
 
-// The checks and the resolving common to every recursive filter. `makeStep(marks)` runs after
-// the Return Value is resolved (it may share a buffer with an input) and returns the step.
+// Runs a recursion from the start bar to the input's last element. Outputs before the start bar
+// come from the Return Value, later ones are those just written. The bars go through plain
+// arrays where input and output allow it.
+template <class Step>
+void recurse(NumberOut& out, const NumberView& x, int32_t start, Step step) {
+    const int32_t end = x.count();
+    if (start >= end) return;
+    Window w{x.fill(), out.fill(), 0, 0, 0, 0, 0, false, false, false, false, false};
+    w.enter(x[start - 2]);
+    w.enter(x[start - 1]);
+    w.leave(out.get(start - 2));
+    w.leave(out.get(start - 1));
+    const double* xs = x.run(start, end - 1);
+    double* ys = out.run(start, end - 1);
+    if (xs && ys)
+        runBars(start, end, w, [xs, start](int32_t i) { return xs[i - start]; },
+                [ys, start](int32_t i, double y) { ys[i - start] = y; }, step);
+    else
+        runBars(start, end, w, [&x](int32_t i) { return x[i]; }, [&out](int32_t i, double y) { out.set(i, y); }, step);
+}
+
+// The checks and the resolving common to every recursive filter. `makeStep()` runs after the
+// Return Value is resolved (it may share a buffer with an input) and returns the step.
 template <class MakeStep>
 StatusCode runFilter(SeriesHandle& outH, const SeriesHandle& xH, int32_t start, MakeStep makeStep) {
     if (NumberView(&xH).empty()) return kDomainError;
     NumberOut out(&outH, series::count(xH));
     const NumberView x(&xH);
-    recurse(out, x, start, makeStep(Marks{x.fill(), out.fill()}));
+    recurse(out, x, start, makeStep());
     return kOk;
+}
+
+// y[i] = a (x[i] - x[i - 1]) + b y[i - 1], the last term only after an output.
+StatusCode onePoleHighPass(SeriesHandle& out, const SeriesHandle& x, double a, double b, int32_t start) {
+    return runFilter(out, x, start, [a, b] {
+        return [=](int32_t, const Window& w) {
+            if (w.gap0 || w.gap1) return w.in;
+            double y = a * (w.x0 - w.x1);
+            if (!w.none1) y += b * w.y1;
+            return y;
+        };
+    });
 }
 
 } // namespace
@@ -59,34 +114,22 @@ StatusCode laguerre(SeriesHandle& out, const SeriesHandle& x, double gamma, doub
     const double g = gamma;
     if (stage != 0) {
         const double c = 1.0 - g;
-        return runFilter(out, x, start, [g, c](Marks m) {
-            return [=](int32_t, double x0, double, double, double y1, double) {
-                if (m.input(x0)) return m.in;
-                double y = x0 * c;
-                if (!m.past(y1)) y += g * y1;
+        return runFilter(out, x, start, [g, c] {
+            return [=](int32_t, const Window& w) {
+                if (w.gap0) return w.in;
+                double y = w.x0 * c;
+                if (!w.none1) y += g * w.y1;
                 return y;
             };
         });
     }
     const double ng = -g;
-    return runFilter(out, x, start, [g, ng](Marks m) {
-        return [=](int32_t, double x0, double x1, double, double y1, double) {
-            if (m.input(x0)) return m.in;
-            double y = ng * x0;
-            if (!m.input(x1)) y += x1;
-            if (!m.past(y1)) y += g * y1;
-            return y;
-        };
-    });
-}
-
-// y[i] = a (x[i] - x[i - 1]) + b y[i - 1], the last term only after an output.
-static StatusCode onePoleHighPass(SeriesHandle& out, const SeriesHandle& x, double a, double b, int32_t start) {
-    return runFilter(out, x, start, [a, b](Marks m) {
-        return [=](int32_t, double x0, double x1, double, double y1, double) {
-            if (m.input(x0) || m.input(x1)) return m.in;
-            double y = a * (x0 - x1);
-            if (!m.past(y1)) y += b * y1;
+    return runFilter(out, x, start, [g, ng] {
+        return [=](int32_t, const Window& w) {
+            if (w.gap0) return w.in;
+            double y = ng * w.x0;
+            if (!w.gap1) y += w.x1;
+            if (!w.none1) y += g * w.y1;
             return y;
         };
     });
@@ -113,12 +156,12 @@ StatusCode roofingBase(SeriesHandle& out, const SeriesHandle& x, double period, 
     const double k0 = (1.0 - alpha / 2.0) * (1.0 - alpha / 2.0);
     const double k1 = 2.0 * (1.0 - alpha);
     const double k2 = (1.0 - alpha) * (1.0 - alpha);
-    return runFilter(out, x, start, [=](Marks m) {
-        return [=](int32_t, double x0, double x1, double x2, double y1, double y2) {
-            if (m.input(x0) || m.input(x1) || m.input(x2)) return m.in;
-            double y = k0 * (x0 - 2.0 * x1 + x2);
-            if (!m.past(y1)) y += k1 * y1;
-            if (!m.past(y2)) y -= k2 * y2;
+    return runFilter(out, x, start, [=] {
+        return [=](int32_t, const Window& w) {
+            if (w.gap0 || w.gap1 || w.gap2) return w.in;
+            double y = k0 * (w.x0 - 2.0 * w.x1 + w.x2);
+            if (!w.none1) y += k1 * w.y1;
+            if (!w.none2) y -= k2 * w.y2;
             return y;
         };
     });
@@ -130,12 +173,13 @@ StatusCode superSmoother(SeriesHandle& out, const SeriesHandle& x, double period
     const double c2 = 2.0 * a * std::cos(1.414 * kPi / period);
     const double c3 = -a * a;
     const double c1 = 1.0 - c2 - c3;
-    return runFilter(out, x, start, [=](Marks m) {
-        return [=](int32_t, double x0, double x1, double x2, double y1, double y2) {
-            if (m.input(x0) || m.input(x1) || m.input(x2)) return m.in;
-            const double p1 = m.past(y1) ? x1 : y1;
-            const double p2 = m.past(y2) ? x2 : y2;
-            return c1 * (x0 + x1) / 2.0 + c2 * p1 + c3 * p2;
+    return runFilter(out, x, start, [=] {
+        return [=](int32_t, const Window& w) {
+            if (w.gap0 || w.gap1 || w.gap2) return w.in;
+            // the input stands in for a missing past output
+            const double p1 = w.none1 ? w.x1 : w.y1;
+            const double p2 = w.none2 ? w.x2 : w.y2;
+            return c1 * (w.x0 + w.x1) / 2.0 + c2 * p1 + c3 * p2;
         };
     });
 }
@@ -143,28 +187,48 @@ StatusCode superSmoother(SeriesHandle& out, const SeriesHandle& x, double period
 StatusCode fisher1(SeriesHandle& out, const SeriesHandle& x, const SeriesHandle& highest,
                    const SeriesHandle& lowest, int32_t start) {
     if (NumberView(&highest).empty() || NumberView(&lowest).empty()) return kDomainError;
-    return runFilter(out, x, start, [&](Marks m) {
-        const NumberView hv(&highest), lv(&lowest);
-        return [=](int32_t i, double x0, double, double, double y1, double) {
+    const int32_t last = series::count(x) - 1;
+    return runFilter(out, x, start, [&] {
+        const BarReader hv(&highest, start, last), lv(&lowest, start, last);
+        return [=](int32_t i, const Window& w) {
             const double h = hv[i], l = lv[i];
-            if (m.input(x0) || h == hv.fill() || l == lv.fill() || !(h > l)) return m.in;
-            double v = 0.66 * ((x0 - l) / (h - l) - 0.5);
-            if (!m.past(y1)) v += 0.67 * y1;
+            if (w.gap0 || h == hv.fill() || l == lv.fill() || !(h > l)) return w.in;
+            double v = 0.66 * ((w.x0 - l) / (h - l) - 0.5);
+            if (!w.none1) v += 0.67 * w.y1;
             return v;
         };
     });
 }
 
 StatusCode fisher2(SeriesHandle& out, const SeriesHandle& x, int32_t start) {
-    return runFilter(out, x, start, [](Marks m) {
-        return [=](int32_t, double x0, double, double, double y1, double) {
-            if (m.input(x0)) return m.in;
-            const double v = x0 > 0.999 ? 0.999 : x0 < -0.999 ? -0.999 : x0;
+    return runFilter(out, x, start, [] {
+        return [](int32_t, const Window& w) {
+            if (w.gap0) return w.in;
+            const double v = w.x0 > 0.999 ? 0.999 : w.x0 < -0.999 ? -0.999 : w.x0;
             double y = 0.5 * std::log((1.0 + v) / (1.0 - v));
-            if (!m.past(y1)) y += 0.5 * y1;
+            if (!w.none1) y += 0.5 * w.y1;
             return y;
         };
     });
+}
+
+// Bars from..end - 1 of the centre of gravity over spans of n bars (n >= 1).
+template <class Read>
+void centreOfGravity(NumberOut& out, Read x, double miss, int32_t from, int32_t end, int32_t n, double centre) {
+    for (int32_t b = from; b < end; ++b) {
+        if (x(b) == miss) {
+            out.set(b, miss);
+            continue;
+        }
+        // a missing input adds zero, which is the same as skipping it
+        double num = 0.0, den = 0.0, weight = 1.0;
+        for (int32_t i = b; i > b - n; --i, weight += 1.0) {
+            const double v = x(i) == miss ? 0.0 : x(i);
+            num += weight * v;
+            den += v;
+        }
+        if (den != 0.0) out.set(b, centre - num / den);
+    }
 }
 
 StatusCode cgOscillator(SeriesHandle& outH, const SeriesHandle& xH, double length) {
@@ -172,31 +236,26 @@ StatusCode cgOscillator(SeriesHandle& outH, const SeriesHandle& xH, double lengt
     NumberOut out(&outH, series::count(xH));
     const NumberView x(&xH);
     const int32_t end = x.count();
+    const double miss = x.fill();
     int32_t first = 0;
-    while (first < end && x.missing(first)) ++first;
+    while (first < end && x[first] == miss) ++first;
     // the first bar whose span of n bars starts at the first present input
     const double n = std::trunc(length);
     const double firstBar = n + first - 1.0;
     if (!(firstBar < end - 1.0)) return kOk;
-    const double weightBase = (length + 1.0) / 2.0;
-    const double miss = x.fill();
-    for (int32_t b = firstBar > 0 ? static_cast<int32_t>(firstBar) : 0; b < end; ++b) {
-        const double x0 = x[b];
-        if (x0 == miss) {
-            out.set(b, miss);
-            continue;
-        }
-        if (n < 1) continue;
-        double num = 0.0, den = 0.0;
-        const int32_t span = static_cast<int32_t>(n);
-        for (int32_t k = 0; k < span; ++k) {
-            const double v = x[b - k];
-            if (v == miss) continue;
-            num += (k + 1) * v;
-            den += v;
-        }
-        if (den != 0.0) out.set(b, weightBase - num / den);
+    const int32_t from = firstBar > 0 ? static_cast<int32_t>(firstBar) : 0;
+    if (n < 1) {
+        // no span to weigh: only missing inputs are written
+        for (int32_t b = from; b < end; ++b)
+            if (x[b] == miss) out.set(b, miss);
+        return kOk;
     }
+    const double centre = (length + 1.0) / 2.0;
+    const int32_t span = static_cast<int32_t>(n);
+    if (const double* xs = x.run(0, end - 1))
+        centreOfGravity(out, [xs](int32_t i) { return xs[i]; }, miss, from, end, span, centre);
+    else
+        centreOfGravity(out, [&x](int32_t i) { return x[i]; }, miss, from, end, span, centre);
     return kOk;
 }
 

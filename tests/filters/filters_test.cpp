@@ -143,7 +143,7 @@ const FilterCase kFilters[] = {
 };
 
 // Inputs for a case: Fisher2 reads values around the clamp; Fisher1 gets the range of the last
-// five bars, with a flat range now and then.
+// five bars, flat now and then, with holes of its own.
 History inputs(const FilterCase& c, int n) {
     History r{walk(n, 7, c.step == fisher2 ? 0.4 : 1.0), {}, {}, {}, c.gamma, c.period};
     if (c.step == fisher2)
@@ -154,6 +154,7 @@ History inputs(const FilterCase& c, int n) {
         for (int i = 0; i < n; ++i) {
             if (r.x[i] == M) continue;
             r.h[i] = r.l[i] = r.x[i];
+            if (i % 17 == 5) r.l[i] = M; // a hole in the range alone
             for (int k = 1; k < 5 && i % 13 != 0; ++k)
                 if (r.X(i - k) != M) r.h[i] = std::max(r.h[i], r.x[i - k]), r.l[i] = std::min(r.l[i], r.x[i - k]);
         }
@@ -231,22 +232,24 @@ TEST_F(FiltersTest, FirstBarsOfEachStageOnAConstantInput) {
         {"CGOscillator", [](Call& c) { c.arg(3.5); }, 4, 2, 0.25}, // the untruncated N in (N + 1) / 2
         {"CGOscillator", [](Call& c) { c.arg(6); }, 4, 6, 0},   // the first span ends at the last bar
     };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.name + std::to_string(c.firstComputed));
-        Series x = Series::of(Vec(6, c.input)), out;
-        Call call(c.name);
-        call.out(out).arg(x);
-        c.params(call);
-        ASSERT_EQ(call.run(0), 0);
-        const Vec y = out.values();
-        for (int i = 0; i < 6; ++i) {
-            if (i < c.firstComputed) {
-                EXPECT_EQ(out.at(i), M) << i;
-            } else if (i == c.firstComputed) {
-                EXPECT_NEAR(y[i], c.value, 1e-12) << i;
+    // called first at the first computed bar: the unwritten bars before it read as missing,
+    // also where the Return Value's own fill value is not the input's
+    for (double outFill : {kMissingMarker, 0.0})
+        for (const Case& c : cases) {
+            SCOPED_TRACE(c.name + std::to_string(c.firstComputed) + " fill " + std::to_string(outFill));
+            Series x = Series::of(Vec(6, c.input)), out = Series::of({}, outFill);
+            Call call(c.name);
+            call.out(out).arg(x);
+            c.params(call);
+            ASSERT_EQ(call.run(c.firstComputed), 0);
+            for (int i = 0; i < 6; ++i) {
+                if (i < c.firstComputed) {
+                    EXPECT_TRUE(out.at(i) == M || out.at(i) == out.fill()) << i; // missing or unwritten
+                } else if (i == c.firstComputed) {
+                    EXPECT_NEAR(out.at(i), c.value, 1e-12) << i;
+                }
             }
         }
-    }
 }
 
 TEST_F(FiltersTest, Fisher1MissesAFlatRangeAndCarriesNothingPastIt) {
