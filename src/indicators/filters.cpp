@@ -3,12 +3,14 @@
 
 #include <cmath>
 
+#include "containers/bar_runs.h"
 #include "containers/series.h"
 
 namespace fk::filters {
 
 using series::NumberOut;
 using series::NumberView;
+using series::withBars;
 
 namespace {
 
@@ -37,75 +39,68 @@ struct Window {
     }
 };
 
-// An input read by bar, through its plain array where bars from..to allow it.
-class BarReader {
-public:
-    BarReader(const SeriesHandle* h, int32_t from, int32_t to)
-        : view_(h), run_(from <= to ? view_.run(from, to) : nullptr), from_(from) {}
-    double operator[](int32_t i) const { return run_ ? run_[i - from_] : view_[i]; }
-    double fill() const { return view_.fill(); }
-
-private:
-    NumberView view_;
-    const double* run_;
-    int32_t from_;
-};
-
-// Bars start..end - 1 of a recursion: `step(i, w)` returns y[i] from the window holding x[i],
-// x[i - 1], x[i - 2], y[i - 1] and y[i - 2]. Kept out of line so that the window stays in
-// registers: a call elsewhere in the same function (the element write) would keep it in memory.
-template <class Read, class Write, class Step>
-[[gnu::noinline]] void runBars(int32_t start, int32_t end, Window w, Read read, Write write, Step step) {
-    for (int32_t i = start; i < end; ++i) {
-        w.enter(read(i));
-        const double y = step(i, w);
-        write(i, y);
-        w.leave(y);
-    }
-}
-
-// Runs a recursion from the start bar to the input's last element. Outputs before the start bar
-// come from the Return Value, later ones are those just written. The bars go through plain
-// arrays where input and output allow it.
-template <class Step>
-void recurse(NumberOut& out, const NumberView& x, int32_t start, Step step) {
+// Runs a recursion from the start bar to the input's last element: `step(i, w, extra...)`
+// returns y[i] from the window holding x[i], x[i - 1], x[i - 2], y[i - 1] and y[i - 2] and the
+// readers of any further inputs. Outputs before the start bar come from the Return Value, later
+// ones are those just written.
+template <class Step, class... Extra>
+void recurse(NumberOut& out, const NumberView& x, int32_t start, Step step, const Extra&... extra) {
     const int32_t end = x.count();
-    if (start >= end) return;
     Window w{x.fill(), out.fill(), 0, 0, 0, 0, 0, false, false, false, false, false};
     w.enter(x[start - 2]);
     w.enter(x[start - 1]);
     w.leave(out.get(start - 2));
     w.leave(out.get(start - 1));
-    const double* xs = x.run(start, end - 1);
-    double* ys = out.run(start, end - 1);
-    if (xs && ys)
-        runBars(start, end, w, [xs, start](int32_t i) { return xs[i - start]; },
-                [ys, start](int32_t i, double y) { ys[i - start] = y; }, step);
-    else
-        runBars(start, end, w, [&x](int32_t i) { return x[i]; }, [&out](int32_t i, double y) { out.set(i, y); }, step);
+    withBars(out, start, end - 1, [&](auto y, auto xs, auto... more) {
+        Window v = w; // a copy of its own, kept in registers
+        for (int32_t i = start; i < end; ++i) {
+            v.enter(xs[i]);
+            const double yi = step(i, v, more...);
+            y.set(i, yi);
+            v.leave(yi);
+        }
+    }, x, extra...);
 }
 
-// The checks and the resolving common to every recursive filter. `makeStep()` runs after the
-// Return Value is resolved (it may share a buffer with an input) and returns the step.
-template <class MakeStep>
-StatusCode runFilter(SeriesHandle& outH, const SeriesHandle& xH, int32_t start, MakeStep makeStep) {
-    if (NumberView(&xH).empty()) return kDomainError;
+// The checks and the resolving common to the recursive filters: `step(i, w, readers...)` with
+// readers of the further inputs, which are resolved after the Return Value (it may share a
+// buffer with one of them).
+template <class Step, class... More>
+StatusCode runFilter(SeriesHandle& outH, const SeriesHandle& xH, int32_t start, Step step, const More*... more) {
+    if (NumberView(&xH).empty() || (NumberView(more).empty() || ...)) return kDomainError;
     NumberOut out(&outH, series::count(xH));
     const NumberView x(&xH);
-    recurse(out, x, start, makeStep());
+    recurse(out, x, start, step, NumberView(more)...);
     return kOk;
 }
 
 // y[i] = a (x[i] - x[i - 1]) + b y[i - 1], the last term only after an output.
 StatusCode onePoleHighPass(SeriesHandle& out, const SeriesHandle& x, double a, double b, int32_t start) {
-    return runFilter(out, x, start, [a, b] {
-        return [=](int32_t, const Window& w) {
-            if (w.gap0 || w.gap1) return w.in;
-            double y = a * (w.x0 - w.x1);
-            if (!w.none1) y += b * w.y1;
-            return y;
-        };
+    return runFilter(out, x, start, [a, b](int32_t, const Window& w) {
+        if (w.gap0 || w.gap1) return w.in;
+        double y = a * (w.x0 - w.x1);
+        if (!w.none1) y += b * w.y1;
+        return y;
     });
+}
+
+// Bars from..end - 1 of the centre of gravity over spans of n bars (n >= 1).
+template <class Bars>
+void centreOfGravity(NumberOut& out, Bars x, double miss, int32_t from, int32_t end, int32_t n, double centre) {
+    for (int32_t b = from; b < end; ++b) {
+        if (x[b] == miss) {
+            out.set(b, miss);
+            continue;
+        }
+        // a missing input adds zero, which is the same as skipping it
+        double num = 0.0, den = 0.0, weight = 1.0;
+        for (int32_t i = b; i > b - n; --i, weight += 1.0) {
+            const double v = x[i] == miss ? 0.0 : x[i];
+            num += weight * v;
+            den += v;
+        }
+        if (den != 0.0) out.set(b, centre - num / den);
+    }
 }
 
 } // namespace
@@ -114,24 +109,20 @@ StatusCode laguerre(SeriesHandle& out, const SeriesHandle& x, double gamma, doub
     const double g = gamma;
     if (stage != 0) {
         const double c = 1.0 - g;
-        return runFilter(out, x, start, [g, c] {
-            return [=](int32_t, const Window& w) {
-                if (w.gap0) return w.in;
-                double y = w.x0 * c;
-                if (!w.none1) y += g * w.y1;
-                return y;
-            };
+        return runFilter(out, x, start, [g, c](int32_t, const Window& w) {
+            if (w.gap0) return w.in;
+            double y = w.x0 * c;
+            if (!w.none1) y += g * w.y1;
+            return y;
         });
     }
     const double ng = -g;
-    return runFilter(out, x, start, [g, ng] {
-        return [=](int32_t, const Window& w) {
-            if (w.gap0) return w.in;
-            double y = ng * w.x0;
-            if (!w.gap1) y += w.x1;
-            if (!w.none1) y += g * w.y1;
-            return y;
-        };
+    return runFilter(out, x, start, [g, ng](int32_t, const Window& w) {
+        if (w.gap0) return w.in;
+        double y = ng * w.x0;
+        if (!w.gap1) y += w.x1;
+        if (!w.none1) y += g * w.y1;
+        return y;
     });
 }
 
@@ -156,14 +147,12 @@ StatusCode roofingBase(SeriesHandle& out, const SeriesHandle& x, double period, 
     const double k0 = (1.0 - alpha / 2.0) * (1.0 - alpha / 2.0);
     const double k1 = 2.0 * (1.0 - alpha);
     const double k2 = (1.0 - alpha) * (1.0 - alpha);
-    return runFilter(out, x, start, [=] {
-        return [=](int32_t, const Window& w) {
-            if (w.gap0 || w.gap1 || w.gap2) return w.in;
-            double y = k0 * (w.x0 - 2.0 * w.x1 + w.x2);
-            if (!w.none1) y += k1 * w.y1;
-            if (!w.none2) y -= k2 * w.y2;
-            return y;
-        };
+    return runFilter(out, x, start, [=](int32_t, const Window& w) {
+        if (w.gap0 || w.gap1 || w.gap2) return w.in;
+        double y = k0 * (w.x0 - 2.0 * w.x1 + w.x2);
+        if (!w.none1) y += k1 * w.y1;
+        if (!w.none2) y -= k2 * w.y2;
+        return y;
     });
 }
 
@@ -173,62 +162,35 @@ StatusCode superSmoother(SeriesHandle& out, const SeriesHandle& x, double period
     const double c2 = 2.0 * a * std::cos(1.414 * kPi / period);
     const double c3 = -a * a;
     const double c1 = 1.0 - c2 - c3;
-    return runFilter(out, x, start, [=] {
-        return [=](int32_t, const Window& w) {
-            if (w.gap0 || w.gap1 || w.gap2) return w.in;
-            // the input stands in for a missing past output
-            const double p1 = w.none1 ? w.x1 : w.y1;
-            const double p2 = w.none2 ? w.x2 : w.y2;
-            return c1 * (w.x0 + w.x1) / 2.0 + c2 * p1 + c3 * p2;
-        };
+    return runFilter(out, x, start, [=](int32_t, const Window& w) {
+        if (w.gap0 || w.gap1 || w.gap2) return w.in;
+        // the input stands in for a missing past output
+        const double p1 = w.none1 ? w.x1 : w.y1;
+        const double p2 = w.none2 ? w.x2 : w.y2;
+        return c1 * (w.x0 + w.x1) / 2.0 + c2 * p1 + c3 * p2;
     });
 }
 
 StatusCode fisher1(SeriesHandle& out, const SeriesHandle& x, const SeriesHandle& highest,
                    const SeriesHandle& lowest, int32_t start) {
-    if (NumberView(&highest).empty() || NumberView(&lowest).empty()) return kDomainError;
-    const int32_t last = series::count(x) - 1;
-    return runFilter(out, x, start, [&] {
-        const BarReader hv(&highest, start, last), lv(&lowest, start, last);
-        return [=](int32_t i, const Window& w) {
-            const double h = hv[i], l = lv[i];
-            if (w.gap0 || h == hv.fill() || l == lv.fill() || !(h > l)) return w.in;
-            double v = 0.66 * ((w.x0 - l) / (h - l) - 0.5);
-            if (!w.none1) v += 0.67 * w.y1;
-            return v;
-        };
-    });
+    const double highMissing = series::fillValue(highest), lowMissing = series::fillValue(lowest);
+    return runFilter(out, x, start, [=](int32_t i, const Window& w, auto hv, auto lv) {
+        const double h = hv[i], l = lv[i];
+        if (w.gap0 || h == highMissing || l == lowMissing || !(h > l)) return w.in;
+        double v = 0.66 * ((w.x0 - l) / (h - l) - 0.5);
+        if (!w.none1) v += 0.67 * w.y1;
+        return v;
+    }, &highest, &lowest);
 }
 
 StatusCode fisher2(SeriesHandle& out, const SeriesHandle& x, int32_t start) {
-    return runFilter(out, x, start, [] {
-        return [](int32_t, const Window& w) {
-            if (w.gap0) return w.in;
-            const double v = w.x0 > 0.999 ? 0.999 : w.x0 < -0.999 ? -0.999 : w.x0;
-            double y = 0.5 * std::log((1.0 + v) / (1.0 - v));
-            if (!w.none1) y += 0.5 * w.y1;
-            return y;
-        };
+    return runFilter(out, x, start, [](int32_t, const Window& w) {
+        if (w.gap0) return w.in;
+        const double v = w.x0 > 0.999 ? 0.999 : w.x0 < -0.999 ? -0.999 : w.x0;
+        double y = 0.5 * std::log((1.0 + v) / (1.0 - v));
+        if (!w.none1) y += 0.5 * w.y1;
+        return y;
     });
-}
-
-// Bars from..end - 1 of the centre of gravity over spans of n bars (n >= 1).
-template <class Read>
-void centreOfGravity(NumberOut& out, Read x, double miss, int32_t from, int32_t end, int32_t n, double centre) {
-    for (int32_t b = from; b < end; ++b) {
-        if (x(b) == miss) {
-            out.set(b, miss);
-            continue;
-        }
-        // a missing input adds zero, which is the same as skipping it
-        double num = 0.0, den = 0.0, weight = 1.0;
-        for (int32_t i = b; i > b - n; --i, weight += 1.0) {
-            const double v = x(i) == miss ? 0.0 : x(i);
-            num += weight * v;
-            den += v;
-        }
-        if (den != 0.0) out.set(b, centre - num / den);
-    }
 }
 
 StatusCode cgOscillator(SeriesHandle& outH, const SeriesHandle& xH, double length) {
@@ -252,10 +214,7 @@ StatusCode cgOscillator(SeriesHandle& outH, const SeriesHandle& xH, double lengt
     }
     const double centre = (length + 1.0) / 2.0;
     const int32_t span = static_cast<int32_t>(n);
-    if (const double* xs = x.run(0, end - 1))
-        centreOfGravity(out, [xs](int32_t i) { return xs[i]; }, miss, from, end, span, centre);
-    else
-        centreOfGravity(out, [&x](int32_t i) { return x[i]; }, miss, from, end, span, centre);
+    withBars(0, end - 1, [&](auto xs) { centreOfGravity(out, xs, miss, from, end, span, centre); }, x);
     return kOk;
 }
 

@@ -9,6 +9,7 @@
 
 #include "host/hostkit.h"
 #include "support/heap_check.h"
+#include "support/status_cases.h"
 
 namespace fk {
 namespace {
@@ -17,6 +18,7 @@ using host::Call;
 using host::Series;
 using testing::HeapChecked;
 using Vec = std::vector<double>;
+using In = testing::StatusInputs;
 
 constexpr double M = kMissing;
 constexpr double kPi = 3.141592653589793;
@@ -280,44 +282,24 @@ TEST_F(FiltersTest, CentreOfGravityStartsAfterLeadingHolesAndSkipsZeroSums) {
 }
 
 TEST_F(FiltersTest, StatusCodes) {
-    struct Inputs {
-        Series x = Series::of({1, 2, 3}), empty, null = Series::null();
-        host::Text text{"a"};
+    const testing::StatusCase cases[] = {
+        {"release", "Ehlers_SuperSmoother", [](Call& c, In& in) { c.arg(in.x).arg(10); }, -2, 0},
+        {"release before the count check", "CGOscillator", [](Call& c, In&) { c.count(9); }, -2, 0},
+        {"period 0", "Ehlers_SuperSmoother", [](Call& c, In& in) { c.arg(in.x).arg(0); }, 0, -1},
+        {"period -5", "Ehlers_SuperSmoother", [](Call& c, In& in) { c.arg(in.x).arg(-5); }, 0, -1},
+        {"period 0", "Ehlers_Decycler", [](Call& c, In& in) { c.arg(in.x).arg(0); }, 0, -1},
+        {"period -5", "Ehlers_RoofingBase", [](Call& c, In& in) { c.arg(in.x).arg(-5); }, 0, -1},
+        {"period 0", "Ehlers_SinewaveBase", [](Call& c, In& in) { c.arg(in.x).arg(0); }, 0, -1},
+        {"empty input", "Laguerre_Func", [](Call& c, In& in) { c.arg(in.empty).arg(0.5).arg(1); }, 0, -1},
+        {"input without buffer", "Ehlers_Fisher2", [](Call& c, In& in) { c.arg(in.null); }, 0, -1},
+        {"empty input", "CGOscillator", [](Call& c, In& in) { c.arg(in.empty).arg(10); }, 0, -1},
+        {"empty lowest", "Ehlers_Fisher1", [](Call& c, In& in) { c.arg(in.x).arg(in.x).arg(in.empty); }, 0, -1},
+        {"wrong count", "Ehlers_Decycler", [](Call& c, In& in) { c.arg(in.x); }, 0, 0x102},
+        {"input is a text", "Ehlers_Fisher2", [](Call& c, In& in) { c.arg(in.text); }, 0, 0x202},
+        {"period is a series", "Ehlers_Decycler", [](Call& c, In& in) { c.arg(in.x).arg(in.x); }, 0, 0x203},
+        {"start past the last bar", "Ehlers_Decycler", [](Call& c, In& in) { c.arg(in.x).arg(10); }, 9, 0},
     };
-    struct Case {
-        const char* what;
-        const char* name;
-        std::function<void(Call&, Inputs&)> params;
-        int32_t start;
-        StatusCode want;
-    };
-    const Case cases[] = {
-        {"release", "Ehlers_SuperSmoother", [](Call& c, Inputs& in) { c.arg(in.x).arg(10); }, -2, 0},
-        {"release before the count check", "CGOscillator", [](Call& c, Inputs&) { c.count(9); }, -2, 0},
-        {"period 0", "Ehlers_SuperSmoother", [](Call& c, Inputs& in) { c.arg(in.x).arg(0); }, 0, -1},
-        {"period -5", "Ehlers_SuperSmoother", [](Call& c, Inputs& in) { c.arg(in.x).arg(-5); }, 0, -1},
-        {"period 0", "Ehlers_Decycler", [](Call& c, Inputs& in) { c.arg(in.x).arg(0); }, 0, -1},
-        {"period -5", "Ehlers_RoofingBase", [](Call& c, Inputs& in) { c.arg(in.x).arg(-5); }, 0, -1},
-        {"period 0", "Ehlers_SinewaveBase", [](Call& c, Inputs& in) { c.arg(in.x).arg(0); }, 0, -1},
-        {"empty input", "Laguerre_Func", [](Call& c, Inputs& in) { c.arg(in.empty).arg(0.5).arg(1); }, 0, -1},
-        {"input without buffer", "Ehlers_Fisher2", [](Call& c, Inputs& in) { c.arg(in.null); }, 0, -1},
-        {"empty input", "CGOscillator", [](Call& c, Inputs& in) { c.arg(in.empty).arg(10); }, 0, -1},
-        {"empty lowest", "Ehlers_Fisher1", [](Call& c, Inputs& in) { c.arg(in.x).arg(in.x).arg(in.empty); }, 0, -1},
-        {"wrong count", "Ehlers_Decycler", [](Call& c, Inputs& in) { c.arg(in.x); }, 0, 0x102},
-        {"input is a text", "Ehlers_Fisher2", [](Call& c, Inputs& in) { c.arg(in.text); }, 0, 0x202},
-        {"period is a series", "Ehlers_Decycler", [](Call& c, Inputs& in) { c.arg(in.x).arg(in.x); }, 0, 0x203},
-        {"start past the last bar", "Ehlers_Decycler", [](Call& c, Inputs& in) { c.arg(in.x).arg(10); }, 9, 0},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(std::string(c.what) + " " + c.name);
-        Inputs in;
-        Series out = Series::of({7, 7, 7});
-        Call call(c.name);
-        call.out(out);
-        c.params(call, in);
-        EXPECT_EQ(call.run(c.start), c.want);
-        EXPECT_EQ(out.values(), (Vec{7, 7, 7}));
-    }
+    testing::expectStatuses(cases);
 }
 
 } // namespace
