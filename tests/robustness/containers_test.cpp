@@ -59,5 +59,31 @@ TEST_F(ContainerRobustness, AnOutputWrittenInPlaceThroughAnOffsetDoesNotMoveItsI
     for (int32_t j = 0; j < 203; ++j) EXPECT_EQ(in.at(j), j % 3 + 1000.0 * (j / 3)) << j;
 }
 
+// A view answers any bar index, the extremes of 32 bits included: a filter reads two bars
+// before a start bar of 2147483647 (the index arithmetic overflowed on a constant with a negative
+// offset, and on bars far below zero through a positive offset).
+TEST_F(ContainerRobustness, AViewReadsAtEveryIndexOf32Bits) {
+    struct Case {
+        const char* what;
+        Series series;
+        int32_t offset;
+        int32_t index;
+        double want;
+    };
+    Case cases[] = {
+        {"constant, offset -5000, far right", Series::constant(2.5, 37), -5000, INT32_MAX - 2, 2.5},
+        {"constant, offset -5000, last index", Series::constant(2.5, 37), -5000, INT32_MAX, 2.5},
+        {"constant, offset 5, far left", Series::constant(2.5, 37), 5, INT32_MIN, kMissing},
+        {"series, offset 5, far left", Series::of({1, 2, 3}), 5, INT32_MIN + 1, kMissing},
+        {"series, offset -5000, far right", Series::of({1, 2, 3}), -5000, INT32_MAX, kMissing},
+    };
+    for (Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        c.series.setOffset(c.offset);
+        const series::NumberView v(&c.series.handle());
+        EXPECT_EQ(v[c.index], c.want);
+    }
+}
+
 } // namespace
 } // namespace fk
