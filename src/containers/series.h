@@ -44,8 +44,13 @@ public:
     NumberView() { resolve(nullptr); }
     explicit NumberView(const SeriesHandle* h) { resolve(h); }
 
+    // (index arithmetic in 32 unsigned bits: any bar index is valid, and one far outside reads
+    // the fill value, or a constant's value, without overflowing)
     double operator[](int32_t i) const {
-        return static_cast<uint32_t>(i - lo_) < span_ ? data_[(i - shift_) & mask_] : fill_;
+        const uint32_t u = static_cast<uint32_t>(i);
+        return u - static_cast<uint32_t>(lo_) < span_
+                   ? data_[static_cast<int32_t>(u - static_cast<uint32_t>(shift_)) & mask_]
+                   : fill_;
     }
     bool missing(int32_t i) const { return (*this)[i] == fill_; }
     double fill() const { return fill_; }
