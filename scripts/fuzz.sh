@@ -20,7 +20,7 @@ corpora=("$dir/corpus" "$dir/seeds")
 if [[ -d fuzz/corpus ]]; then corpora+=(fuzz/corpus); fi
 
 status=0
-"$dir/fuzz/fk_fuzz_exports" -max_total_time="$seconds" -timeout=30 -rss_limit_mb=2048 -print_final_stats=1 \
+UBSAN_OPTIONS=print_stacktrace=1 "$dir/fuzz/fk_fuzz_exports" -max_total_time="$seconds" -timeout=30 -rss_limit_mb=2048 -print_final_stats=1 \
   -artifact_prefix="$dir/artifacts/" "${corpora[@]}" >"$dir/fuzz.log" 2>&1 || status=$?
 runs=$(sed -n 's/^stat::number_of_executed_units: *//p' "$dir/fuzz.log")
 if ((status)); then
