@@ -38,6 +38,23 @@ TEST_F(ContainerRobustness, EmptyingALongSingleConstantTouchesOnlyItsOneSlot) {
     }
 }
 
+// The host reads a buffer's slots past its count as the fill value. Shrinking a shared single
+// constant to nothing copies it first (count cut to 0 by the copy) and then left the constant's
+// value in slot 0 (AbsoluteValue of an empty series into a shared constant Return Value).
+TEST_F(ContainerRobustness, ShrinkingASharedSingleConstantLeavesTheFillValueInItsSlot) {
+    for (bool keep : {true, false}) {
+        SCOPED_TRACE(keep ? "keeping" : "not keeping");
+        Series c = Series::constant(2.5, 236);
+        Series other = c;
+        EXPECT_TRUE(series::setCount(c.handle(), 0, keep));
+        const SharedBuffer* b = c.handle().buffer;
+        EXPECT_EQ(b->count, 0);
+        EXPECT_FALSE(c.isConstant());
+        for (int32_t i = 0; i <= b->capacity; ++i) EXPECT_EQ(static_cast<const double*>(b->elements)[i], kMissing) << i;
+        EXPECT_EQ(other.values(), std::vector<double>(236, 2.5));
+    }
+}
+
 // A Return Value that shares its input's buffer, writable while shared, and is written through
 // an offset goes element by element; growing it then moved the buffer under the input's view
 // (DayOf with its Return Value on its own input read freed memory).
