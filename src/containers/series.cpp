@@ -190,8 +190,9 @@ bool setCount(SeriesHandle& h, int32_t n, bool keep) {
         return true;
     }
     if (n <= b->capacity) {
-        // a single constant's count is a logical length: it owns at most `capacity` slots
-        const int32_t used = std::min(b->count, b->capacity);
+        // a single constant's count is a logical length: it uses its `capacity` slots (0 or 1)
+        // whatever its count, also when the copy made for this change has cut its count to 0
+        const int32_t used = b->isConstant() ? b->capacity : b->count;
         if (!keep) put(0, std::max(used, n));
         else if (n < used) put(n, used);
         else put(used, n);
