@@ -54,6 +54,12 @@ public:
     bool empty() const { return count_ == 0; }
     // element 0 of a constant (or the fill value)
     double constantValue() const { return count_ > 0 ? data_[0] : fill_; }
+    // Bars from .. to - 1 as one array (q[k] reads bar from + k) when every one of them is a
+    // stored element of a series (not a single constant, not outside its range); null otherwise.
+    const double* storage(int32_t from, int32_t to) const {
+        if (mask_ == 0 || from < lo_ || to < from || static_cast<uint32_t>(to - lo_) > span_) return nullptr;
+        return data_ + (from - shift_);
+    }
 
 private:
     void resolve(const SeriesHandle* h);
@@ -92,6 +98,14 @@ public:
     }
     double fill() const { return fill_; }
     bool writable() const { return h_ != nullptr && h_->buffer != nullptr; }
+    // Bars from .. to - 1 as one array written in place (q[k] is bar from + k; reading it gives
+    // what get() gives) when all of them can be written in place; the count then settles as if
+    // bar to - 1 had been set. Null otherwise: write through set().
+    double* storage(int32_t from, int32_t to) {
+        if (!fast_ || from < 0 || to < from || to > cap_) return nullptr;
+        if (to - 1 > hi_) hi_ = to - 1;
+        return data_ + from;
+    }
     // Write the count now; later writes go on working.
     void finish();
 
