@@ -51,14 +51,11 @@ TempSeries::~TempSeries() { buffers::release(h_); }
 
 bool TempSeries::allocate(int32_t first, int32_t end, double fill) {
     buffers::release(h_);
-    first_ = first;
-    fill_ = fill;
-    data_ = nullptr;
-    size_ = 0;
+    bars_ = BarWindow{nullptr, first, 0, fill};
     const int32_t size = end > first ? end - first : 0;
     if (!series::createNumbers(h_, size, fill) || series::count(h_) != size) return false;
-    data_ = static_cast<double*>(h_.buffer->elements);
-    size_ = static_cast<uint32_t>(size);
+    bars_.data = static_cast<double*>(h_.buffer->elements);
+    bars_.size = static_cast<uint32_t>(size);
     return true;
 }
 
@@ -79,7 +76,7 @@ struct Plan {
 // over a cleared output. An output bar that holds no average (still warming up) is no place
 // to go on from.
 template <class In, class Seed>
-Plan planAverage(const AverageParams& p, const In& in, double missing, int32_t s, Seed outputAt) {
+Plan planAverage(const AverageParams& p, In in, double missing, int32_t s, Seed outputAt) {
     Plan plan;
     plan.average = missing;
     if (s <= p.warmup + 1) return plan;
@@ -105,13 +102,14 @@ Plan planAverage(const AverageParams& p, const In& in, double missing, int32_t s
     return plan;
 }
 
-// The output brought to the input's length: bars before `keep` stay, later ones are cleared.
-void prepareOutput(SeriesHandle& h, int32_t n, int32_t keep) {
+// The output brought to the input's length, with room to grow by single bars. A run writes
+// every bar from its first written bar on (the fill value where the input is missing), which
+// clears what those bars held.
+void prepareOutput(SeriesHandle& h, int32_t n) {
     SharedBuffer* b = h.buffer;
     if (!b) return;
-    if (n > b->capacity && !b->isConstant()) buffers::setCapacity(h, buffers::growthCapacity(n - 1), keep > 0);
-    series::setCount(h, n, keep > 0);
-    if (keep > 0 && keep < n) series::fill(h, keep, -1);
+    if (n > b->capacity && !b->isConstant()) buffers::setCapacity(h, buffers::growthCapacity(n - 1), true);
+    series::setCount(h, n, true);
 }
 
 // The trailing end of a span moves to the next valid bar; its value leaves the sums.
@@ -123,119 +121,184 @@ inline double advanceTrail(const In& in, int32_t& trail, double missing) {
     return v;
 }
 
+// Each run loop keeps what it needs in locals, so that writes to the output cannot be taken
+// for changes to them, and splits off its warm-up so that the steady loop tests nothing else.
+
 template <class In, class Out>
-void runExponential(const In& in, int32_t from, int32_t end, double missing, int32_t first, int32_t counter,
-                    int32_t warmup, double alpha, double avg, Out& out) {
-    for (int32_t b = from; b < end; ++b) {
+[[gnu::noinline]] void runExponential(In in, int32_t b, int32_t end, double missing, int32_t first, int32_t counter,
+                                      int32_t warmup, double alpha, double avg, Out out) {
+    const double blank = out.fill();
+    for (; b < end && counter < warmup; ++b) {
         const double x = in[b];
-        if (x == missing) continue;
+        if (x == missing) {
+            if (b >= first) out.set(b, blank);
+            continue;
+        }
         ++counter;
         avg = avg == missing ? x : avg + (x - avg) * alpha;
         if (b >= first) out.set(b, counter < warmup ? missing : avg);
+    }
+    for (; b < end; ++b) {
+        const double x = in[b];
+        if (x == missing) {
+            if (b >= first) out.set(b, blank);
+            continue;
+        }
+        avg = avg == missing ? x : avg + (x - avg) * alpha;
+        if (b >= first) out.set(b, avg);
     }
 }
 
 // Simple, and Wilder up to its first value (a simple average), after which Wilder goes on in
 // exponential form with the factor 1/L.
 template <class In, class Out>
-void runSimple(const AverageParams& p, const In& in, int32_t end, double missing, const Plan& plan, Out& out) {
-    const int32_t n = p.n;
-    const double dn = n;
+[[gnu::noinline]] void runSimple(const AverageParams& p, In in, int32_t end, double missing, const Plan& plan,
+                                 Out out) {
+    const int32_t n = p.n, first = plan.first;
+    const double dn = n, blank = out.fill();
     double sum = 0;
-    int32_t c = plan.counter, trail = plan.start - 1;
-    for (int32_t b = plan.start; b < end; ++b) {
+    int32_t c = plan.counter, trail = plan.start - 1, b = plan.start;
+    for (; b < end && c < n; ++b) {
         const double x = in[b];
-        if (x == missing) continue;
-        ++c;
-        sum += x;
-        if (c > n) sum -= advanceTrail(in, trail, missing);
-        if (c < n) {
-            if (b >= plan.first) out.set(b, missing);
+        if (x == missing) {
+            if (b >= first) out.set(b, blank);
             continue;
         }
-        const double avg = sum / dn;
-        if (b >= plan.first) out.set(b, avg);
-        if (p.kind == kWilder) {
-            runExponential(in, b + 1, end, missing, plan.first, c, n, p.alpha, avg, out);
-            return;
+        sum += x;
+        ++c;
+        if (b >= first) out.set(b, c < n ? missing : sum / dn);
+    }
+    if (c < n) return;
+    if (p.kind == kWilder) {
+        runExponential<In, Out>(in, b, end, missing, first, c, n, p.alpha, sum / dn, out);
+        return;
+    }
+    for (; b < end; ++b) {
+        const double x = in[b];
+        if (x == missing) {
+            if (b >= first) out.set(b, blank);
+            continue;
         }
+        sum += x;
+        sum -= advanceTrail(in, trail, missing);
+        if (b >= first) out.set(b, sum / dn);
     }
 }
 
 template <class In, class Out>
-void runWeighted(const AverageParams& p, const In& in, int32_t end, double missing, const Plan& plan, Out& out) {
-    const int32_t n = p.n;
-    const double dn = n;
+[[gnu::noinline]] void runWeighted(const AverageParams& p, In in, int32_t end, double missing, const Plan& plan,
+                                   Out out) {
+    const int32_t n = p.n, first = plan.first;
+    const double dn = n, divisor = p.divisor, blank = out.fill();
     double sum = 0, weighted = 0;
-    int32_t c = plan.counter, trail = plan.start - 1;
-    for (int32_t b = plan.start; b < end; ++b) {
+    int32_t c = plan.counter, trail = plan.start - 1, b = plan.start;
+    for (; b < end && c < n; ++b) {
         const double x = in[b];
-        if (x == missing) continue;
-        ++c;
+        if (x == missing) {
+            if (b >= first) out.set(b, blank);
+            continue;
+        }
         weighted = weighted - sum + dn * x;
         sum += x;
-        if (c > n) sum -= advanceTrail(in, trail, missing);
-        if (b >= plan.first) out.set(b, c >= n ? weighted / p.divisor : missing);
+        ++c;
+        if (b >= first) out.set(b, c < n ? missing : weighted / divisor);
+    }
+    for (; b < end; ++b) {
+        const double x = in[b];
+        if (x == missing) {
+            if (b >= first) out.set(b, blank);
+            continue;
+        }
+        weighted = weighted - sum + dn * x;
+        sum += x;
+        sum -= advanceTrail(in, trail, missing);
+        if (b >= first) out.set(b, weighted / divisor);
     }
 }
 
 // The adaptive average: its smoothing constant moves between the fast and the slow one with the
 // efficiency of the move over the period (net change over the sum of bar-to-bar changes).
 template <class In, class Out>
-void runAdaptive(const AverageParams& p, const In& in, int32_t end, double missing, const Plan& plan, Out& out) {
-    const int32_t period = p.n, s = plan.first;
-    double noise = 0, avg = missing, prev = missing;
-    int32_t c = 0, trail = plan.start - 1, prevBar = -1;
-    for (int32_t b = plan.start; b < end; ++b) {
+[[gnu::noinline]] void runAdaptive(const AverageParams& p, In in, int32_t end, double missing, const Plan& plan,
+                                   Out out) {
+    const int32_t period = p.n, start = plan.start, s = plan.first;
+    const double fastSC = p.fastSC, slowSC = p.slowSC, blank = out.fill();
+    double noise = 0, avg = missing, prev = missing, trailValue = missing;
+    int32_t c = 0, trail = start - 1, prevBar = -1, b = start;
+    for (; b < end && c < period; ++b) {
         const double x = in[b];
-        if (x == missing) continue;
+        if (x == missing) {
+            if (b >= s) out.set(b, blank);
+            continue;
+        }
         ++c;
         if (prevBar >= 0) noise += std::fabs(x - prev);
-        double value = missing;
-        if (c > period) {
-            const int32_t oldTrail = trail;
-            const double t = advanceTrail(in, trail, missing);
-            if (oldTrail >= plan.start) noise -= std::fabs(t - in[oldTrail]);
-            const double er = noise > 0 ? std::fabs(x - t) / noise : 0.0;
-            const double sc = er * p.fastSC + (1 - er) * p.slowSC;
-            // up to the first bar written, the average goes on from what the output holds at the
-            // previous valid bar
-            if (s > 0 && b <= s) {
-                const double held = out.get(prevBar);
-                if (held != missing) avg = held;
-            }
-            if (avg == missing) avg = prev;
-            avg = avg + sc * sc * (x - avg);
-            value = avg;
+        if (b >= s) out.set(b, missing);
+        prev = x;
+        prevBar = b;
+    }
+    for (; b < end; ++b) {
+        const double x = in[b];
+        if (x == missing) {
+            if (b >= s) out.set(b, blank);
+            continue;
         }
-        if (b >= s) out.set(b, value);
+        noise += std::fabs(x - prev);
+        const int32_t oldTrail = trail;
+        const double t = advanceTrail(in, trail, missing);
+        if (oldTrail >= start) noise -= std::fabs(t - trailValue);
+        trailValue = t;
+        const double er = noise > 0 ? std::fabs(x - t) / noise : 0.0;
+        const double sc = er * fastSC + (1 - er) * slowSC;
+        // up to the first bar written, the average goes on from what the output holds at the
+        // previous valid bar
+        if (s > 0 && b <= s) {
+            const double held = out.get(prevBar);
+            if (held != missing) avg = held;
+        }
+        if (avg == missing) avg = prev;
+        avg = avg + sc * sc * (x - avg);
+        if (b >= s) out.set(b, avg);
         prev = x;
         prevBar = b;
     }
 }
 
 template <class In, class Out>
-void runAverage(const AverageParams& p, const In& in, int32_t end, double missing, const Plan& plan, Out& out) {
+void runKind(const AverageParams& p, In in, int32_t end, double missing, const Plan& plan, Out out) {
     if (p.passThrough) {
+        const double blank = out.fill();
         for (int32_t b = plan.first; b < end; ++b) {
             const double x = in[b];
-            if (x != missing) out.set(b, x);
+            out.set(b, x != missing ? x : blank);
         }
         return;
     }
     if (plan.continued) {
-        runExponential(in, plan.start, end, missing, plan.first, plan.counter, p.warmup, p.alpha, plan.average, out);
+        runExponential<In, Out>(in, plan.start, end, missing, plan.first, plan.counter, p.warmup, p.alpha, plan.average, out);
         return;
     }
     switch (p.kind) {
     case kSimple:
-    case kWilder: runSimple(p, in, end, missing, plan, out); break;
-    case kWeighted: runWeighted(p, in, end, missing, plan, out); break;
+    case kWilder: runSimple<In, Out>(p, in, end, missing, plan, out); break;
+    case kWeighted: runWeighted<In, Out>(p, in, end, missing, plan, out); break;
     case kExponential:
-        runExponential(in, plan.start, end, missing, plan.first, plan.counter, p.warmup, p.alpha, plan.average, out);
+        runExponential<In, Out>(in, plan.start, end, missing, plan.first, plan.counter, p.warmup, p.alpha, plan.average, out);
         break;
-    case kAdaptive: runAdaptive(p, in, end, missing, plan, out); break;
+    case kAdaptive: runAdaptive<In, Out>(p, in, end, missing, plan, out); break;
     }
+}
+
+// A run over plain arrays where the input and the output are stored that way for all the bars
+// it touches (from its start on), otherwise through their element rules.
+template <class In, class Out>
+void runAverage(const AverageParams& p, const In& in, int32_t end, double missing, const Plan& plan, Out& out) {
+    if (const double* src = in.storage(plan.start, end))
+        if (double* dst = out.storage(plan.start, end)) {
+            runKind(p, PlainBars{src, plan.start}, end, missing, plan, PlainOut{dst, plan.start, out.fill()});
+            return;
+        }
+    runKind<In, Out&>(p, in, end, missing, plan, out);
 }
 
 // One engine run into the Return Value. The input is resolved after the output, since
@@ -243,9 +306,9 @@ void runAverage(const AverageParams& p, const In& in, int32_t end, double missin
 template <class MakeIn>
 void writeAverage(SeriesHandle& outH, const AverageParams& p, int32_t end, double missing, const Plan& plan,
                   MakeIn makeIn) {
-    prepareOutput(outH, end, plan.first);
+    prepareOutput(outH, end);
     NumberOut out(&outH, end);
-    const auto& in = makeIn();
+    const auto in = makeIn();
     runAverage(p, in, end, missing, plan, out);
 }
 
@@ -270,10 +333,10 @@ StatusCode triangularAverage(SeriesHandle& outH, const SeriesHandle& inH, double
         }
         if (!averageToTemp(in, inner, from, temp)) return kOk;
     }
-    const double missing = temp.fill();
+    const double missing = temp.bars().fill();
     const int32_t end = series::count(inH);
-    const Plan plan = planAverage(outer, temp, missing, s, [missing](int32_t) { return missing; });
-    writeAverage(outH, outer, end, missing, plan, [&temp]() -> const TempSeries& { return temp; });
+    const Plan plan = planAverage(outer, temp.bars(), missing, s, [missing](int32_t) { return missing; });
+    writeAverage(outH, outer, end, missing, plan, [&temp] { return temp.bars(); });
     return kOk;
 }
 
@@ -283,7 +346,8 @@ bool averageToTemp(const NumberView& in, const AverageParams& p, int32_t s, Temp
     const double missing = in.fill();
     const Plan plan = planAverage(p, in, missing, s, [missing](int32_t) { return missing; });
     if (!out.allocate(plan.start, in.count(), missing)) return false;
-    runAverage(p, in, in.count(), missing, plan, out);
+    BarWindow bars = out.bars();
+    runAverage(p, in, in.count(), missing, plan, bars);
     return true;
 }
 
@@ -389,30 +453,33 @@ StatusCode movingStdDev(SeriesHandle& outH, const SeriesHandle& inH, double leng
     const NumberView in(&inH);
     if (n < 2 || in.empty()) return kOk;
     const int32_t end = in.count();
-    const double missing = in.fill(), none = out.fill(), dn = n, nn = dn * dn;
-    double sum = 0, squares = 0;
-    int32_t held = 0, trail = -1;
-    for (int32_t b = 0; b < end; ++b) {
-        const double x = in[b];
-        if (x == missing) {
-            out.set(b, none);
-            continue;
+    const double missing = in.fill(), dn = n, nn = dn * dn;
+    withPlainBars(in, out, 0, end, [&](auto x, auto& o) {
+        const double none = o.fill();
+        double sum = 0, squares = 0;
+        int32_t held = 0, trail = -1;
+        for (int32_t b = 0; b < end; ++b) {
+            const double v = x[b];
+            if (v == missing) {
+                o.set(b, none);
+                continue;
+            }
+            sum += v;
+            squares += v * v;
+            if (++held > n) {
+                const double t = advanceTrail(x, trail, missing);
+                sum -= t;
+                squares -= t * t;
+                --held;
+            }
+            if (held < n) {
+                o.set(b, none);
+                continue;
+            }
+            const double variance = (dn * squares - sum * sum) / nn;
+            o.set(b, variance > 0 ? std::sqrt(variance) : 0.0);
         }
-        sum += x;
-        squares += x * x;
-        if (++held > n) {
-            const double t = advanceTrail(in, trail, missing);
-            sum -= t;
-            squares -= t * t;
-            --held;
-        }
-        if (held < n) {
-            out.set(b, none);
-            continue;
-        }
-        const double variance = (dn * squares - sum * sum) / nn;
-        out.set(b, variance > 0 ? std::sqrt(variance) : 0.0);
-    }
+    });
     return kOk;
 }
 

@@ -44,8 +44,49 @@ struct AverageParams {
 // False when the engine computes nothing for these (a length of 0 or below, a kind above 5).
 bool averageParams(double length, int kind, bool shortWarmup, AverageParams& p);
 
-// A temporary series on the library's heap covering bars first .. end - 1; the bars before
-// `first` read as its fill value. Reads and writes by bar number, as a series would.
+// Bars first .. first + size - 1 held in memory that someone else owns; the bars outside read as
+// the fill value. Reads and writes by bar number, as a series would, and cheap to copy so that a
+// loop keeps it in registers.
+struct BarWindow {
+    double* data = nullptr;
+    int32_t first = 0;
+    uint32_t size = 0;
+    double fillValue = kMissing;
+
+    double operator[](int32_t i) const {
+        const uint32_t k = static_cast<uint32_t>(i - first);
+        return k < size ? data[k] : fillValue;
+    }
+    double get(int32_t i) const { return (*this)[i]; }
+    void set(int32_t i, double v) const {
+        const uint32_t k = static_cast<uint32_t>(i - first);
+        if (k < size) data[k] = v;
+    }
+    double fill() const { return fillValue; }
+    // bars from .. to - 1 as one array, when the window holds all of them
+    double* storage(int32_t from, int32_t to) const {
+        return from >= first && to >= from && static_cast<uint32_t>(to - first) <= size ? data + (from - first) : nullptr;
+    }
+};
+
+// Bars read from one plain array (q[0] is bar `from`), as a series' storage gives them.
+struct PlainBars {
+    const double* q;
+    int32_t from;
+    double operator[](int32_t i) const { return q[i - from]; }
+};
+
+// Bars written into one plain array (q[0] is bar `from`).
+struct PlainOut {
+    double* q;
+    int32_t from;
+    double blank;
+    void set(int32_t i, double v) const { q[i - from] = v; }
+    double get(int32_t i) const { return q[i - from]; }
+    double fill() const { return blank; }
+};
+
+// A temporary series on the library's heap covering bars first .. end - 1.
 class TempSeries {
 public:
     TempSeries() = default;
@@ -53,26 +94,28 @@ public:
     TempSeries(const TempSeries&) = delete;
     TempSeries& operator=(const TempSeries&) = delete;
 
+    // Every bar starts at the fill value; false when the heap has no room.
     bool allocate(int32_t first, int32_t end, double fill);
-    double operator[](int32_t i) const {
-        const uint32_t k = static_cast<uint32_t>(i - first_);
-        return k < size_ ? data_[k] : fill_;
-    }
-    double get(int32_t i) const { return (*this)[i]; }
-    void set(int32_t i, double v) {
-        const uint32_t k = static_cast<uint32_t>(i - first_);
-        if (k < size_) data_[k] = v;
-    }
-    int32_t first() const { return first_; }
-    double fill() const { return fill_; }
+    const BarWindow& bars() const { return bars_; }
 
 private:
     SeriesHandle h_{nullptr, 0};
-    double* data_ = nullptr;
-    int32_t first_ = 0;
-    uint32_t size_ = 0;
-    double fill_ = kMissing;
+    BarWindow bars_;
 };
+
+// Calls body(in, out) over plain arrays for bars from .. end - 1 where both the input and the
+// output are stored that way, otherwise over the input and output themselves. Only for loops
+// that write every one of those bars (the output's count then reaches `end`).
+template <class In, class Out, class Body>
+void withPlainBars(const In& in, Out& out, int32_t from, int32_t end, Body&& body) {
+    if (const double* src = in.storage(from, end))
+        if (double* dst = out.storage(from, end)) {
+            PlainOut plain{dst, from, out.fill()};
+            body(PlainBars{src, from}, plain);
+            return;
+        }
+    body(in, out);
+}
 
 // The averaging engine into a temporary series: the average of `in` from bar s, computed from
 // wherever the engine restarts (so the temporary covers that bar onward). False when the
