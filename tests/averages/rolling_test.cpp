@@ -16,6 +16,7 @@ using testing::F;
 using testing::HeapChecked;
 using testing::lastValid;
 using testing::randomSeries;
+using testing::trimmed;
 
 class RollingTest : public HeapChecked {};
 
@@ -33,12 +34,6 @@ std::vector<double> movingSum(const std::vector<double>& data, double length, do
 }
 
 double filtered(double x, int mode) { return mode > 0 ? std::max(x, 0.0) : mode < 0 ? std::min(x, 0.0) : x; }
-
-// Bars whose output is never written read as the missing value once the series has grown past them.
-std::vector<double> trimmed(std::vector<double> v) {
-    while (!v.empty() && v.back() == F) v.pop_back();
-    return v;
-}
 
 TEST_F(RollingTest, MovingSumOfConstantLengthSumsTheLastValidValuesThroughItsSignFilter) {
     const std::vector<double> data = randomSeries(500, 11, 6);

@@ -42,6 +42,12 @@ inline std::vector<double> lastValid(const std::vector<double>& v, int b, int n)
     return w;
 }
 
+// A series as element writes leave it: bars after the last one written are not part of it.
+inline std::vector<double> trimmed(std::vector<double> v) {
+    while (!v.empty() && v.back() == F) v.pop_back();
+    return v;
+}
+
 // Equal bar for bar: missing where the other is missing, otherwise within `rel` relative.
 inline void expectSeriesNear(const std::vector<double>& got, const std::vector<double>& want, double rel = 1e-9,
                              const std::string& what = "") {
