@@ -117,6 +117,19 @@ void withPlainBars(const In& in, Out& out, int32_t from, int32_t end, Body&& bod
     body(in, out);
 }
 
+// Calls body(out) with a plain array for bars from .. to - 1 where the output allows it,
+// otherwise with the output itself. The body writes bar to - 1 (the count then reaches `to`
+// either way) and may leave bars before it as they were.
+template <class Body>
+void withPlainOut(series::NumberOut& out, int32_t from, int32_t to, Body&& body) {
+    if (double* q = out.storage(from, to)) {
+        PlainOut plain{q, from, out.fill()};
+        body(plain);
+        return;
+    }
+    body(out);
+}
+
 // The averaging engine into a temporary series: the average of `in` from bar s, computed from
 // wherever the engine restarts (so the temporary covers that bar onward). False when the
 // temporary cannot be made.

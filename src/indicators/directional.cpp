@@ -14,47 +14,42 @@ using series::NumberOut;
 
 namespace {
 
-struct Writers {
-    NumberOut* adx = nullptr;
-    NumberOut* rating = nullptr;
-    NumberOut* minusDi = nullptr;
-    NumberOut* plusDi = nullptr;
-    NumberOut* atr = nullptr;
-    double* pastAdx = nullptr; // the last n ADX values by counter, for the rating
-};
-
-template <class In>
-void directionalLoop(const In& high, const In& low, const In& close, int32_t bars, double missing, int32_t n,
-                     double firstCount, bool signedDx, const Writers& w) {
-    const double dn = n;
-    double plus = 0, minus = 0, range = 0, adx = 0;
+// The running sums of one engine run and what they give on the current bar.
+struct DirectionalState {
+    DirectionalState(int32_t period, bool signedIndex) : n(period), dn(period), signedDx(signedIndex) {}
+    int32_t n;
+    double dn;
+    bool signedDx;
+    double plus = 0, minus = 0, range = 0; // S+, S- and T
+    double pdi = 0, mdi = 0, adx = 0;
     int32_t c = 0;
-    for (int32_t i = 1; i < bars; ++i) {
-        const double cl = close[i];
-        if (cl == missing) break;
+
+    // Takes bar i; true once the sums hold n bars, when the DI lines and the ADX exist.
+    template <class In>
+    [[gnu::always_inline]] bool add(const In& high, const In& low, const In& close, int32_t i) {
         ++c;
         const double h = high[i], l = low[i], prevClose = close[i - 1];
         double up = h - high[i - 1], down = low[i - 1] - l;
-        if (up < 0) up = 0;
-        if (down < 0) down = 0;
-        // only the larger move counts, and equal moves count for neither
-        if (up == down) up = down = 0;
-        else if (up < down) up = 0;
-        else down = 0;
+        up = up > 0 ? up : 0.0;
+        down = down > 0 ? down : 0.0;
+        // only the larger move counts, and equal moves count for neither (selects rather than
+        // branches: the direction of a bar is not predictable)
+        const double plusMove = up > down ? up : 0.0, minusMove = down > up ? down : 0.0;
         double tr = h - l;
-        if (h - prevClose > tr) tr = h - prevClose;
-        if (prevClose - l > tr) tr = prevClose - l;
+        tr = h - prevClose > tr ? h - prevClose : tr;
+        tr = prevClose - l > tr ? prevClose - l : tr;
         if (c <= n) {
-            plus += up;
-            minus += down;
+            plus += plusMove;
+            minus += minusMove;
             range += tr;
-            if (c < n) continue;
+            if (c < n) return false;
         } else {
-            plus = plus - plus / dn + up;
-            minus = minus - minus / dn + down;
+            plus = plus - plus / dn + plusMove;
+            minus = minus - minus / dn + minusMove;
             range = range - range / dn + tr;
         }
-        const double pdi = range > 0 ? plus / range : plus, mdi = range > 0 ? minus / range : minus;
+        pdi = range > 0 ? plus / range : plus;
+        mdi = range > 0 ? minus / range : minus;
         double dx = 0;
         if (pdi != mdi) dx = signedDx ? 100 * (pdi - mdi) / (pdi + mdi) : 100 * std::fabs(pdi - mdi) / (pdi + mdi);
         if (c == n) {
@@ -64,19 +59,76 @@ void directionalLoop(const In& high, const In& low, const In& close, int32_t bar
             const double weight = std::min(c - n + 1, n);
             adx = ((weight - 1) * adx + dx) / weight;
         }
-        double earlierAdx = 0;
-        if (w.pastAdx) {
-            double& slot = w.pastAdx[c % n];
-            earlierAdx = slot;
-            slot = adx;
-        }
-        if (c < firstCount) continue;
-        if (w.adx) w.adx->set(i, adx);
-        if (w.rating && c - n >= n) w.rating->set(i, (adx + earlierAdx) / 2);
-        if (w.minusDi) w.minusDi->set(i, 100 * mdi);
-        if (w.plusDi) w.plusDi->set(i, 100 * pdi);
-        if (w.atr) w.atr->set(i, range / dn);
+        return true;
     }
+};
+
+// The last n ADX values by counter, for the rating; swaps in the current one and gives the one
+// of n bars before.
+inline double swapPastAdx(double* past, const DirectionalState& s) {
+    if (!past) return 0;
+    double& slot = past[s.c % s.n];
+    const double earlier = slot;
+    slot = s.adx;
+    return earlier;
+}
+
+template <class Out>
+struct Writers {
+    Out* adx = nullptr;
+    Out* rating = nullptr;
+    Out* minusDi = nullptr;
+    Out* plusDi = nullptr;
+    Out* atr = nullptr;
+};
+
+// Every bar from `from` to the end of the run is written. A function of its own, so that the
+// sums stay in registers.
+template <class In, class Out>
+[[gnu::noinline]] void directionalWrites(In high, In low, In close, int32_t from, int32_t end, DirectionalState s,
+                                         double* past, const Writers<Out>& w) {
+    for (int32_t i = from; i < end; ++i) {
+        s.add(high, low, close, i);
+        const double earlier = swapPastAdx(past, s);
+        if (w.adx) w.adx->set(i, s.adx);
+        if (w.rating && s.c - s.n >= s.n) w.rating->set(i, (s.adx + earlier) / 2);
+        if (w.minusDi) w.minusDi->set(i, 100 * s.mdi);
+        if (w.plusDi) w.plusDi->set(i, 100 * s.pdi);
+        if (w.atr) w.atr->set(i, s.range / s.dn);
+    }
+}
+
+template <class In>
+void directionalRun(const In& high, const In& low, const In& close, int32_t bars, double missing,
+                    DirectionalState s, double firstCount, double* past, const Writers<NumberOut>& outs) {
+    // the run ends at the first bar without a close; the counter is the bar number
+    int32_t end = 1;
+    while (end < bars && close[end] != missing) ++end;
+    const int32_t from = firstCount < end ? std::max(static_cast<int32_t>(firstCount), 1) : end;
+    for (int32_t i = 1; i < from; ++i)
+        if (s.add(high, low, close, i)) swapPastAdx(past, s);
+    if (from >= end) return;
+    // plain arrays where every output asked for allows them
+    PlainOut plain[5];
+    Writers<PlainOut> direct;
+    bool allPlain = true;
+    auto plainFor = [&](NumberOut* out, int k, int32_t first) -> PlainOut* {
+        if (!out || first >= end) return nullptr;
+        double* q = out->storage(first, end);
+        if (!q) {
+            allPlain = false;
+            return nullptr;
+        }
+        plain[k] = PlainOut{q, first, out->fill()};
+        return &plain[k];
+    };
+    direct.adx = plainFor(outs.adx, 0, from);
+    direct.rating = plainFor(outs.rating, 1, std::max(from, 2 * s.n));
+    direct.minusDi = plainFor(outs.minusDi, 2, from);
+    direct.plusDi = plainFor(outs.plusDi, 3, from);
+    direct.atr = plainFor(outs.atr, 4, from);
+    if (allPlain) directionalWrites(high, low, close, from, end, s, past, direct);
+    else directionalWrites(high, low, close, from, end, s, past, outs);
 }
 
 } // namespace
@@ -88,7 +140,7 @@ StatusCode directionalMovement(const BarRecord& market, double period, double mu
     const int32_t bars = market.barCount;
     // the outputs are resolved before the market's series: an output may share their buffers
     std::optional<NumberOut> adx, rating, minusDi, plusDi, atr;
-    Writers w;
+    Writers<NumberOut> w;
     auto resolve = [bars](SeriesHandle* h, std::optional<NumberOut>& out) -> NumberOut* {
         if (!h) return nullptr;
         out.emplace(h, bars);
@@ -100,21 +152,18 @@ StatusCode directionalMovement(const BarRecord& market, double period, double mu
     w.plusDi = resolve(outputs.plusDi, plusDi);
     w.atr = resolve(outputs.atr, atr);
     TempSeries past;
-    if (w.rating) {
-        if (!past.allocate(0, n, 0)) return kOk;
-        w.pastAdx = past.bars().data;
-    }
+    if (w.rating && !past.allocate(0, n, 0)) return kOk;
     const MarketView m(market);
+    const DirectionalState s(n, mode == DirectionalMode::Signed);
     const double firstCount = warmupCount(n, multiplier);
-    const bool signedDx = mode == DirectionalMode::Signed;
     const double* high = m.high.storage(0, bars);
     const double* low = m.low.storage(0, bars);
     const double* close = m.close.storage(0, bars);
     if (high && low && close)
-        directionalLoop(PlainBars{high, 0}, PlainBars{low, 0}, PlainBars{close, 0}, bars, m.missing, n, firstCount,
-                        signedDx, w);
+        directionalRun(PlainBars{high, 0}, PlainBars{low, 0}, PlainBars{close, 0}, bars, m.missing, s, firstCount,
+                       past.bars().data, w);
     else
-        directionalLoop(m.high, m.low, m.close, bars, m.missing, n, firstCount, signedDx, w);
+        directionalRun(m.high, m.low, m.close, bars, m.missing, s, firstCount, past.bars().data, w);
     return kOk;
 }
 
