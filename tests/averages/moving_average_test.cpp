@@ -248,15 +248,5 @@ TEST_F(MovAvgTest, AContinuedCallLeavesTheBarsBeforeItsStart) {
     }
 }
 
-TEST_F(MovAvgTest, AnOutputSharedWithTheHostIsCopiedBeforeWriting) {
-    const std::vector<double> data = randomSeries(50, 8);
-    Series in = Series::of(data), out = Series::of({1, 2, 3}), hostCopy = out;
-    Call call("MovAvg");
-    call.out(out).arg(in).arg(3).arg(1);
-    ASSERT_EQ(call.run(0), kOk);
-    EXPECT_EQ(hostCopy.values(), (std::vector<double>{1, 2, 3}));
-    testing::expectSeriesNear(out.values(), windowAverage(data, 3, false));
-}
-
 } // namespace
 } // namespace fk

@@ -137,11 +137,12 @@ TEST_F(RsiSarTest, ParabolicTrace) {
     EXPECT_EQ(stop("Parabolic", m, 0, step, 0.20000000298023224), stop("Parabolic", m, 0, 0, 0));
     EXPECT_NE(stop("Parabolic", m, 0, 0.02, 0.2), stop("Parabolic", m, 0, 0, 0));
 
+    const std::vector<double> both = stop("Parabolic", m, 0, 0, 0);
     const std::vector<double> longOnly = stop("Parabolic", m, 1, 0, 0), shortOnly = stop("Parabolic", m, -2, 0, 0);
-    EXPECT_EQ(std::vector<double>(longOnly.begin(), longOnly.begin() + 7), std::vector<double>(want.begin(), want.begin() + 7));
+    EXPECT_EQ(std::vector<double>(longOnly.begin(), longOnly.begin() + 7), std::vector<double>(both.begin(), both.begin() + 7));
     EXPECT_EQ(longOnly[7], F);
     EXPECT_EQ(shortOnly[6], F);
-    EXPECT_EQ(shortOnly[7], want[7]);
+    EXPECT_EQ(shortOnly[7], both[7]);
 }
 
 TEST_F(RsiSarTest, ParabolicCountsOnlyBarsWithACloseAndCapsItsFactor) {
