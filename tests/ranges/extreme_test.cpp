@@ -1,0 +1,149 @@
+// The range searches against a brute-force search of every span, and continued calls against
+// one call over all bars, on random data with ties, holes and changing lengths.
+#include <gtest/gtest.h>
+
+#include <random>
+
+#include "run_call.h"
+#include "support/heap_check.h"
+
+namespace fk {
+namespace {
+
+using host::Call;
+using host::Series;
+using testing::F;
+using testing::runOnce;
+
+struct Data {
+    std::vector<double> values, lengths;
+};
+
+// Values from a few levels (many ties), holes alone and in runs, and lengths that mostly stay,
+// sometimes grow by one bar and sometimes jump (0, negative, fractional and missing among them).
+Data randomData(uint32_t seed, int bars) {
+    std::mt19937 rng(seed);
+    auto uniform = [&](int lo, int hi) { return std::uniform_int_distribution<int>(lo, hi)(rng); };
+    Data d;
+    double length = uniform(1, 8);
+    int hole = 0;
+    for (int b = 0; b < bars; ++b) {
+        if (hole == 0 && uniform(0, 30) == 0) hole = uniform(1, 12);
+        d.values.push_back(hole > 0 || uniform(0, 9) == 0 ? F : uniform(0, 5));
+        if (hole > 0) --hole;
+        const int r = uniform(0, 99);
+        if (r < 8) length += 1;
+        else if (r < 14) length = uniform(-2, 12) + (uniform(0, 3) == 0 ? 0.5 : 0.0);
+        d.lengths.push_back(r == 14 ? F : length);
+    }
+    return d;
+}
+
+// The search as a window (lo, b] searched whole on every bar. Once more bars than n have been
+// counted, a length that changed other than by growing one bar makes the window the span
+// (b - n, b] again; an unchanged length only lets bars leave it.
+std::vector<double> bruteForce(bool highest, const Data& d, bool recent) {
+    const int bars = static_cast<int>(d.values.size());
+    std::vector<double> out(bars, F);
+    int64_t lo = -1, prev = -1, counter = 0;
+    bool haveBest = false;
+    for (int b = 0; b < bars; ++b) {
+        if (d.values[b] != F || haveBest) ++counter;
+        int64_t n = static_cast<int64_t>(d.lengths[b] + 0.5);
+        if (n == 0) n = counter = b + 1;
+        if (n >= 0 && n != prev + 1 && counter > n) lo = n == prev ? std::max(lo, b - n) : b - n;
+        prev = n;
+        int best = -1;
+        for (int64_t j = std::max<int64_t>(lo + 1, 0); j <= b; ++j) {
+            const double x = d.values[j];
+            if (x == F) continue;
+            const bool better = best < 0 || (highest ? x > d.values[best] : x < d.values[best]);
+            if (better || (recent && x == d.values[best])) best = static_cast<int>(j);
+        }
+        haveBest = best >= 0;
+        if (haveBest && counter >= n && n >= 1) out[b] = b - best;
+    }
+    for (int b = bars - 1; b >= 0 && d.values[b] == F; --b) out[b] = F;
+    return out;
+}
+
+struct Mode {
+    const char* function;
+    bool highest;
+    double tie;
+};
+const Mode kModes[] = {
+    {"HighestIndex", true, 0}, {"HighestIndex", true, 1}, {"LowestIndex", false, 0}, {"LowestIndex", false, -3},
+};
+
+class ExtremeTest : public testing::HeapChecked {};
+
+TEST_F(ExtremeTest, MatchesASearchOfEverySpan) {
+    for (uint32_t seed = 1; seed <= 40; ++seed) {
+        const Data d = randomData(seed, 300);
+        for (const Mode& m : kModes) {
+            SCOPED_TRACE(std::string(m.function) + " tie " + std::to_string(m.tie) + " seed " + std::to_string(seed));
+            EXPECT_EQ(runOnce(m.function, {d.values, d.lengths, m.tie}).values, bruteForce(m.highest, d, m.tie != 0));
+        }
+    }
+}
+
+TEST_F(ExtremeTest, ConstantLengthMatchesASearchOfEverySpan) {
+    for (double length : {1.0, 3.0, 20.0, 0.0}) {
+        Data d = randomData(7, 400);
+        d.lengths.assign(d.values.size(), length);
+        for (const Mode& m : kModes) {
+            SCOPED_TRACE(std::string(m.function) + " length " + std::to_string(length));
+            EXPECT_EQ(runOnce(m.function, {d.values, length, m.tie}).values, bruteForce(m.highest, d, m.tie != 0));
+        }
+    }
+}
+
+// The host's calls as bars arrive, each starting at the first new bar.
+TEST_F(ExtremeTest, ChunkedCallsMatchOneCall) {
+    for (uint32_t seed = 100; seed < 110; ++seed) {
+        const Data d = randomData(seed, 500);
+        const auto bars = static_cast<int32_t>(d.values.size());
+        for (const Mode& m : kModes) {
+            const std::vector<double> whole = runOnce(m.function, {d.values, d.lengths, m.tie}).values;
+            for (int chunk : {1, 7, 100}) {
+                SCOPED_TRACE(std::string(m.function) + " seed " + std::to_string(seed) + " chunk " + std::to_string(chunk));
+                Series values = Series::of({}), lengths = Series::of({}), out;
+                Call call(m.function);
+                call.out(out).arg(values).arg(lengths).arg(m.tie);
+                auto grow = [&](int32_t n) {
+                    while (values.count() < n) {
+                        lengths.push(d.lengths[values.count()]);
+                        values.push(d.values[values.count()]);
+                    }
+                };
+                ASSERT_EQ(host::playChunks(call, bars, chunk, grow), kOk);
+                EXPECT_EQ(out.values(), whole);
+            }
+        }
+    }
+}
+
+// The host computes the last bar again as its value changes: a call that starts at a bar already
+// computed searches the span there anew.
+TEST_F(ExtremeTest, RecomputingTheLastBarMatchesOneCall) {
+    Data d = randomData(3, 200);
+    for (const Mode& m : kModes) {
+        for (double last : {-1.0, 2.0, 9.0, F}) {
+            SCOPED_TRACE(std::string(m.function) + " last bar " + std::to_string(last));
+            Series values = Series::of(d.values), out;
+            Call call(m.function);
+            call.out(out).arg(values).arg(5.0).arg(m.tie);
+            ASSERT_EQ(call.run(0), kOk);
+            const int32_t lastBar = values.count() - 1;
+            series::setNumber(values.handle(), lastBar, last);
+            ASSERT_EQ(call.run(lastBar), kOk);
+            std::vector<double> changed = d.values;
+            changed.back() = last;
+            EXPECT_EQ(out.values(), runOnce(m.function, {changed, 5.0, m.tie}).values);
+        }
+    }
+}
+
+} // namespace
+} // namespace fk
