@@ -1,6 +1,7 @@
 #include "indicators/ranges.h"
 
 #include <algorithm>
+#include <cmath>
 
 namespace fk::ranges {
 
@@ -13,18 +14,42 @@ IntScratch::IntScratch(int32_t n, int32_t value) {
 
 namespace {
 
+// Reads the bars of a series without offset straight from its elements; the searches read only
+// bars 0 to count - 1.
+struct DirectReader {
+    const double* p;
+    double operator[](int32_t i) const { return p[i]; }
+};
+
+// Writes the bars of a Return Value claimed for the whole run straight into its elements.
+struct DirectWriter {
+    double* p;
+    double none;
+    void set(int32_t i, double v) const { p[i] = v; }
+    double fill() const { return none; }
+};
+
 // The rolling search of one call over bars [from, to), carrying the best bar from bar to bar.
-template <Extreme kind>
+// With `recent`, the most recent of equal values is the best. `Reader` is a NumberView, or a
+// DirectReader where the input allows one; the output is a NumberOut or a DirectWriter.
+template <Extreme kind, bool recent, class Reader>
 class ExtremeSearch {
 public:
-    ExtremeSearch(const NumberView& in, bool recent, const ExtremeScan& s)
-        : in_(in), missing_(in.fill()), recent_(recent), best_(s.best), bestBar_(s.bestBar),
-          lastEqual_(s.lastEqual), prev_(s.prevLength), counter_(s.counter) {}
+    ExtremeSearch(Reader in, double missing, const ExtremeScan& s)
+        : in_(in), missing_(missing), best_(s.best), bestBar_(s.bestBar), lastEqual_(s.lastEqual),
+          prev_(s.prevLength), counter_(s.counter) {}
 
-    template <class Length>
-    void run(NumberOut& out, Length length, int32_t from, int32_t to) {
+    // `steady` is a constant length of 1 or more, or 0 when the length may change from bar to bar.
+    template <class Out, class Length>
+    void run(Out& out, Length length, int32_t steady, int32_t from, int32_t to) {
         const double none = out.fill();
-        for (int32_t b = from; b < to; ++b) {
+        lastMissing_ = from - 1; // what lies before the first bar is not known
+        int32_t b = from;
+        while (b < to) {
+            if (steady >= 1 && prev_ == steady && counter_ > steady && bestBar_ >= 0) {
+                b = runSteady(out, steady, b, to);
+                continue;
+            }
             const double x = in_[b];
             const bool present = x != missing_;
             if (present || bestBar_ >= 0) ++counter_;
@@ -33,78 +58,181 @@ public:
                 n = b + 1;
                 counter_ = b + 1;
             }
-            if (present) consider(b, x);
+            if (!present) {
+                lastMissing_ = b;
+            } else {
+                if (bestBar_ < 0) {
+                    best_ = x;
+                    bestBar_ = lastEqual_ = b;
+                } else {
+                    consider(b, x, best_, bestBar_, lastEqual_);
+                }
+            }
             // a span that grows by one bar keeps its best; a negative length keeps everything
             if (n >= 0 && static_cast<int64_t>(n) != static_cast<int64_t>(prev_) + 1) {
                 if (n != prev_) {
                     lastEqual_ = -1;
                     prev_ = -1;
                 }
-                if (counter_ > n && (prev_ < 0 || b - n == bestBar_)) {
-                    const int32_t first = std::max(b - n + 1, 0);
-                    if (lastEqual_ <= bestBar_) {
-                        searchSpan(first, b);
-                    } else {
-                        // the next bar holding the best value takes over
-                        int32_t j = first;
-                        while (in_[j] != best_) ++j;
-                        bestBar_ = j;
-                    }
-                }
+                if (counter_ > n && (prev_ < 0 || b - n == bestBar_)) renew(b, n);
             }
             prev_ = n;
             out.set(b, bestBar_ >= 0 && counter_ >= n && n >= 1 ? static_cast<double>(b - bestBar_) : none);
+            ++b;
         }
     }
 
-    ExtremeScan state(bool recent, int32_t nextBar) const {
+    ExtremeScan state(int32_t nextBar) const {
         return {best_, bestBar_, lastEqual_, prev_, counter_, nextBar, recent};
     }
 
 private:
+    // The same steps once the length has stayed n for longer than n bars and a best bar exists:
+    // every bar then counts, and the span is searched again only when its best bar leaves it.
+    // Returns the bar after the last one done; it stops after a bar whose span holds no value.
+    template <class Out>
+    int32_t runSteady(Out& out, int32_t n, int32_t b, int32_t to) {
+        const int32_t start = b;
+        double best = best_;
+        int32_t bestBar = bestBar_, lastEqual = lastEqual_;
+        for (; b < to; ++b) {
+            const double x = in_[b];
+            if (x != missing_) consider(b, x, best, bestBar, lastEqual);
+            else lastMissing_ = b;
+            if (b - n == bestBar) {
+                best_ = best;
+                bestBar_ = bestBar;
+                lastEqual_ = lastEqual;
+                renew(b, n);
+                best = best_;
+                bestBar = bestBar_;
+                lastEqual = lastEqual_;
+                if (bestBar < 0) {
+                    out.set(b++, out.fill());
+                    break;
+                }
+            }
+            out.set(b, static_cast<double>(b - bestBar));
+        }
+        counter_ += b - start;
+        best_ = best;
+        bestBar_ = bestBar;
+        lastEqual_ = lastEqual;
+        return b;
+    }
+
+    // The best bar of the span (b - n, b] when the one carried so far may no longer be in it.
+    void renew(int32_t b, int32_t n) {
+        const int32_t first = std::max(b - n + 1, 0);
+        if (lastEqual_ <= bestBar_) {
+            searchSpan(first, b);
+        } else {
+            // the next bar holding the best value takes over
+            int32_t j = first;
+            while (in_[j] != best_) ++j;
+            bestBar_ = j;
+        }
+    }
+
     static bool better(double x, double best) {
-        if constexpr (kind == Extreme::Highest) return best < x;
-        else return best > x;
+        if constexpr (kind == Extreme::Highest) return x > best;
+        else return x < best;
+    }
+    // x replaces the best bar: a better value, or with `recent` an equal one
+    static bool takes(double x, double best) {
+        if constexpr (kind == Extreme::Highest) return recent ? x >= best : x > best;
+        else return recent ? x <= best : x < best;
     }
 
-    void consider(int32_t b, double x) {
-        if (bestBar_ < 0 || better(x, best_)) {
-            best_ = x;
-            bestBar_ = lastEqual_ = b;
-        } else if (best_ == x) {
-            lastEqual_ = b;
-            if (recent_) bestBar_ = b;
-        }
+    // Bar b with the value x, present, joins the search while a best bar exists. Written without
+    // branches on the values, whose order the processor cannot foresee.
+    static void consider(int32_t b, double x, double& best, int32_t& bestBar, int32_t& lastEqual) {
+        const bool take = takes(x, best);
+        lastEqual = take | (x == best) ? b : lastEqual;
+        bestBar = take ? b : bestBar;
+        best = better(x, best) ? x : best;
     }
 
+    // The span searched anew. Equal values after the best bar are not noted here: when the best
+    // bar leaves, the span is searched again, which finds the same bar as following them would.
     void searchSpan(int32_t first, int32_t last) {
-        best_ = missing_;
-        bestBar_ = lastEqual_ = -1;
-        for (int32_t j = first; j <= last; ++j) {
-            const double x = in_[j];
-            if (x != missing_) consider(j, x);
+        if (lastMissing_ < first) {
+            // every bar of the span has a value
+            double best = in_[first];
+            int32_t bestBar = first;
+            for (int32_t j = first + 1; j <= last; ++j) {
+                const double x = in_[j];
+                if (takes(x, best)) {
+                    best = x;
+                    bestBar = j;
+                }
+            }
+            best_ = best;
+            bestBar_ = lastEqual_ = bestBar;
+            return;
         }
+        int32_t j = first;
+        while (j <= last && in_[j] == missing_) ++j;
+        if (j > last) {
+            best_ = missing_;
+            bestBar_ = lastEqual_ = -1;
+            return;
+        }
+        double best = in_[j];
+        int32_t bestBar = j;
+        for (++j; j <= last; ++j) {
+            const double x = in_[j];
+            if (x != missing_ && takes(x, best)) {
+                best = x;
+                bestBar = j;
+            }
+        }
+        best_ = best;
+        bestBar_ = lastEqual_ = bestBar;
     }
 
-    const NumberView& in_;
+    const Reader in_;
     const double missing_;
-    const bool recent_;
     double best_;
     int32_t bestBar_, lastEqual_, prev_, counter_;
+    int32_t lastMissing_ = -1; // the latest bar seen without a value
 };
 
-template <Extreme kind>
-void searchExtreme(NumberOut& out, const NumberView& in, const NumberView& len, bool recent, int32_t from,
-                   int32_t to, ExtremeScan& st) {
-    ExtremeSearch<kind> search(in, recent, st);
+template <Extreme kind, bool recent, class Reader, class Out>
+void searchExtreme(Out& out, Reader in, double missing, const NumberView& len, int32_t from, int32_t to,
+                   ExtremeScan& st) {
+    ExtremeSearch<kind, recent, Reader> search(in, missing, st);
     if (len.constant() && len[from] == len.constantValue()) {
         // a constant length (read as such from this bar on) is made an integer once
         const int32_t n = truncate(len.constantValue() + 0.5);
-        search.run(out, [n](int32_t) { return n; }, from, to);
+        search.run(out, [n](int32_t) { return n; }, std::max(n, 0), from, to);
     } else {
-        search.run(out, [&len](int32_t b) { return truncate(len[b] + 0.5); }, from, to);
+        search.run(out, [&len](int32_t b) { return truncate(len[b] + 0.5); }, 0, from, to);
     }
-    st = search.state(recent, to);
+    st = search.state(to);
+}
+
+// Every bar of [from, to) is written, so a plain input and an output written in place are
+// reached directly.
+template <Extreme kind, bool recent>
+void searchExtreme(NumberOut& out, const SeriesHandle& values, const NumberView& in, const NumberView& len,
+                   int32_t from, int32_t to, ExtremeScan& st) {
+    const SharedBuffer* b = values.buffer;
+    double* direct = values.offset() == 0 && !b->isConstant() && b->kind == kKindNumber ? out.claim(from, to) : nullptr;
+    if (direct) {
+        DirectWriter w{direct, out.fill()};
+        searchExtreme<kind, recent>(w, DirectReader{static_cast<const double*>(b->elements)}, in.fill(), len, from,
+                                    to, st);
+    } else {
+        searchExtreme<kind, recent>(out, in, in.fill(), len, from, to, st);
+    }
+}
+
+template <Extreme kind>
+void searchExtreme(NumberOut& out, const SeriesHandle& values, const NumberView& in, const NumberView& len,
+                   bool recent, int32_t from, int32_t to, ExtremeScan& st) {
+    if (recent) searchExtreme<kind, true>(out, values, in, len, from, to, st);
+    else searchExtreme<kind, false>(out, values, in, len, from, to, st);
 }
 
 } // namespace
@@ -140,8 +268,8 @@ StatusCode extremeIndex(Extreme kind, SeriesHandle& outHandle, const SeriesHandl
         }
     }
     if (last >= from) {
-        if (kind == Extreme::Highest) searchExtreme<Extreme::Highest>(out, in, len, recent, from, last + 1, st);
-        else searchExtreme<Extreme::Lowest>(out, in, len, recent, from, last + 1, st);
+        if (kind == Extreme::Highest) searchExtreme<Extreme::Highest>(out, values, in, len, recent, from, last + 1, st);
+        else searchExtreme<Extreme::Lowest>(out, values, in, len, recent, from, last + 1, st);
         if (resume) *resume = st;
     } else if (resume && !resumed) {
         resume->nextBar = -1;

@@ -99,6 +99,23 @@ TEST_F(ExtremeTest, ConstantLengthMatchesASearchOfEverySpan) {
     }
 }
 
+// An input seen through a bars-ago offset is read through the element-read rule.
+TEST_F(ExtremeTest, ShiftedInputMatchesASearchOfTheShiftedBars) {
+    const Data d = randomData(9, 300);
+    Data shifted = d;
+    shifted.values.insert(shifted.values.begin(), {F, F});
+    shifted.values.resize(d.values.size());
+    for (const Mode& m : kModes) {
+        SCOPED_TRACE(m.function);
+        Series values = Series::of(d.values), lengths = Series::of(d.lengths), out;
+        values.setOffset(2);
+        Call call(m.function);
+        call.out(out).arg(values).arg(lengths).arg(m.tie);
+        ASSERT_EQ(call.run(0), kOk);
+        EXPECT_EQ(out.values(), bruteForce(m.highest, shifted, m.tie != 0));
+    }
+}
+
 // The host's calls as bars arrive, each starting at the first new bar.
 TEST_F(ExtremeTest, ChunkedCallsMatchOneCall) {
     for (uint32_t seed = 100; seed < 110; ++seed) {
