@@ -29,6 +29,22 @@ struct DirectWriter {
     double fill() const { return none; }
 };
 
+// Runs loop(reader, writer) for a loop that reads `in` only at bars 0 to count - 1 and writes
+// every bar of [from, to): straight through the elements where the input has no offset and the
+// Return Value can be written in place, through the view and the NumberOut otherwise.
+template <class Loop>
+void withDirectAccess(NumberOut& out, const SeriesHandle& in, const NumberView& view, int32_t from, int32_t to,
+                      Loop loop) {
+    const SharedBuffer* b = in.buffer;
+    const bool plain = b && in.offset() == 0 && !b->isConstant() && b->kind == kKindNumber;
+    if (double* direct = plain ? out.claim(from, to) : nullptr) {
+        DirectWriter w{direct, out.fill()};
+        loop(DirectReader{static_cast<const double*>(b->elements)}, w);
+    } else {
+        loop(view, out);
+    }
+}
+
 // The rolling search of one call over bars [from, to), carrying the best bar from bar to bar.
 // With `recent`, the most recent of equal values is the best. `Reader` is a NumberView, or a
 // DirectReader where the input allows one; the output is a NumberOut or a DirectWriter.
@@ -212,20 +228,12 @@ void searchExtreme(Out& out, Reader in, double missing, const NumberView& len, i
     st = search.state(to);
 }
 
-// Every bar of [from, to) is written, so a plain input and an output written in place are
-// reached directly.
 template <Extreme kind, bool recent>
 void searchExtreme(NumberOut& out, const SeriesHandle& values, const NumberView& in, const NumberView& len,
                    int32_t from, int32_t to, ExtremeScan& st) {
-    const SharedBuffer* b = values.buffer;
-    double* direct = values.offset() == 0 && !b->isConstant() && b->kind == kKindNumber ? out.claim(from, to) : nullptr;
-    if (direct) {
-        DirectWriter w{direct, out.fill()};
-        searchExtreme<kind, recent>(w, DirectReader{static_cast<const double*>(b->elements)}, in.fill(), len, from,
-                                    to, st);
-    } else {
-        searchExtreme<kind, recent>(out, in, in.fill(), len, from, to, st);
-    }
+    withDirectAccess(out, values, in, from, to, [&](auto reader, auto& writer) {
+        searchExtreme<kind, recent>(writer, reader, in.fill(), len, from, to, st);
+    });
 }
 
 template <Extreme kind>
@@ -287,25 +295,39 @@ void occurrences(SeriesHandle& outHandle, const SeriesHandle& cond, const Series
     int32_t s = startBar;
     // A continued call inside the first span would lose the bars before it: start over.
     if (s > 0 && s < truncate(len[s])) s = 0;
-    int64_t prev = truncate(len[s]) + (s >= 1 ? 9999 : 0);
-    int32_t k = 0;
-    for (int32_t b = s; b < count; ++b) {
-        if (isTrue(c[b], missing)) ++k;
-        const int32_t n = truncate(len[b]);
-        if (b < n) {
-            out.set(b, missing);
-        } else {
-            if (n == prev) {
-                if (n > 0 && isTrue(c[b - n], missing)) --k;
-            } else if (n != prev + 1) {
-                // the span changed other than by growing one bar: count it again
-                k = 0;
-                for (int32_t j = n > 0 ? b - n + 1 : b + 1; j <= b; ++j) k += isTrue(c[j], missing);
+    if (s >= count) return;
+    const bool constant = len.constant() && len[s] == len.constantValue();
+    const int32_t fixed = constant ? truncate(len.constantValue()) : 0;
+    withDirectAccess(out, cond, c, s, count, [&](auto in, auto& w) {
+        auto at = [&](int32_t i) { return static_cast<int32_t>(isTrue(in[i], missing)); };
+        int64_t prev = truncate(len[s]) + (s >= 1 ? 9999 : 0);
+        int32_t k = 0;
+        for (int32_t b = s; b < count; ++b) {
+            if (constant && fixed > 0 && prev == fixed && b >= fixed) {
+                // the span keeps its length: one bar joins it, one leaves
+                for (; b < count; ++b) {
+                    k += at(b) - at(b - fixed);
+                    w.set(b, k);
+                }
+                return;
             }
-            out.set(b, k);
+            k += at(b);
+            const int32_t n = constant ? fixed : truncate(len[b]);
+            if (b < n) {
+                w.set(b, missing);
+            } else {
+                if (n == prev) {
+                    if (n > 0) k -= at(b - n);
+                } else if (n != prev + 1) {
+                    // the span changed other than by growing one bar: count it again
+                    k = 0;
+                    for (int32_t j = n > 0 ? b - n + 1 : b + 1; j <= b; ++j) k += at(j);
+                }
+                w.set(b, k);
+            }
+            prev = n;
         }
-        prev = n;
-    }
+    });
 }
 
 void consecutive(SeriesHandle& outHandle, const SeriesHandle& cond, int32_t startBar) {
@@ -321,15 +343,19 @@ void consecutive(SeriesHandle& outHandle, const SeriesHandle& cond, int32_t star
             break;
         }
     }
-    for (int32_t b = startBar; b < c.count(); ++b) {
-        const double x = c[b];
-        if (x == missing) {
-            out.set(b, missing);
-            continue;
+    withDirectAccess(out, cond, c, startBar, c.count(), [&](auto in, auto& w) {
+        for (int32_t b = startBar; b < c.count(); ++b) {
+            const double x = in[b];
+            if (x == missing) {
+                w.set(b, missing);
+                continue;
+            }
+            // 0 and NaN end the run (as a mask: the values come in no order a branch could learn)
+            const int64_t goesOn = (x != 0.0) & (x == x);
+            k = (k + 1) & -goesOn;
+            w.set(b, static_cast<double>(k));
         }
-        k = x == 0.0 || x != x ? 0 : k + 1;
-        out.set(b, static_cast<double>(k));
-    }
+    });
 }
 
 StatusCode mostRecentOccurrence(SeriesHandle& outHandle, const SeriesHandle& cond, double occurrence,
@@ -347,7 +373,7 @@ StatusCode mostRecentOccurrence(SeriesHandle& outHandle, const SeriesHandle& con
         const int32_t l = truncate(v);
         return l < 1 ? count : l;
     };
-    const bool constantLimit = len.constant();
+    const bool constantLimit = len.constant() && len[startBar] == len.constantValue();
     const int32_t fixedLimit = constantLimit ? lookBack(len.constantValue()) : 0;
 
     IntScratch ring(n, INT32_MIN);
@@ -362,15 +388,19 @@ StatusCode mostRecentOccurrence(SeriesHandle& outHandle, const SeriesHandle& con
             if (isTrue(c[j], missing)) ring[n - 1 - found++] = j;
     }
     const double none = out.fill();
-    for (int32_t b = startBar; b < count; ++b) {
-        if (isTrue(c[b], missing)) {
-            ring[pos] = b;
-            if (++pos == n) pos = 0;
+    withDirectAccess(out, cond, c, startBar, count, [&](auto in, auto& w) {
+        int32_t* slots = ring.data();
+        for (int32_t b = startBar; b < count; ++b) {
+            // a true bar takes the slot of the oldest one (without a branch on the condition)
+            const int32_t t = isTrue(in[b], missing);
+            slots[pos] = t ? b : slots[pos];
+            pos += t;
+            pos = pos == n ? 0 : pos;
+            const int64_t l = constantLimit ? fixedLimit : lookBack(len[b]);
+            const int64_t ago = static_cast<int64_t>(b) - slots[pos]; // huge for an empty slot
+            w.set(b, ago <= l ? static_cast<double>(ago) : none);
         }
-        const int32_t l = constantLimit ? fixedLimit : lookBack(len[b]);
-        const int32_t t = ring[pos];
-        out.set(b, t != INT32_MIN && b - t <= l ? static_cast<double>(b - t) : none);
-    }
+    });
     return kOk;
 }
 

@@ -1,5 +1,6 @@
 #include "indicators/swings.h"
 
+#include <algorithm>
 #include <cmath>
 
 #include "indicators/ranges.h"
@@ -47,32 +48,47 @@ void swingBarsAgo(SeriesHandle& outHandle, const SeriesHandle& swings, double oc
         for (int32_t c = 0; c < n; ++c) out.set(c, -1.0);
         return;
     }
-    // A swing at bar j with strength x counts from the first bar c >= j with j + x <= c. Swings
-    // wait in a list per confirmation bar, and the confirmed ones are kept sorted by their bar, so
-    // the n-th most recent confirmed swing is read directly.
-    ranges::IntScratch waiting(n, -1), nextWaiting(n, -1), confirmed(n, 0);
-    if (waiting.size() < n || nextWaiting.size() < n || confirmed.size() < n) return;
-    int32_t size = 0;
-    auto confirm = [&](int32_t j) {
-        int32_t i = size++;
-        for (; i > 0 && confirmed[i - 1] > j; --i) confirmed[i] = confirmed[i - 1];
-        confirmed[i] = j;
-    };
+    // A swing at bar j of strength x counts from the first bar c >= j with j + x <= c; -1 when
+    // that bar lies past the series (or x is NaN).
     const double fill = v.fill();
+    auto dueBar = [&](int32_t j) -> int32_t {
+        const double x = v[j];
+        if (x == 0.0 || x == fill) return -1;
+        const double due = static_cast<double>(j) + x;
+        if (due <= j) return j;
+        return due <= n - 1 ? static_cast<int32_t>(std::ceil(due)) : -1;
+    };
+    int32_t total = 0;
+    for (int32_t j = 0; j < n; ++j) total += dueBar(j) >= 0;
+    if (total < want) {
+        for (int32_t c = 0; c < n; ++c) out.set(c, fill);
+        return;
+    }
+    // Swings wait in a heap by the bar they count from; the counted ones are kept sorted by their
+    // own bar, so that the n-th most recent is read directly.
+    ranges::IntScratch waiting(total, 0), counted(total, 0);
+    if (waiting.size() < total || counted.size() < total) return;
+    int32_t* heap = waiting.data();
+    int32_t pending = 0, size = 0;
+    auto later = [&](int32_t a, int32_t b) { return dueBar(a) > dueBar(b); };
+    auto count = [&](int32_t j) {
+        int32_t i = size++;
+        for (; i > 0 && counted[i - 1] > j; --i) counted[i] = counted[i - 1];
+        counted[i] = j;
+    };
     for (int32_t c = 0; c < n; ++c) {
-        const double x = v[c];
-        if (x != 0.0 && x != fill) {
-            const double due = static_cast<double>(c) + x;
-            if (due <= c) {
-                confirm(c);
-            } else if (due <= n - 1) {
-                const auto at = static_cast<int32_t>(std::ceil(due));
-                nextWaiting[c] = waiting[at];
-                waiting[at] = c;
-            }
+        const int32_t due = dueBar(c);
+        if (due == c) {
+            count(c);
+        } else if (due > c) {
+            heap[pending++] = c;
+            std::push_heap(heap, heap + pending, later);
         }
-        for (int32_t j = waiting[c]; j >= 0; j = nextWaiting[j]) confirm(j);
-        out.set(c, size >= want ? static_cast<double>(c - confirmed[size - want]) : fill);
+        while (pending > 0 && dueBar(heap[0]) == c) {
+            count(heap[0]);
+            std::pop_heap(heap, heap + pending--, later);
+        }
+        out.set(c, size >= want ? static_cast<double>(c - counted[size - want]) : fill);
     }
 }
 
