@@ -16,8 +16,8 @@ const fk::bench::Walk& walk() {
 }
 
 void perBar(benchmark::State& state, int64_t bars = kBars) {
-    state.counters["s/bar"] = benchmark::Counter(static_cast<double>(bars),
-                                                 benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
+    using benchmark::Counter;
+    state.counters["s/bar"] = Counter(static_cast<double>(bars), Counter::kIsIterationInvariantRate | Counter::kInvert);
 }
 
 // 1 where the bar closed above its open.

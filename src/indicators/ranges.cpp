@@ -300,7 +300,7 @@ void occurrences(SeriesHandle& outHandle, const SeriesHandle& cond, const Series
     const int32_t fixed = constant ? truncate(len.constantValue()) : 0;
     withDirectAccess(out, cond, c, s, count, [&](auto in, auto& w) {
         auto at = [&](int32_t i) { return static_cast<int32_t>(isTrue(in[i], missing)); };
-        int64_t prev = truncate(len[s]) + (s >= 1 ? 9999 : 0);
+        int64_t prev = static_cast<int64_t>(truncate(len[s])) + (s >= 1 ? 9999 : 0);
         int32_t k = 0;
         for (int32_t b = s; b < count; ++b) {
             if (constant && fixed > 0 && prev == fixed && b >= fixed) {
