@@ -179,7 +179,9 @@ bool setCount(SeriesHandle& h, int32_t n, bool keep) {
     const int es = buffers::elementSize(b);
     uint8_t def[8];
     std::memcpy(def, slot(b, b->capacity, es), es);
+    // a constant's count is its logical length and may pass its capacity: only real slots are filled
     auto put = [&](int32_t from, int32_t to) {
+        to = std::min(to, b->capacity);
         for (int32_t i = from; i < to; ++i) std::memcpy(slot(b, i, es), def, es);
     };
     if (b->isConstant() && n >= 1) {

@@ -1,0 +1,194 @@
+// Element reads and writes, filling, resizing and constants of number series, and the
+// resolved views that loops use.
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+#include "containers/series.h"
+#include "host/hostkit.h"
+#include "support/heap_check.h"
+
+namespace fk {
+namespace {
+
+using host::Series;
+
+class SeriesTest : public testing::HeapChecked {};
+
+TEST_F(SeriesTest, ElementReadWithOffsetsAndOutOfRangeGivesTheDefault) {
+    Series s = Series::of({10, 11, 12, 13});
+    struct Case {
+        int32_t offset, index;
+        double want;
+    };
+    const Case cases[] = {
+        {0, -1, kMissing}, {0, 4, kMissing}, {0, 2, 12},
+        {1, 0, kMissing},  {1, 1, 10},       {1, 3, 12}, {1, 4, kMissing},
+        {2, 1, kMissing},  {2, 2, 10},       {-1, 0, 11}, {-1, 2, 13}, {-1, 3, kMissing},
+    };
+    for (const Case& c : cases) {
+        s.setOffset(c.offset);
+        EXPECT_EQ(series::number(s.handle(), c.index), c.want) << "offset " << c.offset << " index " << c.index;
+        // the view used in loops agrees with the element read
+        series::NumberView v(&s.handle());
+        EXPECT_EQ(v[c.index], c.want) << "view, offset " << c.offset << " index " << c.index;
+    }
+}
+
+TEST_F(SeriesTest, AStandardSeriesReadsTheMissingValueUntilWritten) {
+    Series s = Series::of(std::vector<double>(5, 0.0));
+    series::setCount(s.handle(), 5, false);
+    for (int i = -2; i < 8; ++i) EXPECT_EQ(s.at(i), kMissing);
+    Series other = Series::of({}, 3.5);
+    EXPECT_EQ(other.fill(), 3.5);
+    EXPECT_EQ(other.at(0), 3.5);
+}
+
+TEST_F(SeriesTest, SingleConstantReadsAndWrites) {
+    Series c = Series::constant(4.0, 3);
+    EXPECT_EQ(c.values(), (std::vector<double>{4, 4, 4}));
+    EXPECT_EQ(c.at(3), kMissing);
+    // writing past the end overwrites the constant and lengthens it
+    EXPECT_TRUE(series::setNumber(c.handle(), 5, 9.0));
+    EXPECT_EQ(c.count(), 6);
+    EXPECT_EQ(c.handle().buffer->capacity, 1);
+    EXPECT_EQ(c.values(), std::vector<double>(6, 9.0));
+    // set constant with n = 0 empties the series
+    EXPECT_TRUE(series::setConstantNumber(c.handle(), 1.0, 0));
+    EXPECT_EQ(c.count(), 0);
+    EXPECT_FALSE(c.isConstant());
+}
+
+TEST_F(SeriesTest, SetConstantOnAPlainSeriesKeepsOneSlot) {
+    Series s = Series::of({1, 2, 3, 4, 5, 6, 7, 8, 9});
+    EXPECT_TRUE(series::setConstantNumber(s.handle(), 2.5, 4));
+    EXPECT_TRUE(s.isConstant());
+    EXPECT_EQ(s.handle().buffer->capacity, 1);
+    EXPECT_EQ(s.values(), std::vector<double>(4, 2.5));
+    EXPECT_EQ(s.at(4), kMissing);
+}
+
+TEST_F(SeriesTest, FillWithZeroAndWithTheMissingValueMatchesElementStores) {
+    for (double def : {0.0, kMissingMarker}) {
+        Series a = Series::of({1, 2, 3, 4, 5, 6}, def);
+        Series b = Series::of({1, 2, 3, 4, 5, 6}, def);
+        EXPECT_TRUE(series::fill(a.handle(), 1, 3));
+        for (int i = 1; i <= 3; ++i) series::setNumber(b.handle(), i, b.fill());
+        EXPECT_EQ(a.values(), b.values());
+        EXPECT_TRUE(series::fill(a.handle(), 4, -1)); // to the last element
+        EXPECT_EQ(a.at(5), a.fill());
+        EXPECT_EQ(a.at(0), 1);
+    }
+}
+
+TEST_F(SeriesTest, SetCountShrinksAndGrowsWithTheDefault) {
+    Series s = Series::of({1, 2, 3, 4});
+    EXPECT_TRUE(series::setCount(s.handle(), 2, true));
+    EXPECT_EQ(s.values(), (std::vector<double>{1, 2}));
+    EXPECT_TRUE(series::setCount(s.handle(), 4, true));
+    EXPECT_EQ(s.values(), (std::vector<double>{1, 2, kMissing, kMissing}));
+    EXPECT_TRUE(series::setCount(s.handle(), 300, true));
+    EXPECT_EQ(s.count(), 300);
+    EXPECT_EQ(s.at(1), 2);
+    EXPECT_EQ(s.at(299), kMissing);
+    EXPECT_TRUE(series::setCount(s.handle(), 3, false));
+    EXPECT_EQ(s.values(), std::vector<double>(3, kMissing));
+}
+
+TEST_F(SeriesTest, OtherFamiliesTakeTheirOwnMissingValues) {
+    struct Case {
+        Family family;
+        double def;
+        int64_t want;
+    };
+    const Case cases[] = {
+        {Family::Long, kMissingMarker, INT32_MIN}, {Family::Long, 7.9, 7},
+        {Family::Bool, kMissingMarker, 128},       {Family::Bool, 1.0, 1},
+        {Family::Short, kMissingMarker, -32768},   {Family::Short, 3.9, 3},
+        {Family::Short, -3.9, -3},                 {Family::Short, 40000, 32767},
+        {Family::Short, -40000, -32768},           {Family::Text, kMissingMarker, 0},
+    };
+    for (const Case& c : cases) {
+        SeriesHandle h{nullptr, 0};
+        ASSERT_TRUE(series::create(h, c.family, 2, c.def));
+        EXPECT_EQ(h.buffer->kind, familyInfo(c.family).kind);
+        const void* e = series::element(h, 5);
+        int64_t got = 0;
+        switch (c.family) {
+        case Family::Long: got = *static_cast<const int32_t*>(e); break;
+        case Family::Short: got = *static_cast<const int16_t*>(e); break;
+        default: got = *static_cast<const uint8_t*>(e); break;
+        }
+        EXPECT_EQ(got, c.want) << "family " << static_cast<int>(c.family) << " default " << c.def;
+        buffers::release(h);
+    }
+}
+
+TEST_F(SeriesTest, ViewReadsAConstantOnEveryBar) {
+    Series c = Series::constant(7.0);
+    series::NumberView v(&c.handle());
+    EXPECT_TRUE(v.constant());
+    EXPECT_EQ(v[0], 7.0);
+    EXPECT_EQ(v[123456], 7.0);
+    EXPECT_EQ(v[-1], kMissing);
+    Series none = Series::null();
+    series::NumberView e(&none.handle());
+    EXPECT_TRUE(e.empty());
+    EXPECT_EQ(e[0], kMissing);
+}
+
+TEST_F(SeriesTest, OutputWriterLeavesWhatElementWritesWouldLeave) {
+    // the same writes through the writer and through element writes
+    const std::vector<std::pair<int, double>> writes = {{3, 1.0}, {1, 2.0}, {9, 3.0}, {40, 4.0}, {5, 5.0}};
+    for (int expected : {0, 10, 100}) {
+        Series viaWriter;
+        Series viaElements;
+        {
+            series::NumberOut out(&viaWriter.handle(), expected);
+            for (auto [i, v] : writes) out.set(i, v);
+            EXPECT_EQ(out.get(9), 3.0);
+            EXPECT_EQ(out.get(41), kMissing);
+        }
+        for (auto [i, v] : writes) series::setNumber(viaElements.handle(), i, v);
+        EXPECT_EQ(viaWriter.values(), viaElements.values()) << "expected count " << expected;
+    }
+}
+
+TEST_F(SeriesTest, OutputWriterCopiesASharedReturnValueAndRespectsReadOnly) {
+    Series host = Series::of({1, 2, 3});
+    Series out = host;
+    {
+        series::NumberOut w(&out.handle(), 3);
+        w.set(0, 9);
+    }
+    EXPECT_EQ(host.values(), (std::vector<double>{1, 2, 3}));
+    EXPECT_EQ(out.values(), (std::vector<double>{9, 2, 3}));
+
+    Series locked = Series::of({1, 2});
+    locked.setFlags(kFlagReadOnly);
+    {
+        series::NumberOut w(&locked.handle(), 5);
+        w.set(0, 9);
+        w.set(4, 9);
+    }
+    EXPECT_EQ(locked.values(), (std::vector<double>{1, 2}));
+}
+
+TEST_F(SeriesTest, OutputWriterThroughAnOffsetHandleWritesShiftedElements) {
+    Series viaWriter;
+    Series viaElements;
+    viaWriter.setOffset(2);
+    viaElements.setOffset(2);
+    {
+        series::NumberOut w(&viaWriter.handle(), 6);
+        for (int i = 0; i < 6; ++i) w.set(i, i);
+    }
+    for (int i = 0; i < 6; ++i) series::setNumber(viaElements.handle(), i, i);
+    viaWriter.setOffset(0);
+    viaElements.setOffset(0);
+    EXPECT_EQ(viaWriter.values(), viaElements.values());
+    EXPECT_EQ(viaWriter.values(), (std::vector<double>{2, 3, 4, 5}));
+}
+
+} // namespace
+} // namespace fk
