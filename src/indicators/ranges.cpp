@@ -1,7 +1,6 @@
 #include "indicators/ranges.h"
 
 #include <algorithm>
-#include <cmath>
 
 namespace fk::ranges {
 
