@@ -44,10 +44,10 @@ BENCHMARK(BM_HighestIndex)->Arg(5)->Arg(20)->Arg(200);
 void BM_LowestIndex(benchmark::State& state) {
     Series low = Series::of(walk().low), out;
     Call call("LowestIndex");
-    call.out(out).arg(low).arg(static_cast<double>(state.range(0))).arg(1.0);
+    call.out(out).arg(low).arg(static_cast<double>(state.range(0))).arg(static_cast<double>(state.range(1)));
     runWhole(state, call);
 }
-BENCHMARK(BM_LowestIndex)->Arg(20);
+BENCHMARK(BM_LowestIndex)->Args({20, 0})->Args({20, 1}); // equal lows: the earliest, the most recent
 
 // A length that changes every 50 bars between 15 and 25.
 void BM_HighestIndexLengthSeries(benchmark::State& state) {

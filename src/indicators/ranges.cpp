@@ -104,7 +104,9 @@ public:
 private:
     // The same steps once the length has stayed n for longer than n bars and a best bar exists:
     // every bar then counts, and the span is searched again only when its best bar leaves it.
-    // Returns the bar after the last one done; it stops after a bar whose span holds no value.
+    // Equal values are not noted here (a noted one stays valid), so a best bar that leaves may
+    // cost a search where following an equal value would do. Returns the bar after the last one
+    // done; it stops after a bar whose span holds no value.
     template <class Out>
     int32_t runSteady(Out& out, int32_t n, int32_t b, int32_t to) {
         const int32_t start = b;
@@ -112,8 +114,11 @@ private:
         int32_t bestBar = bestBar_, lastEqual = lastEqual_;
         for (; b < to; ++b) {
             const double x = in_[b];
-            if (x != missing_) consider(b, x, best, bestBar, lastEqual);
-            else lastMissing_ = b;
+            if (x != missing_) {
+                step(b, x, best, bestBar);
+            } else {
+                lastMissing_ = b;
+            }
             if (b - n == bestBar) {
                 best_ = best;
                 bestBar_ = bestBar;
@@ -159,8 +164,21 @@ private:
         else return recent ? x <= best : x < best;
     }
 
-    // Bar b with the value x, present, joins the search while a best bar exists. Written without
-    // branches on the values, whose order the processor cannot foresee.
+    // Bar b with the value x joins the best bar found so far, without branches on the values,
+    // whose order the processor cannot foresee.
+    static void step(int32_t b, double x, double& best, int32_t& bestBar) {
+        if constexpr (recent) {
+            // the compiler would branch on "not worse": a mask takes its place
+            const int32_t take = takes(x, best);
+            bestBar ^= (bestBar ^ b) & -take;
+            best = better(x, best) ? x : best;
+        } else if (better(x, best)) { // made a conditional move
+            best = x;
+            bestBar = b;
+        }
+    }
+
+    // The same, noting the latest bar holding a value equal to the best.
     static void consider(int32_t b, double x, double& best, int32_t& bestBar, int32_t& lastEqual) {
         const bool take = takes(x, best);
         lastEqual = take | (x == best) ? b : lastEqual;
@@ -175,13 +193,7 @@ private:
             // every bar of the span has a value
             double best = in_[first];
             int32_t bestBar = first;
-            for (int32_t j = first + 1; j <= last; ++j) {
-                const double x = in_[j];
-                if (takes(x, best)) {
-                    best = x;
-                    bestBar = j;
-                }
-            }
+            for (int32_t j = first + 1; j <= last; ++j) step(j, in_[j], best, bestBar);
             best_ = best;
             bestBar_ = lastEqual_ = bestBar;
             return;
