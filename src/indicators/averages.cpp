@@ -75,13 +75,16 @@ struct Plan {
 // recompute their span from the (n + 1)-th valid bar back. Otherwise the run starts at bar 0
 // over a cleared output. An output bar that holds no average (still warming up) is no place
 // to go on from.
+// The walks back begin at the input's end at the latest (`end`, its bar count): past it every bar
+// is missing, and a start bar far past it would walk billions of bars.
 template <class In, class Seed>
-Plan planAverage(const AverageParams& p, In in, double missing, int32_t s, Seed outputAt) {
+Plan planAverage(const AverageParams& p, In in, double missing, int32_t s, int32_t end, Seed outputAt) {
     Plan plan;
     plan.average = missing;
     if (s <= p.warmup + 1) return plan;
+    const int32_t from = std::min(s, end);
     if (p.kind == kExponential || p.kind == kWilder) {
-        int32_t v = s - 1;
+        int32_t v = from - 1;
         while (v >= 0 && in[v] == missing) --v;
         const double seed = v >= 0 ? outputAt(v) : missing;
         if (seed != missing) {
@@ -92,7 +95,7 @@ Plan planAverage(const AverageParams& p, In in, double missing, int32_t s, Seed 
         }
         return plan;
     }
-    int32_t v = s, found = 0;
+    int32_t v = from, found = 0;
     while (found <= p.n && --v >= 0)
         if (in[v] != missing) ++found;
     if (found > p.n) {
@@ -326,7 +329,7 @@ StatusCode triangularAverage(SeriesHandle& outH, const SeriesHandle& inH, double
         // outer pass finds its span among the inner pass's values; small starts recompute all.
         int32_t from = 0;
         if (s > 0) {
-            int32_t v = s, found = 0;
+            int32_t v = std::min(s, in.count()), found = 0;
             while (found <= outer.n && --v >= 0)
                 if (in[v] != missing) ++found;
             from = v < 10 ? 0 : v;
@@ -335,7 +338,7 @@ StatusCode triangularAverage(SeriesHandle& outH, const SeriesHandle& inH, double
     }
     const double missing = temp.bars().fill();
     const int32_t end = series::count(inH);
-    const Plan plan = planAverage(outer, temp.bars(), missing, s, [missing](int32_t) { return missing; });
+    const Plan plan = planAverage(outer, temp.bars(), missing, s, end, [missing](int32_t) { return missing; });
     writeAverage(outH, outer, end, missing, plan, [&temp] { return temp.bars(); });
     return kOk;
 }
@@ -344,7 +347,7 @@ StatusCode triangularAverage(SeriesHandle& outH, const SeriesHandle& inH, double
 
 bool averageToTemp(const NumberView& in, const AverageParams& p, int32_t s, TempSeries& out) {
     const double missing = in.fill();
-    const Plan plan = planAverage(p, in, missing, s, [missing](int32_t) { return missing; });
+    const Plan plan = planAverage(p, in, missing, s, in.count(), [missing](int32_t) { return missing; });
     if (!out.allocate(plan.start, in.count(), missing)) return false;
     BarWindow bars = out.bars();
     runAverage(p, in, in.count(), missing, plan, bars);
@@ -360,7 +363,7 @@ StatusCode averageSeries(SeriesHandle& outH, const SeriesHandle& inH, double len
     const NumberView in(&inH);
     const int32_t end = in.count();
     const double missing = in.fill();
-    const Plan plan = planAverage(p, in, missing, s, [&outH](int32_t v) { return series::number(outH, v); });
+    const Plan plan = planAverage(p, in, missing, s, end, [&outH](int32_t v) { return series::number(outH, v); });
     writeAverage(outH, p, end, missing, plan, [&inH] { return NumberView(&inH); });
     return kOk;
 }
