@@ -346,8 +346,9 @@ void consecutive(SeriesHandle& outHandle, const SeriesHandle& cond, int32_t star
     const NumberView c(&cond);
     const double missing = c.fill();
     int64_t k = 0;
-    // The run so far is the last result written for a bar with a value.
-    for (int32_t j = startBar - 1; j >= 0; --j) {
+    // The run so far is the last result written for a bar with a value (none is written when
+    // the start bar is past the last bar, so the walk begins there at the latest).
+    for (int32_t j = std::min(startBar, c.count()) - 1; j >= 0; --j) {
         const double v = out.get(j);
         if (v != missing) {
             k = truncate(v);
@@ -395,7 +396,7 @@ StatusCode mostRecentOccurrence(SeriesHandle& outHandle, const SeriesHandle& con
         // than a constant limit can never be reported, so the walk stops there.
         const int32_t stop = constantLimit ? std::max(0, startBar - fixedLimit) : 0;
         int32_t found = 0;
-        for (int32_t j = startBar - 1; j >= stop && found < n; --j)
+        for (int32_t j = std::min(startBar, count) - 1; j >= stop && found < n; --j)
             if (isTrue(c[j], missing)) ring[n - 1 - found++] = j;
     }
     const double none = out.fill();
