@@ -1,0 +1,36 @@
+// Faults that the fuzzer found in the indicator families, each kept as the call that showed it.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+
+#include "host/hostkit.h"
+#include "support/heap_check.h"
+
+namespace fk {
+namespace {
+
+using host::Call;
+using host::Market;
+using host::Series;
+
+class IndicatorRobustness : public testing::HeapChecked {};
+
+// A cash flow that overflows to infinity: scaling it down by thousands until it fell below
+// 10,000 never ended.
+TEST_F(IndicatorRobustness, CashFlowThatOverflowsToInfinityReturns) {
+    for (double volume : {1e300, -1e300}) {
+        SCOPED_TRACE(volume);
+        Market market({{43900, 1, 1, 1, 1, volume}, {43901, 1e10, 1e10, 1e10, 1e10, volume}, {43902, 1, 1, 1, 1, 1}});
+        Series out;
+        Call call("CashFlow");
+        call.out(out).arg(market).arg(3);
+        EXPECT_EQ(call.run(0), 0);
+        ASSERT_EQ(out.count(), 3);
+        EXPECT_EQ(out.at(0), 0);
+        EXPECT_TRUE(std::isinf(out.at(1)));
+    }
+}
+
+} // namespace
+} // namespace fk
