@@ -152,7 +152,8 @@ StatusCode cashFlow(SeriesHandle& outH, const BarRecord& market, double priceSel
         out.set(i, flow);
         largest = std::fmax(largest, std::fabs(flow));
     }
-    if (largest < 10000) return kOk;
+    // an infinite flow has no scale that brings it down (the loop would never end)
+    if (largest < 10000 || std::isinf(largest)) return kOk;
     double scale = 1;
     while (scale * 10000 <= largest) scale *= 1000;
     for (int32_t i = 0; i < counted; ++i) out.set(i, out.get(i) / scale);
