@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <deque>
 #include <limits>
 #include <map>
@@ -59,6 +60,9 @@ const int32_t kPeriods[] = {
 // negative one would make every write grow it by that many elements).
 const int32_t kOffsets[] = {1, 2, 5, -1, -3, 50, 5000, -5000, 1 << 20, -(1 << 20), INT32_MAX >> 2, INT32_MIN >> 2};
 constexpr uint32_t kOutputOffsets = 6;
+
+// Processor time one call may take before it counts as hanging.
+constexpr double kSlowCall = 2.0;
 
 template <class T, std::size_t N>
 constexpr uint32_t size(const T (&)[N]) {
@@ -850,13 +854,17 @@ void Scenario::call(int32_t startBar) {
     }
     block_.startBar = startBar;
     trace_.note("call %d: start bar %d", calls_, startBar);
+    const std::clock_t began = std::clock();
     const StatusCode st = e_.entry(&block_);
+    const double seconds = static_cast<double>(std::clock() - began) / CLOCKS_PER_SEC;
     trace_.note("    status %d (0x%X), error text \"%s\"", st, static_cast<uint32_t>(st),
                 printable(text::view(block_.errorText)).c_str());
     for (std::size_t k = 0; k < feeds_.size(); ++k)
         if (std::memcmp(records[k].data(), &feeds_[k].market->record(), sizeof(BarRecord)) != 0)
             fail("market record %zu was changed", k);
     verify(p, st, startBar, before, table);
+    // a few thousand bars take milliseconds even at n times n; a walk over the 32-bit range, seconds
+    if (seconds > kSlowCall) fail("the call took %.1f s of processor time", seconds);
 }
 
 void Scenario::verify(const Prediction& p, StatusCode st, int32_t startBar, const std::vector<Image>& before,
