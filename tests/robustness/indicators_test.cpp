@@ -32,5 +32,20 @@ TEST_F(IndicatorRobustness, CashFlowThatOverflowsToInfinityReturns) {
     }
 }
 
+// A length series that says 2147483647 bars on consecutive bars: the test for a growth by one
+// bar added 1 to that length in 32 bits.
+TEST_F(IndicatorRobustness, MovingSumOverTheLongestLengthOnConsecutiveBars) {
+    Series in = Series::of({1, 2, 3, 4, 5});
+    for (double length : {2147483647.0, 1e300}) {
+        SCOPED_TRACE(length);
+        Series lengths = Series::of(std::vector<double>(5, length));
+        Series out;
+        Call call("MovingSum");
+        call.out(out).arg(in).arg(lengths).arg(0);
+        EXPECT_EQ(call.run(0), 0);
+        for (double v : out.values()) EXPECT_EQ(v, out.fill()); // never as many bars as the length
+    }
+}
+
 } // namespace
 } // namespace fk
