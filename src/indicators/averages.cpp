@@ -413,7 +413,9 @@ StatusCode movingSum(SeriesHandle& outH, const SeriesHandle& inH, const SeriesHa
             n = roundLength(l);
         }
         if (n > 0) {
-            if (n < previous || n > previous + 1) {
+            // (in 64 bits: the length may be the largest 32-bit one)
+            const int64_t grown = int64_t{previous} + 1;
+            if (n < previous || n > grown) {
                 // any change of length but a growth by one bar sums the span again
                 sum = 0;
                 held = 0;
@@ -427,7 +429,7 @@ StatusCode movingSum(SeriesHandle& outH, const SeriesHandle& inH, const SeriesHa
             } else {
                 sum += filtered(x);
                 ++held;
-                if (held > n && n != previous + 1) {
+                if (held > n && n != grown) {
                     do ++trail;
                     while (!counts(trail));
                     sum -= filtered(in[trail]);
