@@ -72,3 +72,85 @@ void BM_RemainingBarsInDayTicks(benchmark::State& state) {
 BENCHMARK(BM_RemainingBarsInDayTicks)->Unit(benchmark::kMillisecond);
 
 } // namespace
+
+namespace {
+
+// The walk's High and Low as series of their own, for the exports that take levels.
+struct WalkLevels {
+    Series high, low, close;
+    WalkLevels() {
+        const fk::bench::Walk w = fk::bench::randomWalk(kBars);
+        high = Series::of(w.high);
+        low = Series::of(w.low);
+        close = Series::of(w.close);
+    }
+};
+
+WalkLevels& levels() {
+    static WalkLevels l;
+    return l;
+}
+
+void runCall(benchmark::State& state, Call& call) {
+    for (auto _ : state) benchmark::DoNotOptimize(call.run(0));
+    perBar(state);
+}
+
+void BM_StopAndReverse(benchmark::State& state) {
+    Series out;
+    Call call("StopAndReverse");
+    call.out(out).arg(dailyMarket()).arg(levels().low).arg(levels().high).arg(levels().low).arg(levels().high);
+    call.arg(0).arg(1);
+    runCall(state, call);
+}
+BENCHMARK(BM_StopAndReverse)->Unit(benchmark::kMillisecond);
+
+void BM_WaveVolume(benchmark::State& state) {
+    Series out;
+    Call call("WaveVolume_DLL");
+    call.out(out).arg(dailyMarket()).arg(state.range(0) / 10.0);
+    runCall(state, call);
+}
+BENCHMARK(BM_WaveVolume)->Arg(0)->Arg(5)->Unit(benchmark::kMillisecond);
+
+void BM_AgTrend(benchmark::State& state) {
+    Series out;
+    Call call("AgTrend");
+    call.out(out).arg(dailyMarket()).arg(3);
+    runCall(state, call);
+}
+BENCHMARK(BM_AgTrend)->Unit(benchmark::kMillisecond);
+
+void BM_WillStopCustom(benchmark::State& state) {
+    Series out;
+    Call call("WillStopCustom");
+    call.out(out).arg(dailyMarket()).arg(levels().high).arg(levels().low).arg(static_cast<double>(state.range(0)));
+    runCall(state, call);
+}
+BENCHMARK(BM_WillStopCustom)->Arg(3)->Arg(50)->Unit(benchmark::kMillisecond);
+
+void BM_BullishPivot(benchmark::State& state) {
+    Series out;
+    Call call("BullishPivot");
+    call.out(out).arg(dailyMarket()).arg(static_cast<double>(state.range(0)));
+    runCall(state, call);
+}
+BENCHMARK(BM_BullishPivot)->Arg(3)->Arg(50)->Unit(benchmark::kMillisecond);
+
+void BM_EaseOfMove(benchmark::State& state) {
+    Series out;
+    Call call("EaseOfMove");
+    call.out(out).arg(dailyMarket()).arg(14);
+    runCall(state, call);
+}
+BENCHMARK(BM_EaseOfMove)->Unit(benchmark::kMillisecond);
+
+void BM_BomarUpper(benchmark::State& state) {
+    Series out;
+    Call call("BomarUpper");
+    call.out(out).arg(levels().close).arg(21).arg(static_cast<double>(state.range(0))).arg(85);
+    runCall(state, call);
+}
+BENCHMARK(BM_BomarUpper)->Arg(250)->Arg(1000)->Unit(benchmark::kMillisecond);
+
+} // namespace
