@@ -34,13 +34,18 @@ void perBar(benchmark::State& state) {
                                                       benchmark::Counter::kInvert);
 }
 
-void runOnMarket(benchmark::State& state, const char* name, Market& m) {
+// One call of the export over the entries given, timed per bar.
+template <class... Entries>
+void runWith(benchmark::State& state, const char* name, Entries&&... entries) {
     Series out;
     Call call(name);
-    call.out(out).arg(m);
+    call.out(out);
+    (call.arg(entries), ...);
     for (auto _ : state) benchmark::DoNotOptimize(call.run(0));
     perBar(state);
 }
+
+void runOnMarket(benchmark::State& state, const char* name, Market& m) { runWith(state, name, m); }
 
 void BM_TradingDayOfYearDaily(benchmark::State& state) { runOnMarket(state, "TradingDayOfYear", dailyMarket()); }
 BENCHMARK(BM_TradingDayOfYearDaily)->Unit(benchmark::kMillisecond);
@@ -71,9 +76,6 @@ void BM_RemainingBarsInDayTicks(benchmark::State& state) {
 }
 BENCHMARK(BM_RemainingBarsInDayTicks)->Unit(benchmark::kMillisecond);
 
-} // namespace
-
-namespace {
 
 // The walk's High and Low as series of their own, for the exports that take levels.
 struct WalkLevels {
@@ -91,65 +93,34 @@ WalkLevels& levels() {
     return l;
 }
 
-void runCall(benchmark::State& state, Call& call) {
-    for (auto _ : state) benchmark::DoNotOptimize(call.run(0));
-    perBar(state);
-}
+double arg0(const benchmark::State& state) { return static_cast<double>(state.range(0)); }
 
 void BM_StopAndReverse(benchmark::State& state) {
-    Series out;
-    Call call("StopAndReverse");
-    call.out(out).arg(dailyMarket()).arg(levels().low).arg(levels().high).arg(levels().low).arg(levels().high);
-    call.arg(0).arg(1);
-    runCall(state, call);
+    WalkLevels& l = levels();
+    runWith(state, "StopAndReverse", dailyMarket(), l.low, l.high, l.low, l.high, 0.0, 1.0);
 }
 BENCHMARK(BM_StopAndReverse)->Unit(benchmark::kMillisecond);
 
-void BM_WaveVolume(benchmark::State& state) {
-    Series out;
-    Call call("WaveVolume_DLL");
-    call.out(out).arg(dailyMarket()).arg(state.range(0) / 10.0);
-    runCall(state, call);
-}
+// Reversal amounts 0 (every fall and rise) and 0.5
+void BM_WaveVolume(benchmark::State& state) { runWith(state, "WaveVolume_DLL", dailyMarket(), arg0(state) / 10); }
 BENCHMARK(BM_WaveVolume)->Arg(0)->Arg(5)->Unit(benchmark::kMillisecond);
 
-void BM_AgTrend(benchmark::State& state) {
-    Series out;
-    Call call("AgTrend");
-    call.out(out).arg(dailyMarket()).arg(3);
-    runCall(state, call);
-}
+void BM_AgTrend(benchmark::State& state) { runWith(state, "AgTrend", dailyMarket(), 3.0); }
 BENCHMARK(BM_AgTrend)->Unit(benchmark::kMillisecond);
 
 void BM_WillStopCustom(benchmark::State& state) {
-    Series out;
-    Call call("WillStopCustom");
-    call.out(out).arg(dailyMarket()).arg(levels().high).arg(levels().low).arg(static_cast<double>(state.range(0)));
-    runCall(state, call);
+    runWith(state, "WillStopCustom", dailyMarket(), levels().high, levels().low, arg0(state));
 }
 BENCHMARK(BM_WillStopCustom)->Arg(3)->Arg(50)->Unit(benchmark::kMillisecond);
 
-void BM_BullishPivot(benchmark::State& state) {
-    Series out;
-    Call call("BullishPivot");
-    call.out(out).arg(dailyMarket()).arg(static_cast<double>(state.range(0)));
-    runCall(state, call);
-}
+void BM_BullishPivot(benchmark::State& state) { runWith(state, "BullishPivot", dailyMarket(), arg0(state)); }
 BENCHMARK(BM_BullishPivot)->Arg(3)->Arg(50)->Unit(benchmark::kMillisecond);
 
-void BM_EaseOfMove(benchmark::State& state) {
-    Series out;
-    Call call("EaseOfMove");
-    call.out(out).arg(dailyMarket()).arg(14);
-    runCall(state, call);
-}
+void BM_EaseOfMove(benchmark::State& state) { runWith(state, "EaseOfMove", dailyMarket(), 14.0); }
 BENCHMARK(BM_EaseOfMove)->Unit(benchmark::kMillisecond);
 
 void BM_BomarUpper(benchmark::State& state) {
-    Series out;
-    Call call("BomarUpper");
-    call.out(out).arg(levels().close).arg(21).arg(static_cast<double>(state.range(0))).arg(85);
-    runCall(state, call);
+    runWith(state, "BomarUpper", levels().close, 21.0, arg0(state), 85.0);
 }
 BENCHMARK(BM_BomarUpper)->Arg(250)->Arg(1000)->Unit(benchmark::kMillisecond);
 

@@ -6,7 +6,7 @@
 #include "calendar/date.h"
 #include "containers/scratch.h"
 #include "containers/series.h"
-#include "indicators/running_extreme.h"
+#include "indicators/sliding_extreme.h"
 #include "market/market_view.h"
 
 namespace fk::pivots {
@@ -22,10 +22,10 @@ int32_t rounded(double v, int32_t otherwise) {
     return n < 1 ? otherwise : n;
 }
 
-// Bars start .. bars - 1; the window has been fed nothing yet and is fed from bar start - n.
+// Bars start .. bars - 1, the window of the n bars before each fed from bar start - n on.
 template <bool Highest>
 void pivotBars(NumberOut& o, const NumberView& price, const NumberView& close, double none, int32_t n,
-               int32_t start, int32_t bars, RunningExtreme<Highest>& before) {
+               int32_t start, int32_t bars, SlidingExtreme<Highest>& before) {
     int32_t lastMissing = -1; // the last bar fed whose price is missing
     for (int32_t j = std::max(start - n, 0); j < bars; ++j) {
         const double p = price[j];
@@ -39,25 +39,43 @@ void pivotBars(NumberOut& o, const NumberView& price, const NumberView& close, d
             o.set(j, v);
         }
         if (p == none) lastMissing = j;
-        else before.push(p, j);
+        before.push(p == none ? SlidingExtreme<Highest>::kNone : p);
     }
 }
 
-// A sorted array of ratios: one added, or one replaced by another.
+// A sorted array of ratios: one added, or one replaced by another. The places are found by
+// halvings without a branch on the data, whose order is unforeseeable.
 void insertSorted(double* a, int32_t n, double q) {
-    const int32_t k = static_cast<int32_t>(std::upper_bound(a, a + n, q) - a);
+    int32_t k = 0;
+    if (n > 0) {
+        const double* past = a;
+        for (int32_t len = n; len > 1;) {
+            const int32_t half = len / 2;
+            past = past[half] <= q ? past + half : past;
+            len -= half;
+        }
+        k = static_cast<int32_t>(past - a) + (*past <= q);
+    }
     std::memmove(a + k + 1, a + k, sizeof(double) * (n - k));
     a[k] = q;
 }
 
+// The place of `old` and the place for q are searched side by side, so that the waits of the
+// two halvings overlap.
 void replaceSorted(double* a, int32_t n, double old, double q) {
-    const int32_t r = static_cast<int32_t>(std::lower_bound(a, a + n, old) - a);
+    const double *atOld = a, *pastQ = a;
+    for (int32_t len = n; len > 1;) {
+        const int32_t half = len / 2;
+        atOld = atOld[half] < old ? atOld + half : atOld;
+        pastQ = pastQ[half] <= q ? pastQ + half : pastQ;
+        len -= half;
+    }
+    const int32_t r = static_cast<int32_t>(atOld - a) + (*atOld < old);
+    const int32_t k = static_cast<int32_t>(pastQ - a) + (*pastQ <= q); // counts `old` too when q >= old
     if (q >= old) { // the ratios between the two places move down one
-        const int32_t k = static_cast<int32_t>(std::upper_bound(a + r + 1, a + n, q) - a);
         std::memmove(a + r, a + r + 1, sizeof(double) * (k - r - 1));
         a[k - 1] = q;
     } else { // up one
-        const int32_t k = static_cast<int32_t>(std::upper_bound(a, a + r, q) - a);
         std::memmove(a + k + 1, a + k, sizeof(double) * (r - k));
         a[k] = q;
     }
@@ -79,16 +97,16 @@ StatusCode pivot(SeriesHandle& out, const BarRecord& market, double number, int3
     const int32_t bars = market.barCount;
     start = std::max(start, 0);
     if (start >= bars) return kOk;
-    Scratch<double> values(n + 1);
-    Scratch<int32_t> ordinals(n + 1);
-    if (!values.ok() || !ordinals.ok()) return kOk;
+    const int64_t slots = 2 * int64_t{n} + 1;
+    Scratch<double> memory(slots <= INT32_MAX ? static_cast<int32_t>(slots) : 0);
+    if (!memory.ok()) return kOk;
     NumberOut o(&out, bars);
     const NumberView price(bullish ? &market.low : &market.high), close(&market.close);
     if (bullish) {
-        RunningExtreme<false> lowest(values.data(), ordinals.data(), n);
+        SlidingExtreme<false> lowest(memory.data(), n);
         pivotBars(o, price, close, close.fill(), n, start, bars, lowest);
     } else {
-        RunningExtreme<true> highest(values.data(), ordinals.data(), n);
+        SlidingExtreme<true> highest(memory.data(), n);
         pivotBars(o, price, close, close.fill(), n, start, bars, highest);
     }
     return kOk;

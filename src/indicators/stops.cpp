@@ -5,7 +5,7 @@
 #include "calendar/date.h"
 #include "containers/scratch.h"
 #include "containers/series.h"
-#include "indicators/running_extreme.h"
+#include "indicators/sliding_extreme.h"
 #include "market/market_view.h"
 
 namespace fk::stops {
@@ -158,21 +158,24 @@ StatusCode agTrend(SeriesHandle& out, const BarRecord& market, double number) {
             haveRef = true;
             refHigh = h;
             refLow = l;
-        } else if (h > refHigh || l < refLow) {
-            ups = h > refHigh ? ups + 1 : 0;
-            downs = l < refLow ? downs + 1 : 0;
-            refHigh = h;
-            refLow = l;
-            if (trend != 1 && ups >= n) {
+        } else {
+            // an inside bar changes nothing; the selects below keep the loop free of branches on
+            // whether a bar is inside, which a market does not let one foresee
+            const bool up = h > refHigh, down = l < refLow, moved = up || down;
+            ups = up ? ups + 1 : down ? 0 : ups;
+            downs = down ? downs + 1 : up ? 0 : downs;
+            refHigh = moved ? h : refHigh;
+            refLow = moved ? l : refLow;
+            if (moved && trend != 1 && ups >= n) {
                 trend = 1;
                 line = h;
-            } else if (trend != -1 && downs >= n) {
+            } else if (moved && trend != -1 && downs >= n) {
                 trend = -1;
                 line = l;
-            } else if (trend == 1 && h > line) {
-                line = h;
-            } else if (trend == -1 && l < line) {
-                line = l;
+            } else {
+                // an inside bar never passes the line: its high is at most the reference's
+                line = trend == 1 && h > line ? h : line;
+                line = trend == -1 && l < line ? l : line;
             }
         }
         o.set(i, trend != 0 ? line : o.fill());
@@ -186,11 +189,11 @@ StatusCode willStop(SeriesHandle& out, const BarRecord& market, const SeriesHand
     const int32_t asked = truncToInt32(number);
     const int32_t n = asked < 1 ? 3 : asked;
     if (!enoughBars(market, n)) return kTooFewBars;
-    Scratch<double> values(2 * (n + 1));
-    Scratch<int32_t> ordinals(2 * (n + 1));
-    if (!values.ok() || !ordinals.ok()) return kOk;
-    RunningExtreme<true> highest(values.data(), ordinals.data(), n);
-    RunningExtreme<false> lowest(values.data() + n + 1, ordinals.data() + n + 1, n);
+    const int64_t slots = 2 * int64_t{n} + 1;
+    Scratch<double> memory(2 * slots <= INT32_MAX ? static_cast<int32_t>(2 * slots) : 0);
+    if (!memory.ok()) return kOk;
+    SlidingExtreme<true> highest(memory.data(), n);
+    SlidingExtreme<false> lowest(memory.data() + slots, n);
 
     const int32_t bars = market.barCount;
     NumberOut o(&out, bars);
@@ -209,12 +212,12 @@ StatusCode willStop(SeriesHandle& out, const BarRecord& market, const SeriesHand
         if (pos == 0 && held >= n) { // a break out of the last n bars takes the first position
             if (h > highest.extreme()) pos = 1;
             else if (l < lowest.extreme()) pos = -1;
-            highest.push(hi, held);
-            lowest.push(lo, held);
+            highest.push(hi);
+            lowest.push(lo);
             if (pos != 0) stop = pos > 0 ? lowest.extreme() : highest.extreme();
         } else {
-            highest.push(hi, held);
-            lowest.push(lo, held);
+            highest.push(hi);
+            lowest.push(lo);
             if (pos > 0) {
                 if (l <= stop) {
                     pos = -1;
@@ -231,7 +234,7 @@ StatusCode willStop(SeriesHandle& out, const BarRecord& market, const SeriesHand
                 }
             }
         }
-        ++held;
+        if (held < n) ++held;
         o.set(i, pos != 0 ? stop : o.fill());
     }
     return kOk;

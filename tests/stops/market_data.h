@@ -37,6 +37,17 @@ inline std::vector<host::Bar> gappyWalk(int32_t n, uint64_t seed = 7) {
     return bars;
 }
 
+// The values an export writes in one call from bar `start` over the given entries.
+template <class... Entries>
+std::vector<double> valuesOf(const char* name, int32_t start, Entries&&... entries) {
+    host::Series out;
+    host::Call call(name);
+    call.out(out);
+    (call.arg(entries), ...);
+    EXPECT_EQ(call.run(start), 0) << name;
+    return out.values();
+}
+
 // Equal element by element, missing values in the same places, numbers within a relative 1e-9
 // (running sums and sums formed afresh round differently).
 inline void expectClose(const std::vector<double>& got, const std::vector<double>& want, const std::string& what) {

@@ -20,12 +20,8 @@ using testing::F;
 
 class PivotsTest : public testing::HeapChecked {};
 
-std::vector<double> onMarket(const char* name, Market& m, double number, int32_t start = 0) {
-    Series out;
-    Call call(name);
-    call.out(out).arg(m).arg(number);
-    EXPECT_EQ(call.run(start), 0);
-    return out.values();
+std::vector<double> onMarket(const char* name, Market& m, double number) {
+    return testing::valuesOf(name, 0, m, number);
 }
 
 TEST_F(PivotsTest, PivotWorkedCases) {
@@ -97,13 +93,8 @@ TEST_F(PivotsTest, EaseOfMoveWorkedCases) {
     EXPECT_EQ(out.values(), (std::vector<double>{F, F, 1, 0.5, F, 1}));
 }
 
-std::vector<double> bomar(const char* name, Series& x, double length, double window, double percent,
-                          int32_t start = 0) {
-    Series out;
-    Call call(name);
-    call.out(out).arg(x).arg(length).arg(window).arg(percent);
-    EXPECT_EQ(call.run(start), 0);
-    return out.values();
+std::vector<double> bomar(const char* name, Series& x, double length, double window, double percent) {
+    return testing::valuesOf(name, 0, x, length, window, percent);
 }
 
 TEST_F(PivotsTest, BomarWorkedCases) {

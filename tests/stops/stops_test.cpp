@@ -61,12 +61,9 @@ TEST_F(StopsTest, StopAndReverseMissingLevelsAndStartBar) {
     EXPECT_EQ(call.block().startBar, -2);
 }
 
-std::vector<double> waveVolume(Market& m, double reversal) {
-    Series out;
-    Call call("WaveVolume_DLL");
-    call.out(out).arg(m).arg(reversal);
-    EXPECT_EQ(call.run(0), 0);
-    return out.values();
+template <class... Entries>
+std::vector<double> waveVolume(Entries&&... e) {
+    return testing::valuesOf("WaveVolume_DLL", 0, e...);
 }
 
 TEST_F(StopsTest, WaveVolumeWorkedCases) {
@@ -151,12 +148,9 @@ TEST_F(StopsTest, WaveVolumeAgainstTwoPasses) {
         EXPECT_EQ(waveVolume(m, reversal), waveVolumeInTwoPasses(bars, reversal)) << reversal;
 }
 
-std::vector<double> agTrend(Market& m, double number) {
-    Series out;
-    Call call("AgTrend");
-    call.out(out).arg(m).arg(number);
-    EXPECT_EQ(call.run(0), 0);
-    return out.values();
+template <class... Entries>
+std::vector<double> agTrend(Entries&&... e) {
+    return testing::valuesOf("AgTrend", 0, e...);
 }
 
 TEST_F(StopsTest, AgTrendWorkedCases) {
@@ -173,12 +167,9 @@ TEST_F(StopsTest, AgTrendWorkedCases) {
     EXPECT_EQ(agTrend(gap, 2), (std::vector<double>{F, F, F, 12, 12}));
 }
 
-std::vector<double> willStop(Market& m, Series& hs, Series& ls, double n) {
-    Series out;
-    Call call("WillStopCustom");
-    call.out(out).arg(m).arg(hs).arg(ls).arg(n);
-    EXPECT_EQ(call.run(0), 0);
-    return out.values();
+template <class... Entries>
+std::vector<double> willStop(Entries&&... e) {
+    return testing::valuesOf("WillStopCustom", 0, e...);
 }
 
 TEST_F(StopsTest, WillStopWorkedCase) {
