@@ -159,8 +159,7 @@ StatusCode agTrend(SeriesHandle& out, const BarRecord& market, double number) {
             refHigh = h;
             refLow = l;
         } else {
-            // an inside bar changes nothing; the selects below keep the loop free of branches on
-            // whether a bar is inside, which a market does not let one foresee
+            // an inside bar (no higher high, no lower low) changes nothing
             const bool up = h > refHigh, down = l < refLow, moved = up || down;
             ups = up ? ups + 1 : down ? 0 : ups;
             downs = down ? downs + 1 : up ? 0 : downs;
