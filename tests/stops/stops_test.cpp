@@ -157,7 +157,6 @@ TEST_F(StopsTest, AgTrendWorkedCases) {
     const std::vector<double> high = {10, 11, 12, 11.5, 11, 10, 10.5, 11}, low = {8, 9, 10, 10.5, 9.5, 9, 8.5, 9};
     Market m(barsOf(high, low, high));
     EXPECT_EQ(agTrend(m, 2), (std::vector<double>{F, F, 12, 12, 12, 9, 8.5, 11}));
-    EXPECT_EQ(agTrend(m, 2.9), (std::vector<double>{F, F, 12, 12, 12, 9, 8.5, 11}));
     EXPECT_EQ(agTrend(m, 0), (std::vector<double>{F, F, F, F, F, F, 8.5, 8.5}));
     // one bar turns the line; an outside bar with no trend against it turns it up first
     EXPECT_EQ(agTrend(m, 1), (std::vector<double>{F, 11, 12, 12, 9.5, 9, 10.5, 11}));

@@ -121,20 +121,6 @@ TEST_F(TradingCalendarTest, SessionsAndMissingStamps) {
     EXPECT_EQ(run("WeekDayOfMonth", m), (std::vector<double>{13, 13, F, 0}));
 }
 
-TEST_F(TradingCalendarTest, StartBar) {
-    Market m(barsAt({stamp(20140102), stamp(20140103), stamp(20140106)}));
-    m.session(570, 960, 960);
-    Series out = Series::of({7, 7, 7});
-    host::Call call("TradingDayOfMonth");
-    call.out(out).arg(m);
-    EXPECT_EQ(call.run(2), 0);
-    EXPECT_EQ(out.values(), (std::vector<double>{7, 7, 3}));
-    EXPECT_EQ(call.run(3), 0);
-    EXPECT_EQ(out.values(), (std::vector<double>{7, 7, 3}));
-    EXPECT_EQ(call.run(-1), 0);
-    EXPECT_EQ(out.values(), (std::vector<double>{1, 2, 3}));
-}
-
 TEST_F(TradingCalendarTest, RemainingBarsInDay) {
     const int32_t wed = 20140319;
     struct Case {
