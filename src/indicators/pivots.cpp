@@ -81,11 +81,56 @@ void replaceSorted(double* a, int32_t n, double old, double q) {
     }
 }
 
-// The ratio of x to the average sum / length, where there is one.
-bool ratioOf(double x, double sum, int32_t length, double& q) {
-    const double average = sum / length;
+// The last n values of a run, each kept twice in a ring of 2n slots so that they always lie
+// side by side, oldest first. Their sum is formed afresh in one fixed order, so that it depends
+// on those n values alone, not on where the run began: a call that starts later, seeded from the
+// bars before it, writes exactly what a call from bar 0 writes.
+class RecentValues {
+public:
+    RecentValues(double* slots, int32_t n) : slots_(slots), n_(n) {}
+
+    // A value after the others, and one before them (for a run read backwards).
+    void push(double v) {
+        slots_[at_] = slots_[at_ + n_] = v;
+        at_ = at_ + 1 == n_ ? 0 : at_ + 1;
+        held_ += held_ < n_;
+    }
+    void pushEarlier(double v) {
+        at_ = at_ == 0 ? n_ - 1 : at_ - 1;
+        slots_[at_] = slots_[at_ + n_] = v;
+        held_ += held_ < n_;
+    }
+
+    bool full() const { return held_ == n_; }
+    // Of the n values (when full): the latest, and the sum, in four running sums over every
+    // fourth value.
+    double latest() const { return slots_[at_ + n_ - 1]; }
+    double sum() const {
+        const double* w = slots_ + at_;
+        double a = 0.0, b = 0.0, c = 0.0, d = 0.0;
+        int32_t k = 0;
+        for (; k + 4 <= n_; k += 4) {
+            a += w[k];
+            b += w[k + 1];
+            c += w[k + 2];
+            d += w[k + 3];
+        }
+        for (; k < n_; ++k) a += w[k];
+        return (a + b) + (c + d);
+    }
+
+private:
+    double* slots_;
+    int32_t n_;
+    int32_t at_ = 0;   // the oldest value's slot
+    int32_t held_ = 0;
+};
+
+// The ratio of the latest value to the average of the values (full), where there is one.
+bool latestRatio(const RecentValues& values, int32_t length, double& average, double& q) {
+    average = values.sum() / length;
     if (!(average > 0)) return false;
-    q = x / average;
+    q = values.latest() / average;
     return q == q;
 }
 
@@ -133,28 +178,22 @@ StatusCode easeOfMove(SeriesHandle& out, const BarRecord& market, double number,
         for (int32_t i = start; i < bars; ++i) o.set(i, o.fill());
         return kOk;
     }
-    Scratch<double> ring(n);
-    if (!ring.ok()) return kOk;
+    Scratch<double> memory(2 * n);
+    if (!memory.ok()) return kOk;
+    RecentValues recent(memory.data(), n);
 
-    // The n - 1 values before the start, oldest first, end just before the ring's last slot.
-    int32_t held = 0;
-    for (int32_t j = start - 1; j >= 1 && held < n - 1; --j)
-        if (double r; raw(j, r)) ring[n - 2 - held++] = r;
-    double sum = 0.0;
-    for (int32_t k = n - 1 - held; k <= n - 2; ++k) sum += ring[k];
-    int32_t next = n - 1; // the slot of the next value, holding the oldest once n are held
-    for (int32_t i = start; i < bars; ++i) {
-        double r;
-        if (!raw(i, r)) {
-            o.set(i, o.fill());
-            continue;
+    // The run begins at the oldest of the n - 1 values before the start.
+    int32_t from = start;
+    for (int32_t j = start - 1, found = 0; j >= 1 && found < n - 1; --j)
+        if (double r; raw(j, r)) {
+            from = j;
+            ++found;
         }
-        if (held >= n) sum -= ring[next];
-        sum += r;
-        ring[next] = r;
-        next = next + 1 == n ? 0 : next + 1;
-        if (held < n) ++held;
-        o.set(i, held >= n ? sum / n : o.fill());
+    for (int32_t i = from; i < bars; ++i) {
+        double r;
+        const bool has = raw(i, r);
+        if (has) recent.push(r);
+        if (i >= start) o.set(i, has && recent.full() ? recent.sum() / n : o.fill());
     }
     return kOk;
 }
@@ -174,12 +213,11 @@ StatusCode bomarBand(SeriesHandle& out, const SeriesHandle& x, const BomarParams
         for (int32_t i = start; i < count; ++i) o.set(i, o.fill());
         return kOk;
     }
-    const int64_t slots = int64_t{length} + 2 * int64_t{window};
+    const int64_t slots = 2 * int64_t{length} + 2 * int64_t{window};
     Scratch<double> memory(slots <= INT32_MAX ? static_cast<int32_t>(slots) : 0);
     if (slots > INT32_MAX || !memory.ok()) return kOk;
-    double* values = memory.data();          // the last `length` present values, a ring
-    double* arrivals = values + length;      // the window's ratios in the order they came, a ring
-    double* sorted = arrivals + window;      // the same ratios in ascending order
+    double* arrivals = memory.data() + 2 * length; // the window's ratios in the order they came, a ring
+    double* sorted = arrivals + window;            // the same ratios in ascending order
 
     // Going back from the start, the bar from which the window and its averages are rebuilt:
     // where window - 1 ratios and the length - 1 values before the oldest of them are found.
@@ -187,57 +225,46 @@ StatusCode bomarBand(SeriesHandle& out, const SeriesHandle& x, const BomarParams
     if (window == 1 && length == 1) {
         from = start;
     } else if (start > 0) {
-        const int32_t ratiosWanted = window - 1;
+        RecentValues earlier(memory.data(), length);
         int32_t found = 0, ratios = 0;
-        double sum = 0.0;
         for (int32_t j = start - 1; j >= 0; --j) {
             const double v = xs[j];
             if (v == none) continue;
-            if (ratiosWanted == 0) { // the window is the start bar alone
-                if (++found >= length - 1) {
+            ++found;
+            if (window == 1) { // the window is the start bar alone
+                if (found == length - 1) {
                     from = j;
                     break;
                 }
                 continue;
             }
-            const int32_t slot = found % length;
-            if (found >= length) sum -= values[slot];
-            values[slot] = v;
-            sum += v;
-            ++found;
-            double q;
-            // the value length - 1 places back has its average now
-            if (found >= length && ratioOf(values[found % length], sum, length, q) && ++ratios == ratiosWanted) {
+            earlier.pushEarlier(v);
+            // the latest of the values read has its average now
+            double average, q;
+            if (earlier.full() && latestRatio(earlier, length, average, q) && ++ratios == window - 1) {
                 from = j;
                 break;
             }
         }
     }
 
-    int32_t held = 0, next = 0; // present values held, and the slot of the next one
+    RecentValues values(memory.data(), length); // the last `length` present values
     int32_t ratios = 0, nextRatio = 0;
-    double sum = 0.0;
     for (int32_t i = from; i < count; ++i) {
         const double v = xs[i];
         double band = o.fill();
-        if (v != none) {
-            if (held >= length) sum -= values[next];
-            sum += v;
-            values[next] = v;
-            next = next + 1 == length ? 0 : next + 1;
-            if (held < length) ++held;
-            double q;
-            if (held >= length && ratioOf(v, sum, length, q)) {
-                if (ratios == window) {
-                    replaceSorted(sorted, window, arrivals[nextRatio], q);
-                } else {
-                    insertSorted(sorted, ratios, q);
-                    ++ratios;
-                }
-                arrivals[nextRatio] = q;
-                nextRatio = nextRatio + 1 == window ? 0 : nextRatio + 1;
-                if (ratios == window) band = sum / length * sorted[upper ? window - 1 - tail : tail];
+        double average, q;
+        if (v != none) values.push(v);
+        if (v != none && values.full() && latestRatio(values, length, average, q)) {
+            if (ratios == window) {
+                replaceSorted(sorted, window, arrivals[nextRatio], q);
+            } else {
+                insertSorted(sorted, ratios, q);
+                ++ratios;
             }
+            arrivals[nextRatio] = q;
+            nextRatio = nextRatio + 1 == window ? 0 : nextRatio + 1;
+            if (ratios == window) band = average * sorted[upper ? window - 1 - tail : tail];
         }
         if (i >= start) o.set(i, band);
     }
