@@ -115,13 +115,6 @@ public:
         return getSlow(i);
     }
     double fill() const { return fill_; }
-    // Elements [from, to) written in place by a loop that stores every one of them; null where
-    // they cannot be (set() then writes them one by one).
-    double* claim(int32_t from, int32_t to) {
-        if (!fast_ || from < 0 || from >= to || to > cap_) return nullptr;
-        if (to - 1 > hi_) hi_ = to - 1;
-        return data_;
-    }
     bool writable() const { return h_ != nullptr && h_->buffer != nullptr; }
     // Bars from .. to - 1 as one array written in place (q[k] is bar from + k; reading it gives
     // what get() gives) when all of them can be written in place; the count then settles as if

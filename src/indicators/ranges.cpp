@@ -36,8 +36,8 @@ void withDirectAccess(NumberOut& out, const SeriesHandle& in, const NumberView& 
                       Loop loop) {
     const SharedBuffer* b = in.buffer;
     const bool plain = b && in.offset() == 0 && !b->isConstant() && b->kind == kKindNumber;
-    if (double* direct = plain ? out.claim(from, to) : nullptr) {
-        DirectWriter w{direct, out.fill()};
+    if (double* run = plain ? out.storage(from, to) : nullptr) {
+        DirectWriter w{run - from, out.fill()};
         loop(DirectReader{static_cast<const double*>(b->elements)}, w);
     } else {
         loop(view, out);

@@ -1,0 +1,199 @@
+// The built-in exchange calendar against the holidays worked out here from the exchange's
+// published rules, and every count of the trading calendar against a count made day by day.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <chrono>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "calendar/trading_calendar.h"
+#include "host/hostkit.h"
+#include "support/heap_check.h"
+
+namespace fk {
+namespace {
+
+using namespace std::chrono;
+
+constexpr int32_t kUnixDay = 25569; // 1 January 1970
+
+int32_t dayNumber(sys_days d) { return static_cast<int32_t>(d.time_since_epoch().count()) + kUnixDay; }
+sys_days sysDay(int32_t n) { return sys_days{days{n - kUnixDay}}; }
+int32_t dayNumber(int y, unsigned m, unsigned d) { return dayNumber(sys_days{year{y} / month{m} / day{d}}); }
+
+// Easter Sunday by the anonymous Gregorian algorithm.
+sys_days easterSunday(int y) {
+    const int a = y % 19, b = y / 100, c = y % 100, d = b / 4, e = b % 4;
+    const int f = (b + 8) / 25, g = (b - f + 1) / 3, h = (19 * a + b - d - g + 15) % 30;
+    const int i = c / 4, k = c % 4, l = (32 + 2 * e + 2 * i - h - k) % 7;
+    const int m = (a + 11 * h + 22 * l) / 451;
+    const int n = h + l - 7 * m + 114;
+    return sys_days{year{y} / month{static_cast<unsigned>(n / 31)} / day{static_cast<unsigned>(n % 31 + 1)}};
+}
+
+// Saturday holidays are kept on the Friday before, Sunday holidays on the Monday after.
+sys_days observedOn(sys_days d) {
+    const weekday w{d};
+    return w == Saturday ? d - days{1} : w == Sunday ? d + days{1} : d;
+}
+
+// Closings for national mourning and emergencies since 1998.
+const int32_t kSpecialClosings[][3] = {
+    {2001, 9, 11}, {2001, 9, 12}, {2001, 9, 13}, {2001, 9, 14}, {2004, 6, 11},
+    {2007, 1, 2}, {2012, 10, 29}, {2012, 10, 30}, {2018, 12, 5}, {2025, 1, 9},
+};
+
+// The exchange's full-day holidays of a year under its rules since 1998 (for 1996 and 1997
+// the same, without Martin Luther King Jr. Day).
+std::set<int32_t> exchangeHolidays(int y) {
+    std::set<int32_t> h;
+    const sys_days newYear = year{y} / January / 1;
+    if (weekday{newYear} == Sunday) h.insert(dayNumber(newYear + days{1}));
+    else if (weekday{newYear} != Saturday) h.insert(dayNumber(newYear));
+    if (y >= 1998) h.insert(dayNumber(year{y} / January / Monday[3]));
+    h.insert(dayNumber(year{y} / February / Monday[3]));
+    h.insert(dayNumber(easterSunday(y) - days{2}));
+    h.insert(dayNumber(year{y} / May / Monday[last]));
+    if (y >= 2022) h.insert(dayNumber(observedOn(year{y} / June / 19)));
+    h.insert(dayNumber(observedOn(year{y} / July / 4)));
+    h.insert(dayNumber(year{y} / September / Monday[1]));
+    h.insert(dayNumber(year{y} / November / Thursday[4]));
+    h.insert(dayNumber(observedOn(year{y} / December / 25)));
+    for (const auto& c : kSpecialClosings)
+        if (c[0] == y) h.insert(dayNumber(c[0], c[1], c[2]));
+    return h;
+}
+
+std::vector<int32_t> builtIn(int y) {
+    const calendar::YearHolidays h = calendar::builtInHolidays(y);
+    return std::vector<int32_t>(h.days, h.days + h.count);
+}
+
+TEST(BuiltInCalendar, FollowsThePublishedRules) {
+    for (int y = 1996; y <= 2040; ++y) {
+        const std::set<int32_t> expected = exchangeHolidays(y);
+        EXPECT_EQ(builtIn(y), std::vector<int32_t>(expected.begin(), expected.end())) << y;
+    }
+}
+
+TEST(BuiltInCalendar, KnownYears) {
+    const auto dates = [](std::initializer_list<int32_t> yyyymmdd) {
+        std::vector<int32_t> v;
+        for (int32_t x : yyyymmdd) v.push_back(dayNumber(x / 10000, x / 100 % 100, x % 100));
+        return v;
+    };
+    EXPECT_EQ(builtIn(2014), dates({20140101, 20140120, 20140217, 20140418, 20140526, 20140704, 20140901,
+                                    20141127, 20141225}));
+    // New Year's Day on a Saturday is not made up; Juneteenth and Christmas on Sundays move to Monday
+    EXPECT_EQ(builtIn(2022), dates({20220117, 20220221, 20220415, 20220530, 20220620, 20220704, 20220905,
+                                    20221124, 20221226}));
+    EXPECT_EQ(builtIn(2027), dates({20270101, 20270118, 20270215, 20270326, 20270531, 20270618, 20270705,
+                                    20270906, 20271125, 20271224}));
+}
+
+TEST(BuiltInCalendar, RulesOfEarlierYears) {
+    struct Case {
+        int32_t date;
+        bool holiday;
+    };
+    const Case cases[] = {
+        {19700223, true},  // Washington's Birthday, 22 February, on a Sunday
+        {19700216, false}, // the third Monday only from 1971
+        {19700529, true},  // 30 May on a Saturday
+        {19711115, false},
+        {19681105, true},  // Election Day
+        {19701103, false}, // no Election Day after 1968 ...
+        {19721107, true},  // ... but in presidential years to 1980
+        {19801104, true},
+        {19841106, false},
+        {19721228, true},  // one-off closings
+        {19850927, true},
+        {19970120, false}, // Martin Luther King Jr. Day from 1998
+        {19980119, true},
+        {20210618, false}, // Juneteenth from 2022
+    };
+    for (const Case& c : cases) {
+        const int y = c.date / 10000;
+        const std::vector<int32_t> days = builtIn(y);
+        const int32_t d = dayNumber(y, c.date / 100 % 100, c.date % 100);
+        EXPECT_EQ(std::count(days.begin(), days.end(), d), c.holiday ? 1 : 0) << c.date;
+    }
+    // Easter is reckoned from 1583 on: before, March and April have no holiday
+    const auto springHolidays = [](int y) {
+        const std::vector<int32_t> days = builtIn(y);
+        return std::count_if(days.begin(), days.end(), [y](int32_t d) {
+            return d >= dayNumber(y, 3, 1) && d <= dayNumber(y, 4, 30);
+        });
+    };
+    EXPECT_EQ(springHolidays(1582), 0);
+    EXPECT_EQ(springHolidays(1583), 1);
+}
+
+// One bar a day at midnight, Saturdays and Sundays included, from `first` to `last`.
+std::vector<host::Bar> everyDay(int32_t first, int32_t last) {
+    std::vector<host::Bar> bars;
+    for (int32_t d = first; d <= last; ++d) bars.push_back({static_cast<double>(d), 1, 1, 1, 1, 1});
+    return bars;
+}
+
+std::vector<double> run(const char* name, host::Market& m, int32_t start = 0) {
+    host::Series out;
+    host::Call call(name);
+    call.out(out).arg(m);
+    EXPECT_EQ(call.run(start), 0) << name;
+    return out.values();
+}
+
+class TradingCountsTest : public testing::HeapChecked {};
+
+// Every count of every day from December 1997 to January 2036, made here day by day from the
+// holidays above.
+TEST_F(TradingCountsTest, EveryDayOfThirtyEightYears) {
+    const int32_t first = dayNumber(1997, 12, 1), last = dayNumber(2036, 1, 31);
+    std::set<int32_t> holidays;
+    for (int y = 1996; y <= 2037; ++y) holidays.merge(exchangeHolidays(y));
+    const auto isWeekday = [](int32_t d) { return weekday{sysDay(d)}.iso_encoding() <= 5; };
+    const auto trades = [&](int32_t d) { return isWeekday(d) && !holidays.count(d); };
+    const auto tradingDays = [&](int32_t a, int32_t b) {
+        double n = 0;
+        for (int32_t d = a; d <= b; ++d) n += trades(d);
+        return n;
+    };
+
+    std::vector<double> week, month, inYear, left, after, before, weekdays;
+    for (int32_t d = first; d <= last; ++d) {
+        const year_month_day ymd{sysDay(d)};
+        const int32_t monthFirst = dayNumber(sys_days{ymd.year() / ymd.month() / 1});
+        const int32_t monthLast = dayNumber(sys_days{ymd.year() / ymd.month() / last_spec{}});
+        double w = 0;
+        for (int32_t x = monthFirst; x <= d; ++x) w += isWeekday(x);
+        weekdays.push_back(isWeekday(d) ? w : 0);
+        if (!trades(d)) {
+            for (auto* v : {&week, &month, &inYear, &left, &after, &before}) v->push_back(0);
+            continue;
+        }
+        const int32_t monday = d - static_cast<int32_t>(weekday{sysDay(d)}.iso_encoding()) + 1;
+        week.push_back(tradingDays(monday, d));
+        month.push_back(tradingDays(monthFirst, d));
+        inYear.push_back(tradingDays(dayNumber(sys_days{ymd.year() / January / 1}), d));
+        left.push_back(tradingDays(d + 1, monthLast));
+        const auto next = holidays.upper_bound(d);
+        after.push_back(tradingDays(*std::prev(next) + 1, d));
+        before.push_back(tradingDays(d + 1, *next - 1));
+    }
+
+    host::Market m(everyDay(first, last));
+    m.session(570, 960, 960);
+    EXPECT_EQ(run("TradingDayOfWeek", m), week);
+    EXPECT_EQ(run("TradingDayOfMonth", m), month);
+    EXPECT_EQ(run("TradingDayOfYear", m), inYear);
+    EXPECT_EQ(run("RemainTDaysOfMonth", m), left);
+    EXPECT_EQ(run("TDaysAfterHoliday", m), after);
+    EXPECT_EQ(run("RemainTDaysToHoliday", m), before);
+    EXPECT_EQ(run("WeekDayOfMonth", m), weekdays);
+}
+
+} // namespace
+} // namespace fk
