@@ -41,5 +41,19 @@ TEST_F(CalendarRobustness, TimeConvertOfBarsFarOutsideTheCalendar) {
     }
 }
 
+// A bar whose trading day is the first day number of 32 bits: the Monday of its week lay
+// three days before that.
+TEST_F(CalendarRobustness, TradingDayOfWeekOfTheFirstDayNumber) {
+    for (double stamp : {-1e300, -2147483648.0, -2147483645.5}) {
+        SCOPED_TRACE(stamp);
+        Market market({{stamp, 1, 1, 1, 1, 1}, {43900, 1, 1, 1, 1, 1}});
+        Series out;
+        Call call("TradingDayOfWeek");
+        call.out(out).arg(market);
+        EXPECT_EQ(call.run(0), 0);
+        EXPECT_EQ(out.count(), 2);
+    }
+}
+
 } // namespace
 } // namespace fk
