@@ -152,7 +152,8 @@ public:
         int64_t value = 0;
         switch (what_) {
         case TradingCount::DayOfWeek: {
-            const int32_t monday = d - (WeekdayOf(d) - 1);
+            // (in 64 bits: the Monday of the first day number's week lies before it)
+            const int64_t monday = int64_t{d} - (WeekdayOf(d) - 1);
             if (monday != monday_) {
                 monday_ = monday;
                 belowMonday_ = list_.below(monday);
@@ -197,7 +198,7 @@ private:
         belowMonthFirst_ = list_.below(monthFirst_);
         belowNextMonth_ = list_.below(int64_t{monthLast_} + 1);
         belowYearFirst_ = list_.below(yearFirst_);
-        monday_ = INT32_MIN;
+        monday_ = INT64_MIN;
     }
 
     HolidayList& list_;
@@ -205,7 +206,8 @@ private:
     double none_;
     int32_t monthFirst_ = 1, monthLast_ = 0, yearFirst_ = 0;
     int32_t belowMonthFirst_ = 0, belowNextMonth_ = 0, belowYearFirst_ = 0;
-    int32_t monday_ = INT32_MIN, belowMonday_ = 0;
+    int64_t monday_ = INT64_MIN;
+    int32_t belowMonday_ = 0;
 };
 
 int32_t barCount(const BarRecord& m) { return m.barCount > 0 ? m.barCount : 0; }
