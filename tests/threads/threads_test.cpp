@@ -16,7 +16,7 @@ namespace fk {
 namespace {
 
 constexpr int kThreads = 4;
-constexpr int kRounds = 3;
+constexpr int kRounds = 5;
 constexpr int kBars = 240;
 
 // Zone names, so that threads convert between different zones at the same time.
