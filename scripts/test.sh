@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Builds every variant and runs every test: native x86-64, 32-bit (-m32), and the Windows DLL
-# (cross-built, its export table checked).
+# Builds every variant and runs every test: native x86-64, 32-bit (-m32), the Windows DLL
+# (cross-built, its export table checked), then the sanitizers, a short fuzz run and valgrind.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/setup.sh
@@ -27,3 +27,6 @@ run_tests build/m32
 
 echo "== Windows DLL"
 scripts/check-dll.sh build/native/fk-gendef build/win32
+
+scripts/robustness.sh
+echo "test: passed in $SECONDS s"

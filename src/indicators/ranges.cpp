@@ -181,7 +181,7 @@ private:
     // The same, noting the latest bar holding a value equal to the best.
     static void consider(int32_t b, double x, double& best, int32_t& bestBar, int32_t& lastEqual) {
         const bool take = takes(x, best);
-        lastEqual = take | (x == best) ? b : lastEqual;
+        lastEqual = (take | (x == best)) ? b : lastEqual;
         bestBar = take ? b : bestBar;
         best = better(x, best) ? x : best;
     }

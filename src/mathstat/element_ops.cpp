@@ -121,7 +121,7 @@ inline double apply(double a, double b, const Operands& o) {
     } else if constexpr (C == op::kMultiply) {
         // zero times anything is 0, a missing operand included
         const double v = a * b;
-        return (a == 0) | (b == 0) ? 0.0 : both ? v : r;
+        return ((a == 0) | (b == 0)) ? 0.0 : both ? v : r;
     } else if constexpr (C == op::kDivide) {
         const double v = a / b;
         return a == 0 ? 0.0 : b == 0 ? r : both ? v : r;
@@ -136,9 +136,9 @@ inline double apply(double a, double b, const Operands& o) {
         if (a < 0 && std::fabs(b) < 1) return r; // no real fractional power of a negative number
         return std::pow(a, b);
     } else if constexpr (C == op::kEq) {
-        return both ? truth(!(a < bandLow(b, o.factor)) & !(a > bandHigh(b, o.factor))) : r;
+        return both ? truth(!(a < bandLow(b, o.factor)) && !(a > bandHigh(b, o.factor))) : r;
     } else if constexpr (C == op::kNe) {
-        return both ? truth((a < bandLow(b, o.factor)) | (a > bandHigh(b, o.factor))) : r;
+        return both ? truth((a < bandLow(b, o.factor)) || (a > bandHigh(b, o.factor))) : r;
     } else if constexpr (C == op::kLt) {
         return both ? truth(a < bandLow(b, o.factor)) : r;
     } else if constexpr (C == op::kLe) {
