@@ -46,6 +46,8 @@ inline double upperBand(const bench::Walk& w, int32_t i) {
 inline double lowerBand(const bench::Walk& w, int32_t i) {
     return (w.high[i] + w.low[i]) / 2.0 - 3.0 * (w.high[i] - w.low[i]);
 }
+// a swing of strength 2 on every tenth bar, as a swing series holds them
+inline double swings(const bench::Walk&, int32_t i) { return i % 10 == 0 ? 2.0 : 0.0; }
 // the bar's change in percent
 inline double change(const bench::Walk& w, int32_t i) { return 100.0 * (w.close[i] - w.open[i]) / w.open[i]; }
 } // namespace src
