@@ -20,4 +20,10 @@ struct MarketView {
     bool present(int32_t i) const { return close[i] != missing; }
 };
 
+// Whether the market has enough bars for a look-back of n bars (its last bar index reaches n);
+// an export that needs them returns kTooFewBars otherwise.
+inline bool enoughBars(const BarRecord& market, int64_t lookBack) {
+    return static_cast<int64_t>(market.barCount) - 1 >= lookBack;
+}
+
 } // namespace fk

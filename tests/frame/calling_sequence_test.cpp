@@ -44,12 +44,12 @@ TEST_F(CallingSequenceTest, StatusOfEachFault) {
         Market market({{40000, 1, 2, 0.5, 1.5, 100}});
         market.tick(0.25, 12.5);
         Text text("t");
-        Call call("TickMove");
+        Call call("DateTime");
         c.build(call, out, market, text);
         EXPECT_EQ(call.run(c.startBar), c.want);
         EXPECT_EQ(call.error(), c.message);
         if (c.want == 0 && c.startBar == 0) {
-            EXPECT_EQ(out.values(), std::vector<double>{0.25});
+            EXPECT_EQ(out.values(), std::vector<double>{40000});
         }
     }
 }
@@ -57,7 +57,7 @@ TEST_F(CallingSequenceTest, StatusOfEachFault) {
 TEST_F(CallingSequenceTest, NegativeStartBarIsStoredBackAsZero) {
     Series out;
     Market market;
-    Call call("TickValue");
+    Call call("Day");
     call.out(out).arg(market);
     EXPECT_EQ(call.run(-7), 0);
     EXPECT_EQ(call.block().startBar, 0);

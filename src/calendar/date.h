@@ -1,0 +1,92 @@
+// Calendar arithmetic of bar date-times: day numbers, calendar dates, clock times, Easter and
+// the trading day a bar belongs to. The trading calendar, the seasonal functions and the time
+// zones are built on these.
+//
+// A day number counts whole days from 30 December 1899 (day 0; day 25569 is 1 January 1970);
+// a BarDateTime adds the time of day as a fraction (0.5 is noon).
+#pragma once
+#include <cstdint>
+
+namespace fk {
+struct BarRecord;
+}
+
+namespace fk::calendar {
+
+using BarDateTime = double;
+
+// Years below the pivot are read as 20xx, years from it to 99 as 19xx.
+inline constexpr int32_t kTwoDigitYearPivot = 15;
+// Day number of 1 January of year 1: dates before it have no day, month or year.
+inline constexpr int32_t kFirstDayOfYearOne = -693593;
+inline constexpr int32_t kMillisPerDay = 86400000;
+
+struct Date {
+    int32_t year = 0;
+    int32_t month = 0;
+    int32_t day = 0;
+
+    // year x 10000 + month x 100 + day, held to the 32-bit range
+    int32_t yyyymmdd() const;
+    bool operator==(const Date&) const = default;
+};
+
+// Conversions of a double to a 32-bit integer without undefined behaviour: values beyond the
+// range are held at its ends and NaN becomes 0.
+int32_t truncToInt32(double v);
+int32_t floorToInt32(double v);
+
+// Day number of a proleptic Gregorian date taken as given: no two-digit years, month 1..12,
+// a day beyond the month's end running on into the next month.
+int32_t civilDayNumber(int32_t year, int32_t month, int32_t day);
+
+// Day number of year, month, day; with month and day both 0 the year is a YYYYMMDD integer.
+// The month is carried into the year, two-digit years follow the pivot, a negative year gives 0.
+int32_t DayNumberFromDate(int32_t year, int32_t month, int32_t day);
+// The date of a day number; all zero for days too early to convert.
+Date DateFromDayNumber(int32_t dayNumber);
+// The same without the cache: for loops that keep their own last day.
+Date civilDate(int32_t dayNumber);
+// A YYYYMMDD integer split, the month held to at most 12 and the day to the month's length.
+Date SplitYyyymmdd(int32_t yyyymmdd);
+// 28..31; 0 for a month outside 1..12.
+int32_t DaysInMonth(int32_t year, int32_t month);
+// The month brought into 1..12, whole years carried into the year.
+void NormalizeMonth(int32_t& year, int32_t& month);
+// 0 Sunday .. 6 Saturday.
+int WeekdayOf(int32_t dayNumber);
+int WeekdayOf(int32_t year, int32_t month, int32_t day);
+// Monday to Friday.
+bool IsBusinessDay(int32_t dayNumber);
+bool IsBusinessDay(int32_t year, int32_t month, int32_t day);
+// Day number of Easter Sunday (Gregorian computus); 0 for years before 1583.
+int32_t EasterSunday(int32_t year);
+// Milliseconds since midnight, rounded to the nearest millisecond.
+int32_t MillisOfDay(BarDateTime v);
+
+// A date-time from the six numbers of DateToJulian: a YYYYMMDD date (18,000,000 and above), a day
+// number (month and day both 0 or below) or a year with month and day; the time a fraction of a
+// day (between 0 and 1) or a clock reading in the given form:
+//   negative HHMMSS, 0 (and above 3) HHMM plus seconds, 1 minutes plus seconds,
+//   2 seconds, 3 milliseconds after midnight.
+// A date that is not a whole number above -700,000 gives -999999.
+BarDateTime MakeDateTime(double date, int32_t month, int32_t day, double time, int32_t form, double seconds);
+
+// The session minutes of a market (minutes after midnight) that decide a bar's trading day.
+struct SessionBounds {
+    int32_t start;    // S: session start
+    int32_t innerEnd; // P: inner session end
+    int32_t dayEnd;   // E: day end, 1440 where the market says 0
+    int32_t start2;   // S2: second session start
+    int32_t end2;     // P2: second session end
+
+    static SessionBounds of(const BarRecord& market);
+};
+
+// The trading day of a bar stamped v: a bar at or after the day end belongs to the next day.
+// With the session flag, weekend days and bars outside the sessions give 0.
+int32_t tradingDayOf(BarDateTime v, const SessionBounds& session, bool sessionFlag);
+// The same for bar `bar` of a market, read through its date-time series.
+int32_t TradingDayNumber(const BarRecord& market, int32_t bar, bool sessionFlag);
+
+} // namespace fk::calendar

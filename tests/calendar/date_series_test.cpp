@@ -1,0 +1,229 @@
+// The bar-based date exports, the "Of" exports of date-time values, SecondsInBar and DateToJulian.
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "calendar/date.h"
+#include "host/hostkit.h"
+#include "support/heap_check.h"
+
+namespace fk {
+namespace {
+
+using host::Call;
+using host::Market;
+using host::Series;
+using testing::HeapChecked;
+using calendar::DayNumberFromDate;
+
+constexpr double F = kMissing;
+
+double at(int32_t y, int32_t m, int32_t d, int32_t hh = 0, int32_t mm = 0, int32_t ss = 0) {
+    return DayNumberFromDate(y, m, d) + (hh * 3600 + mm * 60 + ss) / 86400.0;
+}
+
+std::vector<host::Bar> barsAt(const std::vector<double>& stamps) {
+    std::vector<host::Bar> bars;
+    for (double t : stamps) bars.push_back({t, 10, 11, 9, 10, 100});
+    return bars;
+}
+
+std::vector<double> run(const char* name, Market& m, int32_t start = 0) {
+    Series out;
+    Call call(name);
+    call.out(out).arg(m);
+    EXPECT_EQ(call.run(start), 0) << name;
+    return out.values();
+}
+
+class DateSeriesTest : public HeapChecked {};
+
+TEST_F(DateSeriesTest, BarFieldsUseTheTradingDayAndTheOwnClock) {
+    // day end 17:00, no second session: a Sunday 18:00 bar trades on Monday
+    const double sunday1800 = at(2014, 3, 16, 18, 0), friday1800 = at(2014, 3, 14, 18, 0);
+    const double leapLast = at(2012, 12, 31, 9, 45, 30);
+    Market m(barsAt({sunday1800, friday1800, leapLast, F}));
+    m.session(570, 960, 1020);
+    struct Case {
+        const char* name;
+        std::vector<double> want;
+    };
+    const Case cases[] = {
+        {"DateTime", {sunday1800, friday1800, leapLast, F}},
+        {"Day", {17, 30, 31, F}},          // a weekend bar reads as 30 December 1899
+        {"Month", {3, 12, 12, F}},
+        {"Year", {2014, 1899, 2012, F}},
+        {"DayOfWeek", {1, 6, 1, F}},
+        {"DayOfYear", {76, 364, 366, F}},
+        {"Hour", {18, 18, 9, F}},
+        {"Minute", {0, 0, 45, F}},
+        {"Seconds", {0, 0, 30, F}},
+    };
+    for (const Case& c : cases) EXPECT_EQ(run(c.name, m), c.want) << c.name;
+}
+
+TEST_F(DateSeriesTest, BarFieldsHonourTheStartBarAndTheDecoratedNames) {
+    Market m(barsAt({at(2014, 3, 17, 10), at(2014, 3, 17, 11, 5), at(2014, 3, 17, 12, 10)}));
+    Series out = Series::of({-1, -1});
+    Call call("Minute");
+    call.out(out).arg(m);
+    ASSERT_EQ(call.run(1), 0);
+    EXPECT_EQ(out.values(), (std::vector<double>{-1, 5, 10}));
+    ASSERT_EQ(call.run(5), 0); // past the last bar: nothing
+    EXPECT_EQ(out.count(), 3);
+
+    host::Library lib;
+    ASSERT_TRUE(lib.loaded()) << lib.loadError();
+    for (const char* name : {"Hour", "Minute"}) {
+        const ExportEntry* e = findExport(name);
+        ASSERT_NE(e, nullptr);
+        ASSERT_NE(e->decorated, nullptr);
+        EntryPoint decorated = lib.symbol(librarySymbolName(e->decorated).c_str());
+        ASSERT_NE(decorated, nullptr) << e->decorated;
+        Series viaDecorated;
+        Call c(*e, decorated);
+        c.out(viaDecorated).arg(m);
+        ASSERT_EQ(c.run(0), 0);
+        EXPECT_EQ(viaDecorated.values(), run(name, m)) << name;
+    }
+}
+
+TEST_F(DateSeriesTest, FieldsOfDateTimeValues) {
+    const double v = at(2014, 3, 15, 15, 30, 45);
+    Series in = Series::of({v, at(2012, 12, 31), -693593.5, -693593, F});
+    struct Case {
+        const char* name;
+        std::vector<double> want;
+    };
+    const Case cases[] = {
+        {"DayOf", {15, 31, 0, 1, F}},
+        {"MonthOf", {3, 12, 0, 1, F}},
+        {"YearOf", {2014, 2012, 0, 1, F}},
+        {"WeekDayOf", {6, 1, 1, 1, F}},
+        {"DayInYearOf", {74, 366, 0, 1, F}},
+        {"HourOf", {15, 0, 12, 0, F}},
+        {"MinuteOf", {30, 0, 0, 0, F}},
+        {"SecondOf", {45, 0, 0, 0, F}},
+    };
+    for (const Case& c : cases) {
+        Series out;
+        Call call(c.name);
+        call.out(out).arg(in);
+        ASSERT_EQ(call.run(7), 0) << c.name; // no start bar: every element is written
+        EXPECT_EQ(out.values(), c.want) << c.name;
+    }
+}
+
+TEST_F(DateSeriesTest, OfAConstantIsAConstantOfTheSameLength) {
+    for (int32_t n : {1, 4}) {
+        Series in = Series::constant(at(2014, 3, 15), n);
+        Series out = Series::of({7, 7, 7, 7, 7, 7});
+        Call call("WeekDayOf");
+        call.out(out).arg(in);
+        ASSERT_EQ(call.run(0), 0);
+        EXPECT_TRUE(out.isConstant());
+        EXPECT_EQ(out.values(), std::vector<double>(static_cast<std::size_t>(n), 6.0));
+    }
+    Series out;
+    Call number("YearOf");
+    number.out(out).arg(at(2014, 3, 15)); // a Number where a series is wanted
+    ASSERT_EQ(number.run(0), 0);
+    EXPECT_EQ(out.values(), std::vector<double>{2014});
+}
+
+TEST_F(DateSeriesTest, OfASeriesWithAnOffsetReadsTheFillBeforeIt) {
+    Series in = Series::of({at(2014, 3, 15), at(2014, 4, 20), at(2014, 5, 25)});
+    in.setOffset(1);
+    Series out;
+    Call call("DayOf");
+    call.out(out).arg(in);
+    ASSERT_EQ(call.run(0), 0);
+    EXPECT_EQ(out.values(), (std::vector<double>{F, 15, 20}));
+}
+
+TEST_F(DateSeriesTest, SecondsInBar) {
+    struct Case {
+        const char* name;
+        int32_t period;
+        std::vector<double> stamps;
+        std::vector<double> want;
+    };
+    std::vector<double> hourly;
+    for (int h = 10; h <= 15; ++h) hourly.push_back(at(2014, 3, 17, h, 30));
+    hourly.push_back(at(2014, 3, 17, 16, 0));
+    const Case cases[] = {
+        {"5-minute bars", 0x03000005, {at(2014, 3, 17, 9, 32), at(2014, 3, 17, 9, 37)}, {120, 300}},
+        {"60-minute bars from 09:30", 0x0300003C, hourly, {3600, 3600, 3600, 3600, 3600, 3600, 1800}},
+        {"60-minute bars on the hour", 0x0300003C, {at(2014, 3, 17, 10), at(2014, 3, 17, 11)}, {1800, 3600}},
+        {"a gap does not lengthen a bar", 0x03000005, {at(2014, 3, 17, 10, 0), at(2014, 3, 17, 11, 0)}, {300, 300}},
+        {"100-trade bars", 0x02000064, {at(2014, 3, 17, 9, 30, 7), at(2014, 3, 17, 9, 30, 10)}, {7, 3}},
+        {"stamps out of order", 0x02000064, {at(2014, 3, 17, 9, 40), at(2014, 3, 17, 9, 35)}, {600, 0}},
+        {"evening session before the start", 0x01000000, {at(2014, 3, 17, 8, 30)}, {82800}},
+        {"missing stamp", 0x02000064, {at(2014, 3, 17, 9, 40), F, at(2014, 3, 17, 9, 45)}, {600, F, 900}},
+        {"daily", 0x11000001, {at(2014, 3, 17), at(2014, 3, 18)}, {86400, 86400}},
+        {"3 days", 0x11000003, {at(2014, 3, 17)}, {259200}},
+        {"weekly", 0x12000001, {at(2014, 3, 17)}, {604800}},
+        {"monthly", 0x13000001, {at(2014, 2, 28), at(2012, 2, 29)}, {2419200, 2505600}},
+        {"quarterly", 0x14000001, {at(2014, 3, 31), at(2014, 11, 28)}, {7776000, 7948800}},
+        {"two months", 0x13000002, {at(2014, 3, 31)}, {5097600}},
+        {"two months over the turn of the year", 0x13000002, {at(2014, 1, 31)}, {5356800}},
+        {"yearly", 0x15000001, {at(2012, 6, 30)}, {31622400}},
+        {"daily renko", 0x16000064, {at(2014, 3, 10), at(2014, 3, 13)}, {86400, 259200}},
+    };
+    for (const Case& c : cases) {
+        Market m(barsAt(c.stamps));
+        m.period(c.period).session(570, 960, 1020);
+        EXPECT_EQ(run("SecondsInBar", m), c.want) << c.name;
+    }
+}
+
+TEST_F(DateSeriesTest, ChunkedCallsGiveWhatOneCallGives) {
+    std::vector<double> stamps;
+    for (int i = 0; i < 40; ++i) stamps.push_back(at(2014, 3, 14, 9, 30) + i * 0.07);
+    const std::vector<host::Bar> all = barsAt(stamps);
+    for (const char* name : {"Day", "DayOfYear", "SecondsInBar", "Hour"}) {
+        Market whole(all);
+        whole.period(0x0300001E).session(570, 960, 1020);
+        const std::vector<double> want = run(name, whole);
+
+        Market growing;
+        growing.period(0x0300001E).session(570, 960, 1020);
+        Series out;
+        Call call(name);
+        call.out(out).arg(growing);
+        ASSERT_EQ(host::playChunks(call, 40, 7,
+                                   [&](int32_t n) {
+                                       while (growing.barCount() < n) growing.append(all[growing.barCount()]);
+                                   }),
+                  0);
+        EXPECT_EQ(out.values(), want) << name;
+    }
+}
+
+TEST_F(DateSeriesTest, DateToJulianMakesOneConstant) {
+    struct Case {
+        std::vector<double> args;
+        double want;
+    };
+    const Case cases[] = {
+        {{20140315, 0, 0, 1530, 0, 0}, 41713 + 55800 / 86400.0},
+        {{2014, 3, 15, 153045, -1, 0}, 41713 + 55845 / 86400.0},
+        {{2014, 3.9, 15.2, 0, 0, 0}, 41713},           // month and day truncated
+        {{2014, 65536 + 3, 15, 0, 0, 0}, 41713},       // and held to 16 bits
+        {{2014.5, 3, 15, 0, 0, 0}, F},
+    };
+    for (const Case& c : cases) {
+        Series out = Series::of({1, 2, 3});
+        Call call("DateToJulian");
+        call.out(out);
+        for (double v : c.args) call.arg(v);
+        ASSERT_EQ(call.run(0), 0);
+        EXPECT_TRUE(out.isConstant());
+        EXPECT_EQ(out.count(), 1);
+        EXPECT_DOUBLE_EQ(out.at(0), c.want) << c.args[0];
+    }
+}
+
+} // namespace
+} // namespace fk

@@ -1,0 +1,344 @@
+// Zone rules, the built-in zones, conversions checked against the system's zone database, the
+// host zone as a rule, and TimeConvert.
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cmath>
+#include <cstdlib>
+#include <ctime>
+#include <string>
+#include <thread>
+#include <unistd.h>
+#include <vector>
+
+#include "calendar/date.h"
+#include "calendar/zone.h"
+#include "host/hostkit.h"
+#include "platform/host_zone.h"
+#include "support/heap_check.h"
+
+namespace fk::calendar {
+namespace {
+
+using host::Call;
+using host::Market;
+using host::Series;
+
+constexpr double F = kMissing;
+const std::string kUs = kUnitedStatesRules;
+
+double at(int32_t y, int32_t m, int32_t d, int32_t hh = 0, int32_t mm = 0) {
+    return DayNumberFromDate(y, m, d) + (hh * 60 + mm) / 1440.0;
+}
+
+// TZ set for one scope, the old value put back afterwards.
+class ScopedTz {
+public:
+    explicit ScopedTz(const char* zone) {
+        if (const char* old = std::getenv("TZ")) old_ = old, had_ = true;
+        setenv("TZ", zone, 1);
+        tzset();
+    }
+    ~ScopedTz() {
+        if (had_) setenv("TZ", old_.c_str(), 1);
+        else unsetenv("TZ");
+        tzset();
+        currentHostRule(true);
+    }
+
+private:
+    std::string old_;
+    bool had_ = false;
+};
+
+bool haveZone(const std::string& zone) { return access(("/usr/share/zoneinfo/" + zone).c_str(), R_OK) == 0; }
+
+TEST(ZoneRuleTest, Parsing) {
+    struct Case {
+        const char* rule;
+        int32_t offset;
+        int segments;
+    };
+    const Case cases[] = {
+        {"-300", -300, 0},
+        {"", 0, 0},
+        {"garbage", 0, 0},
+        {"+60|0,3/LS,10/LS", 60, 1},
+        {" -300 | 2007 , 3/2S , 11/1S , 60 ", -300, 1},
+        {"60|abc|2000,3/LS,10/LS|2001,13/1S,10/LS|2002,3/6S,1/1S|2003,3/1X,1/1S|2004,3/1S|2005,3/1s,10/ls,x", 60, 1},
+        {"-300|1955,4/LS,10/LS|1974,1/1S,10/LS|1975,2/LS,10/LS|1976,4/LS,10/LS|1987,4/1S,10/LS|2007,3/2S,11/1S", -300, 6},
+        {"99999999999", 1000000000, 0},
+    };
+    for (const Case& c : cases) {
+        const ZoneRule z = ZoneRule::parse(c.rule);
+        EXPECT_EQ(z.standardOffset(), c.offset) << c.rule;
+        EXPECT_EQ(z.segmentCount(), c.segments) << c.rule;
+    }
+    std::string many = "0";
+    for (int y = 1900; y < 1950; ++y) many += "|" + std::to_string(y) + ",4/1S,10/LS";
+    EXPECT_EQ(ZoneRule::parse(many).segmentCount(), ZoneRule::kMaxSegments);
+}
+
+TEST(ZoneRuleTest, NamesAndOffsets) {
+    struct Case {
+        const char* name;
+        std::string rule;
+        int32_t offset;
+    };
+    const Case cases[] = {
+        {"GMT", "0", 0},         {"utc", "0", 0},           {"gMt", "0", 0},
+        {"NY", "-300" + kUs, -300}, {"ny", "-300" + kUs, -300}, {"Chi", "-360" + kUs, -360},
+        {"540", "540", 540},     {"-210|0,3/2S,11/1S", "-210|0,3/2S,11/1S", -210},
+    };
+    for (const Case& c : cases) {
+        EXPECT_EQ(ResolveZone(c.name), c.rule) << c.name;
+        EXPECT_EQ(StandardOffset(c.name), c.offset) << c.name;
+    }
+}
+
+TEST(ZoneRuleTest, DaylightShiftOfLocalTimes) {
+    struct Case {
+        const char* what;
+        const char* zone;
+        double v;
+        bool standardClock;
+        int32_t shift;
+    };
+    const Case cases[] = {
+        {"before the history", "NY", at(1954, 7, 1), false, 0},
+        {"1970 summer, 1955 segment", "NY", at(1970, 7, 1), false, 60},
+        {"1970, Saturday before the last Sunday of April", "NY", at(1970, 4, 25, 12), false, 0},
+        {"1970, last Sunday of April after 02:00", "NY", at(1970, 4, 26, 2), false, 60},
+        {"1974 starts in January", "NY", at(1974, 1, 6, 3), false, 60},
+        {"1974, the day before", "NY", at(1974, 1, 5, 12), false, 0},
+        {"2014, 01:59 on the change day", "NY", at(2014, 3, 9, 1, 59), false, 0},
+        {"2014, 02:00 on the change day", "NY", at(2014, 3, 9, 2), false, 60},
+        {"2014, 01:59 daylight clock at the end", "NY", at(2014, 11, 2, 1, 59), false, 60},
+        {"2014, 02:00 at the end", "NY", at(2014, 11, 2, 2), false, 0},
+        {"2014, 00:59 standard clock at the end", "NY", at(2014, 11, 2, 0, 59), true, 60},
+        {"2014, 01:00 standard clock at the end", "NY", at(2014, 11, 2, 1), true, 0},
+        {"UTC has none", "UTC", at(2014, 7, 1), false, 0},
+        {"custom shift", "60|0,3/LS,10/LS,30", at(2014, 7, 1), false, 30},
+        {"fifth Sunday of a month with four is its last", "0|0,2/5S,10/LS", at(2015, 2, 22, 3), false, 60},
+        {"the Saturday before", "0|0,2/5S,10/LS", at(2015, 2, 21, 3), false, 0},
+        {"southern summer, January", "600|0,10/1S,4/1S", at(2014, 1, 15), false, 60},
+        {"southern winter, July", "600|0,10/1S,4/1S", at(2014, 7, 1), false, 0},
+        {"southern summer, December", "600|0,10/1S,4/1S", at(2014, 12, 1), false, 60},
+        {"start equals end", "0|0,4/1S,4/1S", at(2014, 4, 6, 12), false, 0},
+        {"year 0 applies from the beginning", "0|0,4/1S,10/LS", at(1, 7, 1) + 0 * 693593, false, 60},
+    };
+    for (const Case& c : cases) {
+        const ZoneRule z = ZoneRule::named(c.zone);
+        EXPECT_EQ(z.daylightShift(c.v, c.standardClock), c.shift) << c.what;
+        if (!c.standardClock) {
+            EXPECT_EQ(DaylightShift(c.v, c.zone), c.shift) << c.what;
+        }
+    }
+}
+
+TEST(ZoneRuleTest, ConvertZone) {
+    struct Case {
+        const char* what;
+        double v;
+        const char* from;
+        const char* to;
+        double want;
+        int32_t minutes;
+    };
+    const Case cases[] = {
+        {"NY summer to GMT", at(2014, 7, 1, 23, 30), "NY", "GMT", at(2014, 7, 2, 3, 30), 240},
+        {"NY winter to GMT", at(2014, 1, 15, 23, 30), "ny", "gmt", at(2014, 1, 16, 4, 30), 300},
+        {"CHI to NY", at(2014, 7, 1, 10), "CHI", "NY", at(2014, 7, 1, 11), 60},
+        {"CHI to NY, winter", at(2014, 1, 15, 10), "CHI", "NY", at(2014, 1, 15, 11), 60},
+        {"the same name in another case", at(2014, 7, 1, 10), "ny", "NY", at(2014, 7, 1, 10), 0},
+        {"GMT to UTC", at(2014, 7, 1, 10), "GMT", "UTC", at(2014, 7, 1, 10), 0},
+        {"GMT to a rule", at(2014, 7, 1, 10), "GMT", "60|0,3/LS,10/LS", at(2014, 7, 1, 12), 120},
+        {"before year 1", -693593.0, "NY", "GMT", -693593.0, 0},
+        {"missing value", F, "NY", "GMT", F, 0},
+    };
+    for (const Case& c : cases) {
+        double v = c.v;
+        EXPECT_EQ(ConvertZone(v, c.from, c.to), c.minutes) << c.what;
+        EXPECT_NEAR(v, c.want, 1e-9) << c.what;
+    }
+}
+
+// Every hour of the year, to and from the zone, against the system's zone database.
+void compareWithZoneDatabase(const char* builtIn, const char* tzName, int year) {
+    ScopedTz tz(tzName);
+    tm first{};
+    first.tm_year = year - 1900;
+    first.tm_mday = 1;
+    const time_t from = timegm(&first);
+    first.tm_year += 1;
+    const time_t to = timegm(&first);
+    auto local = [](time_t u) {
+        tm l{};
+        localtime_r(&u, &l);
+        return civilDayNumber(l.tm_year + 1900, l.tm_mon + 1, l.tm_mday) +
+               (l.tm_hour * 3600 + l.tm_min * 60 + l.tm_sec) / 86400.0;
+    };
+    const ZoneConverter toLocal("GMT", builtIn), toUtc(builtIn, "GMT");
+    int failures = 0;
+    for (time_t u = from; u < to && failures < 5; u += 3600) {
+        const double utc = 25569 + static_cast<double>(u) / 86400.0;
+        const double wall = local(u);
+        double there = utc;
+        toLocal.convert(there);
+        // the hour repeated when the clocks go back is read as its first occurrence
+        const bool repeated = local(u - 3600) == wall;
+        double back = wall;
+        toUtc.convert(back);
+        const double wantBack = repeated ? utc - 1 / 24.0 : utc;
+        if (std::fabs(there - wall) > 1e-7 || std::fabs(back - wantBack) > 1e-7) {
+            ++failures;
+            ADD_FAILURE() << builtIn << " " << year << ": UTC " << utc << " local " << wall << " got " << there
+                          << ", back " << back;
+        }
+    }
+}
+
+TEST(ZoneRuleTest, NewYorkAndChicagoAgreeWithTheZoneDatabase) {
+    for (const char* zone : {"America/New_York", "America/Chicago"})
+        if (!haveZone(zone)) GTEST_SKIP() << "no zone database entry /usr/share/zoneinfo/" << zone;
+    for (int year : {1970, 1974, 1975, 1976, 1986, 1987, 2006, 2007, 2024}) {
+        compareWithZoneDatabase("NY", "America/New_York", year);
+        compareWithZoneDatabase("CHI", "America/Chicago", year);
+    }
+}
+
+TEST(HostZoneTest, RuleForms) {
+    using platform::HostZone;
+    const platform::ZoneTransition usOn{3, 2, 0, 2, 0}, usOff{11, 1, 0, 2, 0};
+    struct Case {
+        const char* what;
+        HostZone zone;
+        std::string rule;
+    };
+    const Case cases[] = {
+        {"no daylight saving", {-540, 0, 0, false, {}, {}}, "540"},
+        {"west of UTC, none", {300, 0, 0, false, {}, {}}, "-300"},
+        {"United States, central", {360, 0, -60, true, usOn, usOff}, "-360" + kUs},
+        {"United States, Alaska", {540, 0, -60, true, usOn, usOff}, "-540" + kUs},
+        {"United States rule outside the biases", {240, 0, -60, true, usOn, usOff}, "-240|0,3/2S,11/1S,60"},
+        {"changes at different hours", {300, 0, -60, true, usOn, {11, 1, 0, 1, 0}}, "-300|0,3/2S,11/1S,60"},
+        {"central Europe", {-60, 0, -60, true, {3, 5, 0, 2, 0}, {10, 5, 0, 3, 0}}, "60|0,3/5S,10/5S,60"},
+        {"half-hour shift", {-630, 0, -30, true, {10, 1, 0, 2, 0}, {4, 1, 0, 2, 0}}, "630|0,10/1S,4/1S,30"},
+    };
+    for (const Case& c : cases) EXPECT_EQ(hostZoneRule(c.zone), c.rule) << c.what;
+}
+
+TEST(HostZoneTest, TheSystemZoneAsARuleKeptUntilRefreshed) {
+    struct Case {
+        const char* tz;
+        std::string rule;
+    };
+    const Case cases[] = {
+        {"America/New_York", "-300" + kUs},
+        {"America/Chicago", "-360" + kUs},
+        {"Europe/Berlin", "60|0,3/5S,10/5S,60"},
+        {"Asia/Tokyo", "540"},
+        {"Australia/Sydney", "600|0,10/1S,4/1S,60"},
+        {"UTC", "0"},
+    };
+    for (const Case& c : cases) {
+        if (!haveZone(c.tz)) GTEST_SKIP() << "no zone database entry /usr/share/zoneinfo/" << c.tz;
+        ScopedTz tz(c.tz);
+        EXPECT_EQ(currentHostRule(true), c.rule) << c.tz;
+        EXPECT_EQ(ResolveZone(""), c.rule) << c.tz;
+        EXPECT_EQ(ResolveZone("local"), c.rule) << c.tz;
+    }
+    ScopedTz ny("America/New_York");
+    currentHostRule(true);
+    setenv("TZ", "Asia/Tokyo", 1);
+    // younger than its lifetime: the rule is not rebuilt
+    EXPECT_EQ(ResolveZone("LOCAL"), "-300" + kUs);
+    EXPECT_EQ(StandardOffset(""), -300);
+    EXPECT_EQ(currentHostRule(true), "540");
+    EXPECT_EQ(StandardOffset("Local"), 540);
+}
+
+TEST(HostZoneTest, ReadersNeverSeeAHalfWrittenRule) {
+    if (!haveZone("Europe/Berlin")) GTEST_SKIP() << "no zone database entry /usr/share/zoneinfo/Europe/Berlin";
+    ScopedTz tz("Europe/Berlin");
+    const std::string want = currentHostRule(true);
+    std::atomic<int> wrong{0};
+    std::thread refresher([&] {
+        for (int i = 0; i < 200; ++i)
+            if (currentHostRule(true) != want) ++wrong;
+    });
+    for (int i = 0; i < 2000; ++i) {
+        if (ResolveZone("LOCAL") != want) ++wrong;
+        if (StandardOffset("") != 60) ++wrong;
+    }
+    refresher.join();
+    EXPECT_EQ(wrong.load(), 0);
+}
+
+class TimeConvertTest : public testing::HeapChecked {};
+
+std::vector<host::Bar> barsAt(const std::vector<double>& stamps) {
+    std::vector<host::Bar> bars;
+    for (double t : stamps) bars.push_back({t, 10, 11, 9, 10, 100});
+    return bars;
+}
+
+std::vector<double> timeConvert(Market& m, const char* target, Series out = Series(), int32_t start = 0) {
+    host::Text zone(target);
+    Call call("TimeConvert");
+    call.out(out).arg(m).arg(zone);
+    EXPECT_EQ(call.run(start), 0);
+    return out.values();
+}
+
+TEST_F(TimeConvertTest, ClockNumbersInTheTargetZone) {
+    const std::vector<double> stamps = {at(2014, 7, 1, 23, 30), at(2014, 1, 15, 23, 30), F, at(2014, 3, 9, 9, 45)};
+    struct Case {
+        const char* what;
+        const char* marketZone;
+        const char* target;
+        std::vector<double> want;
+    };
+    const Case cases[] = {
+        {"no zone is New York", "", "GMT", {330, 430, F, 1345}},
+        {"NY in lower case", "ny", "utc", {330, 430, F, 1345}},
+        {"Chicago to New York", "CHI", "NY", {30, 30, F, 1045}},
+        {"the same zone", "NY", "ny", {2330, 2330, F, 945}},
+        {"to a written rule", "GMT", "-300|0,3/2S,11/1S", {1930, 1830, F, 545}},
+    };
+    for (const Case& c : cases) {
+        Market m(barsAt(stamps));
+        m.period(0x03000001).zone(c.marketZone);
+        EXPECT_EQ(timeConvert(m, c.target), c.want) << c.what;
+    }
+}
+
+TEST_F(TimeConvertTest, StartBarAndDailyMarkets) {
+    Market m(barsAt({at(2014, 7, 1, 10), at(2014, 7, 1, 11), at(2014, 7, 1, 12)}));
+    m.period(0x03000001);
+    EXPECT_EQ(timeConvert(m, "GMT", Series::of({-1}), 1), (std::vector<double>{-1, 1500, 1600}));
+    m.period(0x11000001); // daily bars: left alone
+    EXPECT_EQ(timeConvert(m, "GMT", Series::of({-1})), (std::vector<double>{-1}));
+}
+
+TEST_F(TimeConvertTest, DailyBarsAreTakenAtTheirSessionClose) {
+    struct Case {
+        int16_t innerEnd, dayEnd;
+        double want; // the bar's close in GMT
+    };
+    const Case cases[] = {
+        {960, 1020, at(2014, 7, 1, 20)},
+        {0, 1020, at(2014, 7, 1, 21)},
+        {0, 0, at(2014, 7, 1, 20, 30)},
+        {-5, -5, at(2014, 7, 1, 20, 30)},
+    };
+    for (const Case& c : cases) {
+        Market m(barsAt({at(2014, 7, 1)}));
+        m.period(0x11000001).session(570, c.innerEnd, c.dayEnd);
+        const BarClock clock(m.record(), "GMT");
+        EXPECT_NEAR(clock.at(0), c.want, 1e-9) << c.innerEnd << " " << c.dayEnd;
+    }
+}
+
+} // namespace
+} // namespace fk::calendar
