@@ -93,9 +93,11 @@ struct Update {
     std::string row;
     std::string exportName;
     std::vector<Source> inputs; // the series parameters, in order, appended to bar by bar
-    // the parameters after the Return Value, `series` built from `inputs`
-    std::function<void(host::Call&, std::vector<host::Series>& series)> bind;
+    // the parameters after the Return Value, `series` built from `inputs`; `market` holds the
+    // walk's bars, appended to bar by bar too, where `usesMarket`
+    std::function<void(host::Call&, std::vector<host::Series>& series, host::Market& market)> bind;
     std::string pairRow;        // the pair row whose peers give the cost of the same update
+    bool usesMarket = false;
 };
 
 std::vector<Pair> makePairs(Data& d);

@@ -9,10 +9,15 @@ using Inputs = std::vector<host::Series>&;
 
 // The series in order, then the numbers.
 auto args(std::vector<double> numbers) {
-    return [numbers](host::Call& c, Inputs s) {
+    return [numbers](host::Call& c, Inputs s, host::Market&) {
         for (host::Series& x : s) c.arg(x);
         for (double n : numbers) c.arg(n);
     };
+}
+
+// An export of the market alone.
+Update ofMarket(const char* name) {
+    return {name, name, {}, [](host::Call& c, Inputs, host::Market& m) { c.arg(m); }, "", true};
 }
 
 } // namespace
@@ -36,7 +41,7 @@ std::vector<Update> makeUpdates() {
          args({}), ""},
         {"IsBitTrueDLL (3) of volume", "IsBitTrueDLL", {src::volume}, args({3}), ""},
         {"ArrayOperation \"+\" of close and open", "ArrayOperation", {src::close, src::open},
-         [](host::Call& c, Inputs s) {
+         [](host::Call& c, Inputs s, host::Market&) {
              static host::Text plus("+");
              c.arg(s[0]).arg(plus).arg(s[1]);
          },
@@ -62,6 +67,9 @@ std::vector<Update> makeUpdates() {
         {"QQE_Trailer (band 5)", "QQE_Trailer", {src::stoch}, args({5}), ""},
         {"TTM_Trend (6) of close and open", "TTM_Trend", {src::close, src::open}, args({6}), ""},
     };
+    for (const char* name : {"DateTime", "Day", "Month", "Year", "DayOfWeek", "DayOfYear", "Hour", "Minute", "Seconds",
+                             "SecondsInBar"})
+        u.push_back(ofMarket(name));
     return u;
 }
 
