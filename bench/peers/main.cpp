@@ -312,6 +312,7 @@ int run(int argc, char** argv) {
         const double us = c.ns(key("pair", p.row, kUs)) / kBars;
         const double ta = c.ns(key("pair", p.row, kTalib)) / kBars;
         const double ti = c.ns(key("pair", p.row, kTulip)) / kBars;
+        if (std::isnan(us) && std::isnan(ta) && std::isnan(ti)) continue; // filtered out
         const double ratio = us / fasterOf(ta, ti);
         std::string peersText = p.talib.fn;
         if (p.tulip) peersText += (peersText.empty() ? "" : ", ") + p.tulip.fn;
@@ -348,6 +349,7 @@ int run(int argc, char** argv) {
         const double taOne = c.ns(key("update", u->row, kTalib));
         const double taFull = c.ns(key("pair", u->pairRow, kTalib));
         const double tiFull = c.ns(key("pair", u->pairRow, kTulip));
+        if (std::isnan(one) && std::isnan(full)) continue; // filtered out
         const double times = fasterOf(full, fasterOf(taFull, tiFull)) / one;
         const char* target = std::isnan(times) ? "" : times >= 1000.0 && !(one > taOne) ? "met" : "missed";
         std::printf("| %s | %s | %s | %s | %s | %s | %s | %s |\n", u->row.c_str(), fixed(one, 1).c_str(),
