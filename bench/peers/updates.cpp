@@ -15,9 +15,14 @@ auto args(std::vector<double> numbers) {
     };
 }
 
-// An export of the market alone.
-Update ofMarket(const char* name) {
-    return {name, name, {}, [](host::Call& c, Inputs, host::Market& m) { c.arg(m); }, "", true};
+// An export of the market and numbers.
+Update ofMarket(std::string row, const char* name, std::vector<double> numbers = {}) {
+    return {std::move(row), name, {},
+            [numbers](host::Call& c, Inputs, host::Market& m) {
+                c.arg(m);
+                for (double n : numbers) c.arg(n);
+            },
+            "", true};
 }
 
 } // namespace
@@ -47,10 +52,15 @@ std::vector<Update> makeUpdates() {
          },
          "ArrayOperation \"+\" of close and open"},
         {"Round (2)", "Round", {src::close}, args({2}), ""},
-        {"SquareRoot", "SquareRoot", {src::close}, args({}), ""},
         {"Max of close and open", "Max", {src::close, src::open}, args({}), ""},
+        {"Min of close and open", "Min", {src::close, src::open}, args({}), ""},
+        {"IfElse of up bars, close, open", "IfElse", {src::up, src::close, src::open}, args({}), ""},
         {"RegressionValue (14, 0)", "RegressionValue", {src::close}, args({14, 0}), "RegressionValue (14, 0)"},
+        {"Correlation (30) of close and volume", "Correlation", {src::close, src::volume}, args({30}),
+         "Correlation (30) of close and volume"},
+        {"MovingCorrelation (30)", "MovingCorrelation", {src::close}, args({30}), ""},
         {"StdDevsAsPercentBelow of the change", "StdDevsAsPercentBelow", {src::change}, args({}), ""},
+        {"StdDevsForPercent of the place in the range", "StdDevsForPercent", {src::stoch}, args({}), ""},
         {"SpearmanRCI (9)", "SpearmanRCI", {src::close}, args({9}), ""},
         {"IsSwingHighPoint (5)", "IsSwingHighPoint", {src::close}, args({5}), ""},
         {"SwingHighBarsAgo (first)", "SwingHighBarsAgo", {src::swings}, args({0, 1}), ""},
@@ -67,9 +77,17 @@ std::vector<Update> makeUpdates() {
         {"QQE_Trailer (band 5)", "QQE_Trailer", {src::stoch}, args({5}), ""},
         {"TTM_Trend (6) of close and open", "TTM_Trend", {src::close, src::open}, args({6}), ""},
     };
+    // the element-wise exports of one and of two series
+    for (const char* name : {"AbsoluteValue", "Sine", "Cosine", "Arctan", "Fraction", "Integer", "Floor", "Ceiling",
+                             "NaturalLog", "Sign", "SquareRoot", "Square"})
+        u.push_back({name, name, {src::close}, args({}), ""});
+    for (const char* name : {"Mod", "Power", "XOR"})
+        u.push_back({std::string(name) + " of close and open", name, {src::close, src::open}, args({}), ""});
     for (const char* name : {"DateTime", "Day", "Month", "Year", "DayOfWeek", "DayOfYear", "Hour", "Minute", "Seconds",
-                             "SecondsInBar"})
-        u.push_back(ofMarket(name));
+                             "SecondsInBar", "GannTrend"})
+        u.push_back(ofMarket(name, name));
+    u.push_back(ofMarket("ZigZag (5)", "ZigZag", {5}));
+    u.push_back(ofMarket("LWZigZag (5)", "LWZigZag", {5}));
     return u;
 }
 
