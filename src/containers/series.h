@@ -54,6 +54,25 @@ public:
     bool empty() const { return count_ == 0; }
     // element 0 of a constant (or the fill value)
     double constantValue() const { return count_ > 0 ? data_[0] : fill_; }
+    // Bars from..to (from <= to) as one stored array, p[i - from] == (*this)[i], when every one
+    // of them reads a stored element of a series that is not a constant; null otherwise.
+    const double* run(int32_t from, int32_t to) const {
+        if (mask_ == 0 || from < lo_ || static_cast<uint32_t>(to - lo_) >= span_) return nullptr;
+        return data_ + (from - shift_);
+    }
+    // Whether bars from..to (from <= to) all read one value (a constant, or the fill value
+    // outside the stored range), and which.
+    bool uniform(int32_t from, int32_t to, double& v) const {
+        if (to < lo_ || static_cast<int64_t>(from) - lo_ >= static_cast<int64_t>(span_)) {
+            v = fill_;
+            return true;
+        }
+        if (mask_ == 0 && from >= lo_) {
+            v = data_[0];
+            return true;
+        }
+        return false;
+    }
 
 private:
     void resolve(const SeriesHandle* h);
@@ -81,6 +100,13 @@ public:
         } else {
             setSlow(i, v);
         }
+    }
+    // Bars from..to (0 <= from <= to) as one array written in place, or null when they cannot
+    // all be written so; the count settles as if each had been set.
+    double* run(int32_t from, int32_t to) {
+        if (from < 0 || to >= cap_) return nullptr;
+        if (to > hi_) hi_ = to;
+        return data_ + from;
     }
     // What the series holds at i now (its own earlier outputs), by the element-read rule.
     double get(int32_t i) const {

@@ -1,0 +1,290 @@
+// Digital filters: each against a direct evaluation of its equation on random data with holes,
+// the host's chunked calls against one call, the first bars of each stage, and the status codes.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <functional>
+#include <random>
+
+#include "host/hostkit.h"
+#include "support/heap_check.h"
+#include "support/status_cases.h"
+
+namespace fk {
+namespace {
+
+using host::Call;
+using host::Series;
+using testing::HeapChecked;
+using Vec = std::vector<double>;
+using In = testing::StatusInputs;
+
+constexpr double M = kMissing;
+constexpr double kPi = 3.141592653589793;
+
+class FiltersTest : public HeapChecked {};
+
+// A random walk with about one bar in twenty missing, runs of holes included.
+Vec walk(int n, unsigned seed, double scale = 1.0) {
+    std::mt19937 rng(seed);
+    std::uniform_real_distribution<double> u(0.0, 1.0);
+    Vec x(n);
+    double p = 100.0;
+    for (double& v : x) {
+        p += (u(rng) - 0.5) * scale;
+        v = u(rng) < 0.05 ? M : p;
+    }
+    return x;
+}
+
+// The input, the highest and lowest series (for the normalising stage) and the output so far,
+// all read by bar with a read outside them giving the missing value.
+struct History {
+    Vec x, h, l, y;
+    double gamma;
+    double period;
+    static double at(const Vec& v, int i) { return i < 0 || i >= static_cast<int>(v.size()) ? M : v[i]; }
+    double X(int i) const { return at(x, i); }
+    double Y(int i) const { return at(y, i); }
+};
+using Step = double (*)(const History&, int);
+
+// Each equation evaluated directly, term by term, from the history.
+double laguerreFirst(const History& r, int i) {
+    if (r.X(i) == M) return M;
+    double y = r.X(i) * (1 - r.gamma);
+    if (r.Y(i - 1) != M) y += r.gamma * r.Y(i - 1);
+    return y;
+}
+double laguerreLater(const History& r, int i) {
+    if (r.X(i) == M) return M;
+    double y = -r.gamma * r.X(i);
+    if (r.X(i - 1) != M) y += r.X(i - 1);
+    if (r.Y(i - 1) != M) y += r.gamma * r.Y(i - 1);
+    return y;
+}
+double decycler(const History& r, int i) {
+    if (r.X(i) == M || r.X(i - 1) == M) return M;
+    const double c = std::cos(2 * kPi / r.period), s = std::sin(2 * kPi / r.period);
+    const double alpha = (c + s - 1) / c;
+    double y = (alpha / 2) * (r.X(i) - r.X(i - 1));
+    if (r.Y(i - 1) != M) y += (1 - alpha) * r.Y(i - 1);
+    return y;
+}
+double sinewave(const History& r, int i) {
+    if (r.X(i) == M || r.X(i - 1) == M) return M;
+    const double alpha = (1 - std::sin(2 * kPi / r.period)) / std::cos(2 * kPi / r.period);
+    double y = ((1 + alpha) / 2) * (r.X(i) - r.X(i - 1));
+    if (r.Y(i - 1) != M) y += alpha * r.Y(i - 1);
+    return y;
+}
+double roofing(const History& r, int i) {
+    if (r.X(i) == M || r.X(i - 1) == M || r.X(i - 2) == M) return M;
+    const double w = 2 * 0.707 * kPi / r.period;
+    const double alpha = (std::cos(w) + std::sin(w) - 1) / std::cos(w);
+    double y = (1 - alpha / 2) * (1 - alpha / 2) * (r.X(i) - 2 * r.X(i - 1) + r.X(i - 2));
+    if (r.Y(i - 1) != M) y += 2 * (1 - alpha) * r.Y(i - 1);
+    if (r.Y(i - 2) != M) y -= (1 - alpha) * (1 - alpha) * r.Y(i - 2);
+    return y;
+}
+double superSmoother(const History& r, int i) {
+    if (r.X(i) == M || r.X(i - 1) == M || r.X(i - 2) == M) return M;
+    const double a = std::exp(-1.414 * kPi / r.period);
+    const double c2 = 2 * a * std::cos(1.414 * kPi / r.period), c3 = -a * a, c1 = 1 - c2 - c3;
+    const double y1 = r.Y(i - 1) != M ? r.Y(i - 1) : r.X(i - 1);
+    const double y2 = r.Y(i - 2) != M ? r.Y(i - 2) : r.X(i - 2);
+    return c1 * (r.X(i) + r.X(i - 1)) / 2 + c2 * y1 + c3 * y2;
+}
+double fisher1(const History& r, int i) {
+    const double x = r.X(i), h = History::at(r.h, i), l = History::at(r.l, i);
+    if (x == M || h == M || l == M || !(h > l)) return M;
+    double v = 0.66 * ((x - l) / (h - l) - 0.5);
+    if (r.Y(i - 1) != M) v += 0.67 * r.Y(i - 1);
+    return v;
+}
+double fisher2(const History& r, int i) {
+    if (r.X(i) == M) return M;
+    const double v = std::clamp(r.X(i), -0.999, 0.999);
+    double y = 0.5 * std::log((1 + v) / (1 - v));
+    if (r.Y(i - 1) != M) y += 0.5 * r.Y(i - 1);
+    return y;
+}
+// Not recursive: the span of trunc(N) bars ending at i, from the first full span after the
+// first present input; an unwritten bar reads as missing.
+double centreOfGravity(const History& r, int i) {
+    const int n = static_cast<int>(r.period);
+    int first = 0;
+    while (first < static_cast<int>(r.x.size()) && r.X(first) == M) ++first;
+    if (n + first - 1 >= static_cast<int>(r.x.size()) - 1 || i < n + first - 1) return M;
+    if (r.X(i) == M) return M;
+    double num = 0, den = 0;
+    for (int k = 0; k < n; ++k)
+        if (r.X(i - k) != M) num += (k + 1) * r.X(i - k), den += r.X(i - k);
+    return den != 0 ? (r.period + 1) / 2 - num / den : M;
+}
+
+struct FilterCase {
+    const char* name;
+    Step step;
+    double gamma;  // Laguerre: gamma; others: unused
+    double period; // the period or length; Laguerre: the stage selector
+};
+const FilterCase kFilters[] = {
+    {"Laguerre_Func", laguerreFirst, 0.8, 1},
+    {"Laguerre_Func", laguerreLater, 0.8, 0},
+    {"Ehlers_Decycler", decycler, 0, 10},
+    {"Ehlers_Decycler", decycler, 0, 48.5},
+    {"Ehlers_SinewaveBase", sinewave, 0, 12.5},
+    {"Ehlers_RoofingBase", roofing, 0, 48},
+    {"Ehlers_SuperSmoother", superSmoother, 0, 10},
+    {"Ehlers_SuperSmoother", superSmoother, 0, 3.7},
+    {"Ehlers_Fisher1", fisher1, 0, 0},
+    {"Ehlers_Fisher2", fisher2, 0, 0},
+    {"CGOscillator", centreOfGravity, 0, 10.5},
+};
+
+// Inputs for a case: Fisher2 reads values around the clamp; Fisher1 gets a range around the
+// input, flat every 13th bar, with holes of its own.
+History inputs(const FilterCase& c, int n) {
+    History r{walk(n, 7, c.step == fisher2 ? 0.4 : 1.0), {}, {}, {}, c.gamma, c.period};
+    for (int i = 0; i < n && c.step == fisher2; ++i) r.x[i] = r.x[i] == M ? M : r.x[i] - 100;
+    for (int i = 0; i < n && c.step == fisher1; ++i) {
+        const bool present = r.x[i] != M, flat = i % 13 == 0;
+        r.h.push_back(present ? r.x[i] + (flat ? 0 : 1.5) : M);
+        r.l.push_back(present && i % 17 != 5 ? r.x[i] - (flat ? 0 : 0.5 + (i % 5) * 0.2) : M);
+    }
+    return r;
+}
+
+// Series for the inputs, grown by the host as bars arrive.
+struct Host {
+    Series x, h, l, out;
+    Call call;
+    explicit Host(const FilterCase& c) : call(c.name) {
+        call.out(out).arg(x);
+        if (c.step == fisher1) call.arg(h).arg(l);
+        else if (c.step == laguerreFirst || c.step == laguerreLater) call.arg(c.gamma).arg(c.period);
+        else if (c.step != fisher2) call.arg(c.period);
+    }
+    void growTo(const History& r, int n) {
+        for (int i = x.count(); i < n; ++i) {
+            x.push(r.x[i]);
+            if (!r.h.empty()) h.push(r.h[i]), l.push(r.l[i]);
+        }
+    }
+};
+
+TEST_F(FiltersTest, MatchDirectEvaluationOnDataWithHoles) {
+    const int n = 600;
+    for (const FilterCase& c : kFilters) {
+        SCOPED_TRACE(std::string(c.name) + " " + std::to_string(c.period));
+        History r = inputs(c, n);
+        for (int i = 0; i < n; ++i) r.y.push_back(c.step(r, i));
+        Host host(c);
+        host.growTo(r, n);
+        ASSERT_EQ(host.call.run(0), 0);
+        EXPECT_EQ(host.out.values(), r.y);
+    }
+}
+
+TEST_F(FiltersTest, ChunkedHostCallsGiveTheSeriesOfOneCall) {
+    const int n = 450;
+    for (const FilterCase& c : kFilters) {
+        History r = inputs(c, n);
+        Host whole(c);
+        whole.growTo(r, n);
+        ASSERT_EQ(whole.call.run(0), 0);
+        for (int chunk : {1, 7, 100}) {
+            SCOPED_TRACE(std::string(c.name) + " chunk " + std::to_string(chunk));
+            Host host(c);
+            ASSERT_EQ(host::playChunks(host.call, n, chunk, [&](int32_t k) { host.growTo(r, k); }), 0);
+            EXPECT_EQ(host.out.values(), whole.out.values());
+        }
+    }
+}
+
+TEST_F(FiltersTest, FirstBarsOfEachStageOnAConstantInput) {
+    struct Case {
+        const char* name;
+        std::function<void(Call&)> params;
+        double input;
+        int firstComputed; // bars before it are missing or unwritten
+        double value;      // every computed bar
+    };
+    const Case cases[] = {
+        {"Laguerre_Func", [](Call& c) { c.arg(0.5).arg(1); }, 4, 0, 2}, // 4 (1 - g), then the carry
+        {"Laguerre_Func", [](Call& c) { c.arg(0.5).arg(0); }, 4, 0, -2}, // -g x; no x[-1], no y[-1]
+        {"Ehlers_Decycler", [](Call& c) { c.arg(10); }, 4, 1, 0},
+        {"Ehlers_SinewaveBase", [](Call& c) { c.arg(10); }, 4, 1, 0},
+        {"Ehlers_RoofingBase", [](Call& c) { c.arg(10); }, 4, 2, 0},
+        // starts from the price, not from zero
+        {"Ehlers_SuperSmoother", [](Call& c) { c.arg(10); }, 4, 2, 4},
+        {"Ehlers_Fisher1", [](Call& c) { c.arg(5).arg(3); }, 4, 0, 0}, // highest and lowest as constants
+        {"Ehlers_Fisher1", [](Call& c) { c.arg(4).arg(4); }, 4, 6, 0}, // H equal to L: all missing
+        {"Ehlers_Fisher2", [](Call&) {}, 1, 0, 0.5 * std::log(1.999 / (1 - 0.999))}, // clamped to 0.999
+        {"CGOscillator", [](Call& c) { c.arg(3); }, 4, 2, 0},
+        {"CGOscillator", [](Call& c) { c.arg(3.5); }, 4, 2, 0.25}, // the untruncated N in (N + 1) / 2
+        {"CGOscillator", [](Call& c) { c.arg(6); }, 4, 6, 0},   // the first span ends at the last bar
+    };
+    // called first at the first computed bar: the unwritten bars before it read as missing,
+    // also where the Return Value's own fill value is not the input's
+    for (double outFill : {kMissingMarker, 0.0})
+        for (const Case& c : cases) {
+            SCOPED_TRACE(c.name + std::to_string(c.firstComputed) + " fill " + std::to_string(outFill));
+            Series x = Series::of(Vec(6, c.input)), out = Series::of({}, outFill);
+            Call call(c.name);
+            call.out(out).arg(x);
+            c.params(call);
+            ASSERT_EQ(call.run(c.firstComputed), 0);
+            for (int i = 0; i < 6; ++i) {
+                if (i < c.firstComputed) {
+                    EXPECT_TRUE(out.at(i) == M || out.at(i) == out.fill()) << i; // missing or unwritten
+                } else if (i == c.firstComputed) {
+                    EXPECT_NEAR(out.at(i), c.value, 1e-12) << i;
+                }
+            }
+        }
+}
+
+TEST_F(FiltersTest, CentreOfGravityStartsAfterLeadingHolesAndSkipsZeroSums) {
+    // three leading holes and length 10: the first span is bars 3..12
+    Vec v(20, 2.0);
+    v[0] = v[1] = v[2] = M;
+    Series x = Series::of(v), out = Series::of(Vec(20, 7.0));
+    Call call("CGOscillator");
+    call.out(out).arg(x).arg(10);
+    ASSERT_EQ(call.run(5), 0);
+    for (int i = 0; i < 20; ++i) EXPECT_EQ(out.at(i), i < 12 ? 7.0 : 0.0) << i;
+
+    // spans summing to zero stay unwritten; a missing input is written missing
+    Series y = Series::of({1, -1, 1, 3, M, 2}), out2 = Series::of(Vec(6, 7.0));
+    Call call2("CGOscillator");
+    call2.out(out2).arg(y).arg(2);
+    ASSERT_EQ(call2.run(0), 0);
+    EXPECT_EQ(out2.values(), (Vec{7, 7, 7, 1.5 - 5.0 / 4, M, 1.5 - 2.0 / 2}));
+}
+
+TEST_F(FiltersTest, StatusCodes) {
+    const testing::StatusCase cases[] = {
+        {"release", "Ehlers_SuperSmoother", [](Call& c, In& in) { c.arg(in.x).arg(10); }, -2, 0},
+        {"release before the count check", "CGOscillator", [](Call& c, In&) { c.count(9); }, -2, 0},
+        {"period 0", "Ehlers_SuperSmoother", [](Call& c, In& in) { c.arg(in.x).arg(0); }, 0, -1},
+        {"period -5", "Ehlers_SuperSmoother", [](Call& c, In& in) { c.arg(in.x).arg(-5); }, 0, -1},
+        {"period 0", "Ehlers_Decycler", [](Call& c, In& in) { c.arg(in.x).arg(0); }, 0, -1},
+        {"period -5", "Ehlers_RoofingBase", [](Call& c, In& in) { c.arg(in.x).arg(-5); }, 0, -1},
+        {"period 0", "Ehlers_SinewaveBase", [](Call& c, In& in) { c.arg(in.x).arg(0); }, 0, -1},
+        {"empty input", "Laguerre_Func", [](Call& c, In& in) { c.arg(in.empty).arg(0.5).arg(1); }, 0, -1},
+        {"input without buffer", "Ehlers_Fisher2", [](Call& c, In& in) { c.arg(in.null); }, 0, -1},
+        {"empty input", "CGOscillator", [](Call& c, In& in) { c.arg(in.empty).arg(10); }, 0, -1},
+        {"empty lowest", "Ehlers_Fisher1", [](Call& c, In& in) { c.arg(in.x).arg(in.x).arg(in.empty); }, 0, -1},
+        {"wrong count", "Ehlers_Decycler", [](Call& c, In& in) { c.arg(in.x); }, 0, 0x102},
+        {"input is a text", "Ehlers_Fisher2", [](Call& c, In& in) { c.arg(in.text); }, 0, 0x202},
+        {"period is a series", "Ehlers_Decycler", [](Call& c, In& in) { c.arg(in.x).arg(in.x); }, 0, 0x203},
+        {"start past the last bar", "Ehlers_Decycler", [](Call& c, In& in) { c.arg(in.x).arg(10); }, 9, 0},
+    };
+    testing::expectStatuses(cases);
+}
+
+} // namespace
+} // namespace fk

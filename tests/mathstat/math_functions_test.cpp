@@ -1,0 +1,236 @@
+// The series engine and the element-wise exports: ArrayOperation, the one- and two-operand
+// functions, Round, Square, Max and Min, and the tick conversions.
+#include <gtest/gtest.h>
+
+#include <bit>
+#include <cmath>
+#include <random>
+
+#include "containers/series.h"
+#include "export_calls.h"
+#include "mathstat/element_ops.h"
+#include "support/heap_check.h"
+
+namespace fk::mathstat {
+namespace {
+
+using host::Call;
+using host::Series;
+using host::Text;
+using V = std::vector<double>;
+
+constexpr double F = -999999.0;
+
+bool same(double a, double b) {
+    return (std::isnan(a) && std::isnan(b)) || std::bit_cast<uint64_t>(a) == std::bit_cast<uint64_t>(b);
+}
+
+// Ordinary numbers mixed with the values the evaluator treats apart.
+V sampleValues(std::mt19937& rng, int n, double fill) {
+    const double special[] = {0.0, 1.0, -1.0, 0.5, -2.5, 10.0, fill, 700.0, 1e-13, -0.0};
+    std::uniform_real_distribution<double> u(-50.0, 50.0);
+    std::uniform_int_distribution<int> pick(0, 19);
+    V v(static_cast<std::size_t>(n));
+    for (double& x : v) {
+        const int k = pick(rng);
+        x = k < 10 ? special[k] : u(rng);
+    }
+    return v;
+}
+
+class MathTest : public testing::HeapChecked {};
+
+// Every code, through blocks, offsets, constants and unequal lengths, gives on every bar what the
+// scalar evaluator gives for the two values read there.
+TEST_F(MathTest, EngineGivesTheEvaluatorOfTheValuesReadOnEveryBar) {
+    std::vector<OpCode> codes = {0, 77};
+    for (OpCode c = op::kPlus; c <= op::kLog; ++c)
+        if (c != op::kShift && c != op::kBack) codes.push_back(c);
+    for (OpCode c = op::kIsTrue; c <= op::kSqrRoot; ++c) codes.push_back(c);
+    const struct {
+        const char* name;
+        int lengthA, lengthB, offsetA, offsetB;
+        bool constantA, constantB;
+        double fillB;
+        int firstBar;
+    } layouts[] = {
+        {"two series, B shorter", 700, 600, 0, 0, false, false, F, 0},
+        {"B longer, offset on B", 530, 800, 0, 3, false, false, F, 0},
+        {"offset on A, from bar 300", 700, 700, 5, 0, false, false, F, 300},
+        {"constant B", 1000, 1, 0, 0, false, true, F, 0},
+        {"constant A", 1, 600, 0, 0, true, false, F, 0},
+        {"B with fill value 0", 513, 513, 0, 0, false, false, 0.0, 0},
+    };
+    std::mt19937 rng(7);
+    for (const auto& l : layouts) {
+        Series a = l.constantA ? Series::constant(2.5) : Series::of(sampleValues(rng, l.lengthA, F));
+        Series b = l.constantB ? Series::constant(3.0) : Series::of(sampleValues(rng, l.lengthB, l.fillB), l.fillB);
+        a.setOffset(l.offsetA);
+        b.setOffset(l.offsetB);
+        const int32_t n = std::max(a.count(), b.count());
+        const series::NumberView va(&a.handle()), vb(&b.handle());
+        for (OpCode code : codes) {
+            SCOPED_TRACE(std::string(l.name) + ", code " + std::to_string(code));
+            Series out = Series::of(V(static_cast<std::size_t>(n), 123.0), -5.0);
+            ApplySeriesOp(out.handle(), a.handle(), code, b.handle(), l.firstBar, -1);
+            ASSERT_EQ(out.count(), n);
+            for (int32_t i = 0; i < n; ++i) {
+                const double want =
+                    i < l.firstBar ? 123.0 : EvaluateElement({va[i], vb[i], va.fill(), vb.fill(), -5.0, code, 12});
+                ASSERT_TRUE(same(out.at(i), want)) << "bar " << i << ": " << out.at(i) << " vs " << want;
+            }
+        }
+    }
+}
+
+TEST_F(MathTest, EngineOutputSharingAnInput) {
+    Series a = Series::of({1, 2, 3});
+    Series out = a;
+    ApplySeriesOp(out.handle(), a.handle(), op::kPlus, a.handle(), 0, -1);
+    EXPECT_EQ(out.values(), (V{2, 4, 6}));
+    EXPECT_EQ(a.values(), (V{1, 2, 3})) << "written as a copy";
+    ApplySeriesOp(a.handle(), a.handle(), op::kMultiply, a.handle(), 0, -1);
+    EXPECT_EQ(a.values(), (V{1, 4, 9})) << "one handle as output and input";
+}
+
+std::vector<double> arrayOp(Series& out, Series& a, const char* keyword, Series& b, int32_t startBar = 0) {
+    Text word(keyword);
+    return runInto("ArrayOperation", out, startBar, a, word, b);
+}
+std::vector<double> arrayOp(Series& a, const char* keyword, Series& b) {
+    Series out;
+    return arrayOp(out, a, keyword, b);
+}
+
+TEST_F(MathTest, ArrayOperationOffsetsConstantsAndLengths) {
+    Series a = Series::of({1, 2, 3, 4}), ten = Series::constant(10), late = Series::of({1, 2, 3, 4});
+    late.setOffset(1);
+    Series longer = Series::of({1, 1, 1, 1, 1, 1}), out = Series::of({9, 9, 9, 9, 9, 9, 9});
+    EXPECT_EQ(arrayOp(a, "plus", ten), (V{11, 12, 13, 14}));
+    EXPECT_EQ(arrayOp(ten, "Minus", a), (V{9})) << "the output takes A's count";
+    EXPECT_EQ(arrayOp(late, "+", ten), (V{F, 11, 12, 13}));
+    EXPECT_EQ(arrayOp(a, "*", longer), (V{1, 2, 3, 4}));
+    EXPECT_EQ(arrayOp(longer, "-", a), (V{0, -1, -2, -3, F, F}));
+    EXPECT_EQ(arrayOp(out, a, "+", ten, 2), (V{9, 9, 13, 14})) << "from the start bar, cut to A";
+    // a one-operand keyword still takes the second series; the signed root has no missing test
+    Series roots = Series::of({-4, F, 9});
+    EXPECT_EQ(arrayOp(roots, "SqrRoot", ten), (V{-2, -std::sqrt(-F), 3}));
+}
+
+TEST_F(MathTest, ArrayOperationShiftBothWaysAndBack) {
+    Series a = Series::of({10, 20, 30, 40, 50}), two = Series::constant(2), minusOne = Series::constant(-1);
+    EXPECT_EQ(arrayOp(a, "SHIFT", two), (V{F, F, 10, 20, 30}));
+    EXPECT_EQ(arrayOp(a, "shift", minusOne), (V{20, 30, 40, 50, F}));
+    EXPECT_EQ(arrayOp(a, "BACK", two), (V{F, F, 10, 20, 30}));
+    EXPECT_EQ(arrayOp(a, ".", minusOne), (V{F, F, F, F, F})) << "back takes no negative count";
+    // counts per bar: missing, halves away from zero; a missing source leaves the bar
+    Series counts = Series::of({0, 1.5, F, -0.5, 0.4}), out = Series::of({7, 7, 7, 7, 7});
+    EXPECT_EQ(arrayOp(out, a, "SHIFT", counts), (V{10, 7, 7, 50, 50}));
+    Series gap = Series::of({10, F, 30}), one = Series::constant(1), kept = Series::of({7, 7, 7});
+    EXPECT_EQ(arrayOp(kept, gap, "BACK", one), (V{7, 10, 7}));
+}
+
+TEST_F(MathTest, ArrayOperationOutputsFillOrAreLeftAlone) {
+    Series a = Series::of({1, 2, 3}), one = Series::constant(1);
+    for (const char* keyword : {"FOO", "", "\\", "INTDIVIDE"}) {
+        Series out = Series::of({5, 5, 5}, -1.0);
+        EXPECT_EQ(arrayOp(out, a, keyword, a), (V{-1, -1, -1})) << keyword;
+    }
+    Series readOnly = Series::of({9, 9});
+    readOnly.setFlags(kFlagReadOnly);
+    EXPECT_EQ(arrayOp(readOnly, a, "+", one), (V{9, 9}));
+    Text letters("abcdef"), word("+");
+    Call call("ArrayOperation");
+    call.rawPointer(kParamNumberSeries, &letters.handle()).arg(a).arg(word).arg(one);
+    EXPECT_EQ(call.run(0), 0);
+    EXPECT_EQ(letters.str(), "abcdef") << "not a number series";
+}
+
+TEST_F(MathTest, OneOperandExportsApplyTheirCode) {
+    const std::pair<const char*, OpCode> exports[] = {
+        {"IsNull", op::kIsNull},   {"AbsoluteValue", op::kAbs}, {"Sine", op::kSine}, {"Cosine", op::kCosine},
+        {"Arctan", op::kArctan},   {"Fraction", op::kFraction}, {"Integer", op::kInt}, {"Floor", op::kFloor},
+        {"Ceiling", op::kCeiling}, {"NaturalLog", op::kNatLog}, {"Sign", op::kSign}, {"SquareRoot", op::kSqrRoot},
+    };
+    const V values = {-9, F, 0, 1, 2.5, -2.75, 100};
+    for (const auto& [name, code] : exports) {
+        Series in = Series::of(values);
+        const V got = run(name, in);
+        ASSERT_EQ(got.size(), values.size()) << name;
+        for (std::size_t i = 0; i < values.size(); ++i)
+            EXPECT_TRUE(same(got[i], EvaluateElement({values[i], 0, F, F, F, code, 12}))) << name << " bar " << i;
+    }
+    Series ones = Series::of({1, 2}, 1.0), zeros = Series::of({0, F}, 0.0);
+    EXPECT_EQ(run("NaturalLog", ones), (V{0, std::log(2.0)})) << "log of 1 is 0 though 1 is the fill value";
+    EXPECT_EQ(run("IsNull", zeros), (V{0, 0})) << "with a fill value of 0 nothing is missing";
+}
+
+TEST_F(MathTest, TwoOperandExportsRoundAndSquare) {
+    Series a = Series::of({7.6, -7, 0, F}), three = Series::constant(3);
+    Series base = Series::of({2, -8, 0, 1}), exponent = Series::of({10, 0.5, F, F});
+    Series p = Series::of({1, 1, 0, F}), q = Series::of({0, 2, 0, 1});
+    Series r = Series::of({2.345, -2.5, F, 1.5}), s = Series::of({2, -3, F, 0.5, 1e200});
+    Series zeroFill = Series::of({0, 3}, 0.0), square;
+    EXPECT_EQ(run("Mod", a, three), (V{2, -1, 0, F}));
+    EXPECT_EQ(run("Power", base, exponent), (V{1024, F, 0, 1}));
+    EXPECT_EQ(run("XOR", p, q), (V{1, 0, 0, F}));
+    EXPECT_EQ(run("Round", r, 2.0), (V{2.35, -2.5, F, 1.5}));
+    EXPECT_EQ(run("Round", r, 0.0), (V{2, -2, F, 2}));
+    EXPECT_EQ(run("Square", s), (V{4, 9, F, 0.25, INFINITY}));
+    EXPECT_EQ(run("Square", zeroFill), (V{0, 9}));
+    EXPECT_EQ(runInto("Square", square, 0, 3.0), (V{9}));
+    EXPECT_FALSE(square.isConstant());
+}
+
+TEST_F(MathTest, MaxAndMin) {
+    Series a = Series::of({1, 5, F}), two = Series::of({2, 7}), other = Series::of({2, -1});
+    Series three = Series::of({1, 2, 3}), shortB = Series::of({5, 0}), four = Series::of({4, 1});
+    Series out = Series::of({8, 8, 8, 8});
+    EXPECT_EQ(run("Max", a, 3), (V{3, 5, F}));
+    EXPECT_EQ(run("Min", two, other), (V{2, -1}));
+    EXPECT_EQ(run("Max", three, shortB), (V{5, 2, F}));
+    EXPECT_EQ(run("Max", four, -9999999), (V{4, 1})) << "the sentinel is dropped";
+    EXPECT_EQ(run("Min", three, 2.5, 1.5, 9, 9, 9, 9, 9), (V{1, 1.5, 1.5}));
+    EXPECT_EQ(runInto("Max", out, 1, three, four), (V{8, 2, F})) << "from the start bar, cut to the first input";
+    // of equal values the earliest input's is kept: visible in the sign of a zero
+    Series plusZero = Series::of({0.0}), minusZero = Series::of({-0.0});
+    EXPECT_FALSE(std::signbit(run("Max", plusZero, minusZero)[0]));
+    EXPECT_TRUE(std::signbit(run("Max", minusZero, plusZero)[0]));
+}
+
+TEST_F(MathTest, TickConversions) {
+    host::Market m;
+    m.tick(0.25, 12.5);
+    Series amounts = Series::of({100, F, 0, -25}), prices;
+    EXPECT_EQ(runInto("DollarsToPrice", prices, 3, m, amounts), (V{2, F, 0, -0.5})) << "every bar";
+    EXPECT_EQ(run("PriceToDollars", m, prices), (V{100, F, 0, -25}));
+}
+
+TEST_F(MathTest, StatusCodes) {
+    Series in = Series::of({1, 2}), empty, out, noBuffer = Series::null();
+    Text plus("+");
+    host::Market m;
+    expectStatuses({
+        {"ArrayOperation", [&](Call& c) { c.out(out).arg(in).arg(plus); }, 0x103},
+        {"ArrayOperation", [&](Call& c) { c.out(out).arg(in).arg(plus).arg(in).tag(1, 7); }, 513},
+        {"ArrayOperation", [&](Call& c) { c.out(out).arg(in).arg(plus).arg(in).tag(2, 2); }, 514},
+        {"ArrayOperation", [&](Call& c) { c.out(out).arg(in).arg(in).arg(in); }, 515},
+        {"ArrayOperation", [&](Call& c) { c.out(out).arg(in).arg(plus).rawPointer(1, &in.handle()); }, 516},
+        {"ArrayOperation", [&](Call& c) { c.out(out).arg(empty).arg(plus).arg(in); }, 0xFF00},
+        {"ArrayOperation", [&](Call& c) { c.out(noBuffer).arg(in).arg(plus).arg(in); }, 0xFF00},
+        {"Round", [&](Call& c) { c.out(out).arg(in).arg(in); }, 515},
+        {"Round", [&](Call& c) { c.out(out).arg(empty).arg(2.0); }, 0xFF00},
+        {"Square", [&](Call& c) { c.out(noBuffer).arg(in); }, 0xFF00},
+        {"IsNull", [&](Call& c) { c.out(out).arg(in).tag(2, 5); }, 514},
+        {"SquareRoot", [&](Call& c) { c.out(out); }, 0x101},
+        {"Max", [&](Call& c) { c.out(out).arg(in); }, 0x102},
+        {"Max", [&](Call& c) { c.out(out); for (int i = 0; i < 10; ++i) c.arg(in); }, 0x10B},
+        {"Max", [&](Call& c) { c.out(out).arg(in).arg(in).arg(in).tag(4, 7); }, 516},
+        {"Min", [&](Call& c) { c.out(out).arg(-9999999.0).arg(-9999999.0); }, 0xFF00},
+        {"DollarsToPrice", [&](Call& c) { c.out(out).arg(in).arg(in); }, 514},
+        {"PriceToDollars", [&](Call& c) { c.out(out).arg(m).arg(plus); }, 515},
+    });
+}
+
+} // namespace
+} // namespace fk::mathstat
