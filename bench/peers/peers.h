@@ -12,11 +12,10 @@
 #include <string>
 #include <vector>
 
-#include "bench_data.h"
+#include "../bench_data.h"
+#include "agreement.h"
 
 namespace fk::peers {
-
-inline constexpr double kNone = std::numeric_limits<double>::quiet_NaN();
 
 // The bars every row is measured on, and the bars appended after them by the update rows.
 inline constexpr int32_t kExtraBars = 1 << 20;
@@ -102,14 +101,5 @@ struct Update {
 
 std::vector<Pair> makePairs(Data& d);
 std::vector<Update> makeUpdates();
-
-// Largest relative difference between ours and a peer's values from bar `from` on, over the
-// bars where both give a value, and the share of those bars that differ by more than 1e-9.
-struct Agreement {
-    double maxRelative = 0.0;
-    double differing = 0.0; // share of compared bars
-    int64_t compared = 0;
-};
-Agreement compare(const std::vector<double>& ours, const std::vector<double>& peer, int32_t from);
 
 } // namespace fk::peers
