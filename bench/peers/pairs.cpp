@@ -221,7 +221,7 @@ std::vector<Pair> makePairs(Data& d) {
     add(p);
 
     p = {"Parabolic (0.02, 0.2)", "Parabolic", 50, marketAnd({0, 0.02, 0.2}), {}, {},
-         "the first position is taken differently, so the stops agree only where the positions do"};
+         "ours writes at bar i the stop made on bar i for the next bar, the peers write it at bar i + 1 (shifted by one bar, 90% of bars agree to 1e-12); the first position is taken differently too"};
 #if FK_PEER_TALIB
     p.talib = talib<double>("SAR(0.02, 0.2)", [=](int s, int e, int* b, int* n, double* o) { TA_SAR(s, e, high, low, 0.02, 0.2, b, n, o); });
 #endif
