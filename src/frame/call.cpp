@@ -1,5 +1,7 @@
 #include "frame/call.h"
 
+#include <bit>
+
 #include "containers/buffer.h"
 #include "market/bar_record.h"
 #include "platform/heap.h"
@@ -29,10 +31,10 @@ BarRecord g_emptyMarket{};
 } // namespace
 
 Args::~Args() {
-    for (SeriesHandle& h : spare_) buffers::release(h);
+    for (uint32_t m = spares_; m; m &= m - 1) buffers::release(spare_[std::countr_zero(m)]);
 }
 
-bool Args::fetch(int entry, char type) {
+bool Args::fetchThroughAccessor(int entry, char type) {
     bool ok = false;
     switch (type) {
     case kArgSeries: ok = pb_->getSeries(entry, &slots_[entry].handle) != 0; break;
@@ -45,7 +47,11 @@ bool Args::fetch(int entry, char type) {
     case kArgTextSeries: ok = pb_->getTextSeries(entry, &slots_[entry].handle) != 0; break;
     default: return false;
     }
-    if (ok && !slots_[entry].handle) slots_[entry].handle = &spare_[entry];
+    if (ok && !slots_[entry].handle) {
+        spare_[entry] = SeriesHandle{nullptr, 0};
+        spares_ |= 1u << entry;
+        slots_[entry].handle = &spare_[entry];
+    }
     return ok;
 }
 

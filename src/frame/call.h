@@ -64,9 +64,25 @@ public:
         return static_cast<T*>(pb_->state);
     }
 
-    bool fetch(int entry, char type);
+    // The typed fetch of one entry. A series handle where a series is wanted and a number where
+    // a number is wanted, the common cases, are taken here; everything else goes through the
+    // block's accessor, which also writes the message of a refused entry.
+    bool fetch(int entry, char type) {
+        const ParamEntry& e = pb_->params[entry];
+        if (type == kArgSeries && (e.type == kParamNumberSeries || e.type == kParamBoolSeries) && e.pointer) {
+            slots_[entry].handle = static_cast<SeriesHandle*>(e.pointer);
+            return true;
+        }
+        if (type == kArgNumber && (e.type == kParamNumber || e.type == kParamNumber2)) {
+            slots_[entry].number = e.number;
+            return true;
+        }
+        return fetchThroughAccessor(entry, type);
+    }
 
 private:
+    bool fetchThroughAccessor(int entry, char type);
+
     union Slot {
         double number;
         SeriesHandle* handle;
@@ -75,8 +91,10 @@ private:
     CParmBlock* pb_;
     int count_;
     Slot slots_[kMaxEntries + 1] = {};
-    // stands in for a null handle pointer, so that no export has to test for one
-    SeriesHandle spare_[kMaxEntries + 1] = {};
+    // stands in for a null handle pointer, so that no export has to test for one; an entry's
+    // spare is set up only when its pointer is null, and `spares_` marks those to release
+    SeriesHandle spare_[kMaxEntries + 1];
+    uint32_t spares_ = 0;
 };
 
 void releaseState(CParmBlock& pb);
