@@ -58,21 +58,23 @@ struct Source {
     int32_t bars;
 };
 
+// A bar's two prices from the values read in the two series; `missing` when a series the mode
+// reads holds its fill value there.
 template <Prices P>
-inline bool missingAt(const Source& s, int32_t i) {
-    if constexpr (P == Prices::Close) return s.a.missing(i);
-    else return s.a.missing(i) || s.b.missing(i);
+inline bool missingAt(const Source& s, double va, double vb) {
+    if constexpr (P == Prices::Close) return va == s.a.fill();
+    else return va == s.a.fill() || vb == s.b.fill();
 }
 template <Prices P>
-inline double hiAt(const Source& s, int32_t i) {
-    if constexpr (P == Prices::Mid) return (s.a[i] + s.b[i]) / 2;
-    else return s.a[i];
+inline double hiOf(double va, double vb) {
+    if constexpr (P == Prices::Mid) return (va + vb) / 2;
+    else return va;
 }
 template <Prices P>
-inline double loAt(const Source& s, int32_t i) {
-    if constexpr (P == Prices::Mid) return (s.a[i] + s.b[i]) / 2;
-    else if constexpr (P == Prices::Close) return s.a[i];
-    else return s.b[i];
+inline double loOf(double va, double vb) {
+    if constexpr (P == Prices::Mid) return (va + vb) / 2;
+    else if constexpr (P == Prices::Close) return va;
+    else return vb;
 }
 
 // A compared bar: its number, its place among the present bars, and its two prices.
@@ -114,12 +116,13 @@ struct Scan {
     bool wantHigh, wantLow;
 };
 
-// One pass from bar `from`. The reference list keeps its last 2 st + 1 entries, compacted into
-// the front of a buffer twice that size when it fills. `sink.bar(i)` comes first on every bar;
-// `sink.swing(side, at, now)` reports a swing at `at` confirmed by the reference `now`. A missing
-// bar clears the lists, or is passed over when PassHoles.
-template <Prices P, bool Skip, bool Intermediate, bool PassHoles, class Sink>
-void scanBars(const Scan& s, int32_t from, Sink& sink) {
+// One pass from bar `from`, reading bar i's two values with read(i, va, vb). The reference list
+// keeps its last 2 st + 1 entries, compacted into the front of a buffer twice that size when it
+// fills. `sink.bar(i)` comes first on every bar; `sink.swing(side, at, now)` reports a swing at
+// `at` confirmed by the reference `now`. A missing bar clears the lists, or is passed over when
+// PassHoles.
+template <Prices P, bool Skip, bool Intermediate, bool PassHoles, class Sink, class Read>
+void scanWith(const Scan& s, int32_t from, Sink& sink, Read read) {
     const int32_t n = s.src.bars, st = s.strength;
     const int64_t window = 2 * static_cast<int64_t>(st) + 1;
     std::unique_ptr<Ref[]> list;
@@ -134,7 +137,9 @@ void scanBars(const Scan& s, int32_t from, Sink& sink) {
     Last3 highs, lows;
     for (int32_t i = from; i < n; ++i) {
         sink.bar(i);
-        if (missingAt<P>(s.src, i)) {
+        double va, vb;
+        read(i, va, vb);
+        if (missingAt<P>(s.src, va, vb)) {
             if constexpr (!PassHoles) {
                 len = 0;
                 highs.clear();
@@ -142,7 +147,7 @@ void scanBars(const Scan& s, int32_t from, Sink& sink) {
             }
             continue;
         }
-        const Ref now{i, seq++, hiAt<P>(s.src, i), loAt<P>(s.src, i)};
+        const Ref now{i, seq++, hiOf<P>(va, vb), loOf<P>(va, vb)};
         if constexpr (Skip) {
             if (len > 0 && now.hi <= refs[len - 1].hi && now.lo >= refs[len - 1].lo) continue;
         }
@@ -155,6 +160,7 @@ void scanBars(const Scan& s, int32_t from, Sink& sink) {
         const int32_t k = len - 1 - st;
         const Ref& cand = refs[k];
         bool isHigh = s.wantHigh, isLow = s.wantLow;
+        // the first failure on both sides ends the comparisons
         for (int32_t j = k - st; j < k && (isHigh || isLow); ++j) {
             isHigh = isHigh && Tie::above(cand.hi, refs[j].hi, s.tie.leftStrict);
             isLow = isLow && Tie::below(cand.lo, refs[j].lo, s.tie.leftStrict);
@@ -174,6 +180,24 @@ void scanBars(const Scan& s, int32_t from, Sink& sink) {
             if (isHigh) sink.swing(Side::High, cand, now);
             if (isLow) sink.swing(Side::Low, cand, now);
         }
+    }
+}
+
+// The scan, straight from the stored arrays where every bar it reads is stored.
+template <Prices P, bool Skip, bool Intermediate, bool PassHoles, class Sink>
+void scanBars(const Scan& s, int32_t from, Sink& sink) {
+    const double* pa = s.src.a.storage(from, s.src.bars);
+    const double* pb = s.src.b.storage(from, s.src.bars);
+    if (pa && pb) {
+        scanWith<P, Skip, Intermediate, PassHoles>(s, from, sink, [pa, pb, from](int32_t i, double& va, double& vb) {
+            va = pa[i - from];
+            vb = pb[i - from];
+        });
+    } else {
+        scanWith<P, Skip, Intermediate, PassHoles>(s, from, sink, [&s](int32_t i, double& va, double& vb) {
+            va = s.src.a[i];
+            vb = s.src.b[i];
+        });
     }
 }
 
@@ -208,21 +232,26 @@ Source sourceOf(const Setup& su, const SeriesHandle& high, const SeriesHandle& l
     return src;
 }
 
-// Swing series: 0 on every bar after `keep`, the confirmation distance at each swing after it.
+// Swing series: the confirmation distance at each swing after `keep` (the bars after it are set
+// to 0 before the scan).
 struct SeriesSink {
     NumberOut* high;
     NumberOut* low;
     int32_t keepHigh = -1, keepLow = -1;
 
-    void bar(int32_t i) {
-        if (high && i > keepHigh) high->set(i, 0.0);
-        if (low && i > keepLow) low->set(i, 0.0);
-    }
+    void bar(int32_t) {}
     void swing(Side side, const Ref& at, const Ref& now) {
         NumberOut* out = side == Side::High ? high : low;
         if (out && at.bar > (side == Side::High ? keepHigh : keepLow)) out->set(at.bar, now.bar - at.bar);
     }
 };
+
+// 0 on bars from..n - 1.
+void zeros(NumberOut& out, int32_t from, int32_t n) {
+    if (from >= n) return;
+    if (double* p = out.storage(from, n)) std::fill(p, p + (n - from), 0.0);
+    else for (int32_t i = from; i < n; ++i) out.set(i, 0.0);
+}
 
 // The most recent bar before `before` holding a value above 0, or -1.
 int32_t lastSwingBefore(const NumberOut& out, int32_t before) {
@@ -268,6 +297,8 @@ void run(const SeriesHandle& high, const SeriesHandle& low, const SeriesHandle& 
             sink.keepLow = ol ? kl : -1;
         }
     }
+    if (oh) zeros(*oh, std::max(from, sink.keepHigh + 1), n);
+    if (ol) zeros(*ol, std::max(from, sink.keepLow + 1), n);
     const Scan s{sourceOf(su, high, low, close), su.strength, Tie(tie), oh.has_value(), ol.has_value()};
     scan(su, s, from, sink);
 }
@@ -283,13 +314,17 @@ struct PresentSink {
 };
 
 // A missing value between present ones.
-bool hasHole(const NumberView& v) {
-    const int32_t n = v.count();
+template <class Read>
+bool hasHole(int32_t n, double fill, Read at) {
     int32_t i = 0;
-    while (i < n && v.missing(i)) ++i;
-    while (i < n && !v.missing(i)) ++i;
-    while (i < n && v.missing(i)) ++i;
+    while (i < n && at(i) == fill) ++i;
+    while (i < n && at(i) != fill) ++i;
+    while (i < n && at(i) == fill) ++i;
     return i < n;
+}
+bool hasHole(const NumberView& v) {
+    if (const double* p = v.storage(0, v.count())) return hasHole(v.count(), v.fill(), [p](int32_t i) { return p[i]; });
+    return hasHole(v.count(), v.fill(), [&v](int32_t i) { return v[i]; });
 }
 
 } // namespace
