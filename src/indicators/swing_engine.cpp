@@ -127,7 +127,7 @@ void scanWith(const Scan& s, int32_t from, Sink& sink, Read read) {
     const int64_t window = 2 * static_cast<int64_t>(st) + 1;
     std::unique_ptr<Ref[]> list;
     if (window <= n) list.reset(new (std::nothrow) Ref[2 * window]);
-    if (!list) { // too few bars for a single swing
+    if (!list) { // too few bars for a single swing (or no memory for the list)
         for (int32_t i = from; i < n; ++i) sink.bar(i);
         return;
     }
@@ -427,10 +427,10 @@ struct ConfirmSink {
 
 StatusCode divergence(Side side, SeriesHandle& out, const SeriesHandle& price, const SeriesHandle& indicator,
                       double strength) {
+    if (series::count(price) == 0 || series::count(indicator) == 0) return kDomainError;
     const int32_t n = NumberView(&price).count();
     NumberOut w(&out, n);
     const NumberView a(&price), b(&indicator);
-    if (a.empty() || b.empty()) return kDomainError;
     const Setup su = setUp(strength, 0);
     std::unique_ptr<int32_t[]> confirms(su.valid ? new (std::nothrow) int32_t[2 * static_cast<size_t>(n)] : nullptr);
     if (!confirms) {
@@ -486,10 +486,10 @@ struct MarkSink {
 } // namespace
 
 StatusCode intermediateSwings(SeriesHandle& out, const SeriesHandle& input) {
+    if (series::count(input) == 0) return kDomainError;
     const int32_t n = NumberView(&input).count();
     NumberOut w(&out, n);
     const NumberView in(&input);
-    if (in.empty()) return kDomainError;
     MarkSink sink{w, in};
     scanBars<Prices::Close, true, true, true>(Scan{Source{in, in, n}, 1, Tie(0), true, true}, 0, sink);
     return kOk;
