@@ -1,0 +1,498 @@
+#include "indicators/swing_engine.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <memory>
+#include <new>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "calendar/date.h"
+#include "containers/series.h"
+#include "containers/text.h"
+#include "market/market_view.h"
+#include "market/properties.h"
+
+namespace fk::swingengine {
+namespace {
+
+using series::NumberOut;
+using series::NumberView;
+
+enum class Prices { HighLow, Close, Mid };
+
+// What a mode and a strength make of the scan; `valid` false when the engine does nothing.
+struct Setup {
+    bool valid = false;
+    int32_t strength = 0;
+    Prices prices = Prices::HighLow;
+    bool skip = false;         // inside bars (equal closes) are passed over
+    bool intermediate = false; // swings of the short-term swing points
+};
+
+Setup setUp(double strength, int32_t mode) {
+    Setup s;
+    if (mode < 0 || mode > 6) return s;
+    int32_t st = calendar::truncToInt32(strength);
+    if (mode == 1 || mode == 3 || mode == 6) {
+        st = 1;
+    } else if (mode == 2 || mode == 4 || mode == 5) {
+        if (st < 0) return s;
+        if (st == 0) st = 4;
+    } else if (st < 1) {
+        return s;
+    }
+    s.valid = true;
+    s.strength = st;
+    s.prices = mode == 3 || mode == 4 ? Prices::Close : mode == 5 ? Prices::Mid : Prices::HighLow;
+    s.skip = mode == 1 || mode == 2 || mode == 3 || mode == 6;
+    s.intermediate = mode == 6;
+    return s;
+}
+
+// The two prices of a bar that the mode compares. Closes are read through `a` alone.
+struct Source {
+    NumberView a, b;
+    int32_t bars;
+};
+
+// A bar's two prices from the values read in the two series; `missing` when a series the mode
+// reads holds its fill value there.
+template <Prices P>
+inline bool missingAt(const Source& s, double va, double vb) {
+    if constexpr (P == Prices::Close) return va == s.a.fill();
+    else return va == s.a.fill() || vb == s.b.fill();
+}
+template <Prices P>
+inline double hiOf(double va, double vb) {
+    if constexpr (P == Prices::Mid) return (va + vb) / 2;
+    else return va;
+}
+template <Prices P>
+inline double loOf(double va, double vb) {
+    if constexpr (P == Prices::Mid) return (va + vb) / 2;
+    else if constexpr (P == Prices::Close) return va;
+    else return vb;
+}
+
+// A compared bar: its number, its place among the present bars, and its two prices.
+struct Ref {
+    int32_t bar, seq;
+    double hi, lo;
+};
+
+// Whether a candidate's price passes against one neighbour under the tie rule: strict or not on
+// each side, mirrored for lows.
+struct Tie {
+    bool leftStrict, rightStrict;
+    explicit Tie(int32_t q) : leftStrict(q == 1 || q == 2), rightStrict(q != 1) {}
+    static bool above(double v, double other, bool strict) { return strict ? v > other : v >= other; }
+    static bool below(double v, double other, bool strict) { return strict ? v < other : v <= other; }
+};
+
+// The last three short-term points of one side.
+struct Last3 {
+    Ref r[3];
+    int n = 0;
+    void clear() { n = 0; }
+    bool push(const Ref& x) {
+        if (n == 3) {
+            r[0] = r[1];
+            r[1] = r[2];
+            r[2] = x;
+        } else {
+            r[n++] = x;
+        }
+        return n == 3;
+    }
+};
+
+struct Scan {
+    Source src;
+    int32_t strength;
+    Tie tie;
+    bool wantHigh, wantLow;
+};
+
+// One pass from bar `from`, reading bar i's two values with read(i, va, vb). The reference list
+// keeps its last 2 st + 1 entries, compacted into the front of a buffer twice that size when it
+// fills. `sink.bar(i)` comes first on every bar; `sink.swing(side, at, now)` reports a swing at
+// `at` confirmed by the reference `now`. A missing bar clears the lists, or is passed over when
+// PassHoles.
+template <Prices P, bool Skip, bool Intermediate, bool PassHoles, class Sink, class Read>
+void scanWith(const Scan& s, int32_t from, Sink& sink, Read read) {
+    const int32_t n = s.src.bars, st = s.strength;
+    const int64_t window = 2 * static_cast<int64_t>(st) + 1;
+    std::unique_ptr<Ref[]> list;
+    if (window <= n) list.reset(new (std::nothrow) Ref[2 * window]);
+    if (!list) { // too few bars for a single swing (or no memory for the list)
+        for (int32_t i = from; i < n; ++i) sink.bar(i);
+        return;
+    }
+    const int32_t cap = static_cast<int32_t>(window);
+    Ref* refs = list.get();
+    int32_t len = 0, seq = 0;
+    Last3 highs, lows;
+    for (int32_t i = from; i < n; ++i) {
+        sink.bar(i);
+        double va, vb;
+        read(i, va, vb);
+        if (missingAt<P>(s.src, va, vb)) {
+            if constexpr (!PassHoles) {
+                len = 0;
+                highs.clear();
+                lows.clear();
+            }
+            continue;
+        }
+        const Ref now{i, seq++, hiOf<P>(va, vb), loOf<P>(va, vb)};
+        if constexpr (Skip) {
+            if (len > 0 && now.hi <= refs[len - 1].hi && now.lo >= refs[len - 1].lo) continue;
+        }
+        if (len == 2 * cap) {
+            std::memmove(refs, refs + len - (cap - 1), sizeof(Ref) * (cap - 1));
+            len = cap - 1;
+        }
+        refs[len++] = now;
+        if (len < cap) continue;
+        const int32_t k = len - 1 - st;
+        const Ref& cand = refs[k];
+        bool isHigh = s.wantHigh, isLow = s.wantLow;
+        // the first failure on both sides ends the comparisons
+        for (int32_t j = k - st; j < k && (isHigh || isLow); ++j) {
+            isHigh = isHigh && Tie::above(cand.hi, refs[j].hi, s.tie.leftStrict);
+            isLow = isLow && Tie::below(cand.lo, refs[j].lo, s.tie.leftStrict);
+        }
+        for (int32_t j = k + 1; j < len && (isHigh || isLow); ++j) {
+            isHigh = isHigh && Tie::above(cand.hi, refs[j].hi, s.tie.rightStrict);
+            isLow = isLow && Tie::below(cand.lo, refs[j].lo, s.tie.rightStrict);
+        }
+        if constexpr (Intermediate) {
+            if (isHigh && highs.push(cand) && Tie::above(highs.r[1].hi, highs.r[0].hi, s.tie.leftStrict) &&
+                Tie::above(highs.r[1].hi, highs.r[2].hi, s.tie.rightStrict))
+                sink.swing(Side::High, highs.r[1], now);
+            if (isLow && lows.push(cand) && Tie::below(lows.r[1].lo, lows.r[0].lo, s.tie.leftStrict) &&
+                Tie::below(lows.r[1].lo, lows.r[2].lo, s.tie.rightStrict))
+                sink.swing(Side::Low, lows.r[1], now);
+        } else {
+            if (isHigh) sink.swing(Side::High, cand, now);
+            if (isLow) sink.swing(Side::Low, cand, now);
+        }
+    }
+}
+
+// The scan, straight from the stored arrays where every bar it reads is stored.
+template <Prices P, bool Skip, bool Intermediate, bool PassHoles, class Sink>
+void scanBars(const Scan& s, int32_t from, Sink& sink) {
+    const double* pa = s.src.a.storage(from, s.src.bars);
+    const double* pb = s.src.b.storage(from, s.src.bars);
+    if (pa && pb) {
+        scanWith<P, Skip, Intermediate, PassHoles>(s, from, sink, [pa, pb, from](int32_t i, double& va, double& vb) {
+            va = pa[i - from];
+            vb = pb[i - from];
+        });
+    } else {
+        scanWith<P, Skip, Intermediate, PassHoles>(s, from, sink, [&s](int32_t i, double& va, double& vb) {
+            va = s.src.a[i];
+            vb = s.src.b[i];
+        });
+    }
+}
+
+// The scan that a set-up asks for.
+template <class Sink>
+void scan(const Setup& su, const Scan& s, int32_t from, Sink& sink) {
+    switch (su.prices) {
+    case Prices::Close:
+        if (su.skip) scanBars<Prices::Close, true, false, false>(s, from, sink);
+        else scanBars<Prices::Close, false, false, false>(s, from, sink);
+        break;
+    case Prices::Mid: scanBars<Prices::Mid, false, false, false>(s, from, sink); break;
+    case Prices::HighLow:
+        if (su.intermediate) scanBars<Prices::HighLow, true, true, false>(s, from, sink);
+        else if (su.skip) scanBars<Prices::HighLow, true, false, false>(s, from, sink);
+        else scanBars<Prices::HighLow, false, false, false>(s, from, sink);
+        break;
+    }
+}
+
+// Resolves the prices a set-up reads.
+Source sourceOf(const Setup& su, const SeriesHandle& high, const SeriesHandle& low, const SeriesHandle& close) {
+    Source src;
+    if (su.prices == Prices::Close) {
+        src.a = NumberView(&close);
+        src.b = src.a;
+    } else {
+        src.a = NumberView(&high);
+        src.b = NumberView(&low);
+    }
+    src.bars = NumberView(&high).count();
+    return src;
+}
+
+// Swing series: the confirmation distance at each swing after `keep` (the bars after it are set
+// to 0 before the scan).
+struct SeriesSink {
+    NumberOut* high;
+    NumberOut* low;
+    int32_t keepHigh = -1, keepLow = -1;
+
+    void bar(int32_t) {}
+    void swing(Side side, const Ref& at, const Ref& now) {
+        NumberOut* out = side == Side::High ? high : low;
+        if (out && at.bar > (side == Side::High ? keepHigh : keepLow)) out->set(at.bar, now.bar - at.bar);
+    }
+};
+
+// 0 on bars from..n - 1.
+void zeros(NumberOut& out, int32_t from, int32_t n) {
+    if (from >= n) return;
+    if (double* p = out.storage(from, n)) std::fill(p, p + (n - from), 0.0);
+    else for (int32_t i = from; i < n; ++i) out.set(i, 0.0);
+}
+
+// The most recent bar before `before` holding a value above 0, or -1.
+int32_t lastSwingBefore(const NumberOut& out, int32_t before) {
+    for (int32_t j = before - 1; j >= 0; --j)
+        if (out.get(j) > 0) return j;
+    return -1;
+}
+
+// Where a continued call resumes for one output: -1 when it has to start over, else the bar
+// after which it writes (its second most recent swing, b2), with `scanFrom` lowered to
+// b2 - st - 2.
+int32_t resumeAfter(const NumberOut& out, int32_t countBefore, int32_t start, int32_t st, int32_t& scanFrom) {
+    const int32_t b1 = lastSwingBefore(out, std::min(start, countBefore));
+    if (b1 < 0) return -1;
+    const int32_t b2 = lastSwingBefore(out, b1);
+    if (b2 < 0 || static_cast<int64_t>(b2) - st - 1 < 100) return -1;
+    scanFrom = std::min(scanFrom, b2 - st - 2);
+    return b2;
+}
+
+} // namespace
+
+void run(const SeriesHandle& high, const SeriesHandle& low, const SeriesHandle& close, double strength,
+         int32_t mode, int32_t tie, SeriesHandle* swingHighs, SeriesHandle* swingLows, int32_t start) {
+    const Setup su = setUp(strength, mode);
+    if (!su.valid) return;
+    const int32_t n = NumberView(&high).count();
+    const int32_t highsBefore = series::count(swingHighs), lowsBefore = series::count(swingLows);
+    // outputs first: one of them may share an input's buffer
+    std::optional<NumberOut> oh, ol;
+    if (swingHighs) oh.emplace(swingHighs, n);
+    if (swingLows) ol.emplace(swingLows, n);
+    SeriesSink sink{oh ? &*oh : nullptr, ol ? &*ol : nullptr};
+    int32_t from = 0;
+    if (start >= 1 && mode != 2 && (oh || ol)) {
+        from = INT32_MAX;
+        const int32_t kh = oh ? resumeAfter(*oh, highsBefore, start, su.strength, from) : 0;
+        const int32_t kl = ol ? resumeAfter(*ol, lowsBefore, start, su.strength, from) : 0;
+        if (kh < 0 || kl < 0) {
+            from = 0;
+        } else {
+            sink.keepHigh = oh ? kh : -1;
+            sink.keepLow = ol ? kl : -1;
+        }
+    }
+    if (oh) zeros(*oh, std::max(from, sink.keepHigh + 1), n);
+    if (ol) zeros(*ol, std::max(from, sink.keepLow + 1), n);
+    const Scan s{sourceOf(su, high, low, close), su.strength, Tie(tie), oh.has_value(), ol.has_value()};
+    scan(su, s, from, sink);
+}
+
+namespace {
+
+// Swings of a series with holes, found among its present values: written at their own bars with
+// the confirmation counted in present values; nothing else is written.
+struct PresentSink {
+    NumberOut& out;
+    void bar(int32_t) {}
+    void swing(Side, const Ref& at, const Ref& now) { out.set(at.bar, now.seq - at.seq); }
+};
+
+// A missing value between present ones.
+template <class Read>
+bool hasHole(int32_t n, double fill, Read at) {
+    int32_t i = 0;
+    while (i < n && at(i) == fill) ++i;
+    while (i < n && at(i) != fill) ++i;
+    while (i < n && at(i) == fill) ++i;
+    return i < n;
+}
+bool hasHole(const NumberView& v) {
+    if (const double* p = v.storage(0, v.count())) return hasHole(v.count(), v.fill(), [p](int32_t i) { return p[i]; });
+    return hasHole(v.count(), v.fill(), [&v](int32_t i) { return v[i]; });
+}
+
+} // namespace
+
+StatusCode swingCustom(Side side, SeriesHandle& out, const SeriesHandle& input, double strength, double tie,
+                       int32_t start) {
+    const int32_t q = calendar::truncToInt32(tie);
+    SeriesHandle* highs = side == Side::High ? &out : nullptr;
+    SeriesHandle* lows = side == Side::Low ? &out : nullptr;
+    const int32_t n = NumberView(&input).count();
+    {
+        NumberOut w(&out, n);
+        NumberView in(&input);
+        if (hasHole(in)) {
+            const Setup su = setUp(strength, 0);
+            if (!su.valid) return kOk;
+            PresentSink sink{w};
+            const Scan s{Source{in, in, n}, su.strength, Tie(q), side == Side::High, side == Side::Low};
+            scanBars<Prices::HighLow, false, false, true>(s, 0, sink);
+            return kOk;
+        }
+    }
+    run(input, input, input, strength, 0, q, highs, lows, start);
+    return kOk;
+}
+
+namespace {
+
+// The tick of the swing-system levels: 1/32 for the bond contracts whose prices lie on that grid.
+double levelTick(const BarRecord& market) {
+    const std::string root = parseContractSymbol(text::view(market.symbol), 2000).root;
+    static const char kBondRoots[] = ",TQ,ZB,ZB1,US,";
+    if (!root.empty() && std::string_view(kBondRoots).find("," + root + ",") != std::string_view::npos)
+        return 1.0 / 32;
+    return market.tickSize;
+}
+
+// The grid point nearest to `level`. A decimal tick such as 0.01 has no exact binary value, so the
+// whole number of ticks is divided by the ticks per point where that is a whole number: 11260
+// ticks of 0.01 give 112.6 itself rather than 11260 times the nearest double of 0.01.
+double onGrid(double level, double tick) {
+    const double steps = std::floor(level / tick + 0.5);
+    const double perPoint = 1.0 / tick;
+    return perPoint == std::floor(perPoint) ? steps / perPoint : steps * tick;
+}
+
+// The level in force on each bar: the fill value until the first confirmation.
+struct LevelSink {
+    NumberOut& out;
+    Side side;
+    double shift, tick;
+    double level;
+    bool has = false;
+
+    void bar(int32_t i) { out.set(i, has ? level : out.fill()); }
+    void swing(Side s, const Ref& at, const Ref& now) {
+        if (s != side) return;
+        level = side == Side::High ? at.hi + shift : at.lo - shift;
+        if (tick > 0) level = onGrid(level, tick);
+        has = true;
+        out.set(now.bar, level);
+    }
+};
+
+} // namespace
+
+StatusCode swingSystem(Side side, SeriesHandle& out, const BarRecord& market, double strength, double mode,
+                       double offsetTicks) {
+    if (market.barCount <= 0) return kTooFewBars;
+    const int32_t bars = market.barCount;
+    NumberOut w(&out, bars);
+    const MarketView m(market);
+    const Setup su = setUp(strength, calendar::truncToInt32(mode));
+    if (!su.valid) {
+        for (int32_t i = 0; i < bars; ++i) w.set(i, w.fill());
+        return kOk;
+    }
+    const double tick = levelTick(market);
+    LevelSink sink{w, side, tick > 0 ? offsetTicks * tick : 0.0, tick, 0.0};
+    Scan s{sourceOf(su, market.high, market.low, market.close), su.strength, Tie(0), side == Side::High,
+           side == Side::Low};
+    s.src.bars = bars;
+    scan(su, s, 0, sink);
+    return kOk;
+}
+
+namespace {
+
+// The swing each bar confirms, or -1.
+struct ConfirmSink {
+    int32_t* confirms;
+    int32_t bars;
+    void bar(int32_t) {}
+    void swing(Side, const Ref& at, const Ref& now) {
+        if (now.bar < bars) confirms[now.bar] = at.bar;
+    }
+};
+
+} // namespace
+
+StatusCode divergence(Side side, SeriesHandle& out, const SeriesHandle& price, const SeriesHandle& indicator,
+                      double strength) {
+    if (series::count(price) == 0 || series::count(indicator) == 0) return kDomainError;
+    const int32_t n = NumberView(&price).count();
+    NumberOut w(&out, n);
+    const NumberView a(&price), b(&indicator);
+    const Setup su = setUp(strength, 0);
+    std::unique_ptr<int32_t[]> confirms(su.valid ? new (std::nothrow) int32_t[2 * static_cast<size_t>(n)] : nullptr);
+    if (!confirms) {
+        for (int32_t t = 0; t < n; ++t) w.set(t, 0.0);
+        return kOk;
+    }
+    int32_t* byA = confirms.get();
+    int32_t* byB = byA + n;
+    std::fill(byA, byA + 2 * static_cast<size_t>(n), -1);
+    const bool high = side == Side::High;
+    ConfirmSink sa{byA, n}, sb{byB, n};
+    scanBars<Prices::HighLow, false, false, false>(Scan{Source{a, a, n}, su.strength, Tie(0), high, !high}, 0, sa);
+    scanBars<Prices::HighLow, false, false, false>(Scan{Source{b, b, b.count()}, su.strength, Tie(0), high, !high},
+                                                   0, sb);
+    const int64_t st = su.strength;
+    int32_t a1 = -1, a2 = -1, b1 = -1, b2 = -1, usedA = -1, usedB = -1;
+    for (int32_t t = 0; t < n; ++t) {
+        double signal = 0.0;
+        if (byA[t] >= 0 || byB[t] >= 0) {
+            if (byA[t] >= 0) {
+                a1 = a2;
+                a2 = byA[t];
+            }
+            if (byB[t] >= 0) {
+                b1 = b2;
+                b2 = byB[t];
+            }
+            if (a1 >= 0 && b1 >= 0 && std::abs(static_cast<int64_t>(a2) - b2) <= st &&
+                std::abs(static_cast<int64_t>(a1) - b1) <= st && !(a2 == usedA && b2 == usedB)) {
+                const bool diverges = high ? a[a2] > a[a1] && b[b2] < b[b1] : a[a2] < a[a1] && b[b2] > b[b1];
+                if (diverges) {
+                    signal = 1.0;
+                    usedA = a2;
+                    usedB = b2;
+                }
+            }
+        }
+        w.set(t, signal);
+    }
+    return kOk;
+}
+
+namespace {
+
+// +1 and -1 at intermediate points; every bar first 0, or the fill value where the input is missing.
+struct MarkSink {
+    NumberOut& out;
+    const NumberView& in;
+    void bar(int32_t i) { out.set(i, in.missing(i) ? out.fill() : 0.0); }
+    void swing(Side side, const Ref& at, const Ref&) { out.set(at.bar, side == Side::High ? 1.0 : -1.0); }
+};
+
+} // namespace
+
+StatusCode intermediateSwings(SeriesHandle& out, const SeriesHandle& input) {
+    if (series::count(input) == 0) return kDomainError;
+    const int32_t n = NumberView(&input).count();
+    NumberOut w(&out, n);
+    const NumberView in(&input);
+    MarkSink sink{w, in};
+    scanBars<Prices::Close, true, true, true>(Scan{Source{in, in, n}, 1, Tie(0), true, true}, 0, sink);
+    return kOk;
+}
+
+} // namespace fk::swingengine

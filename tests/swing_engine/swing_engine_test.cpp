@@ -1,0 +1,256 @@
+// The swing engine in each mode, its continued calls, and the exports built on it: worked
+// sequences and chunked host calls against one call.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <random>
+
+#include "host/hostkit.h"
+#include "indicators/swing_engine.h"
+#include "support/heap_check.h"
+#include "support/call_builder.h"
+
+namespace fk {
+namespace {
+
+using host::Call;
+using host::Market;
+using host::Series;
+using Vec = std::vector<double>;
+
+using testing::F;
+
+class SwingEngineTest : public testing::HeapChecked {};
+
+Vec minus(const Vec& v, double d) {
+    Vec r;
+    for (double x : v) r.push_back(x == F ? F : x - d);
+    return r;
+}
+
+struct EngineCase {
+    const char* what;
+    Vec high, low; // low empty: the highs serve as closes too (all three series)
+    int32_t mode;
+    double strength;
+    int32_t tie;
+    Vec wantHighs, wantLows;
+};
+
+TEST_F(SwingEngineTest, ModesStrengthsAndTies) {
+    const Vec ex1 = {10, 11, 12, 11, 10, 11, 13, 12, 11};
+    const Vec flat = {10, 12, 12, 11, 10};
+    const Vec inside = {10, 12, 11.5, 11, 13, 12, 11}, insideLow = {8, 9, 9.5, 10, 11, 10, 9};
+    const Vec mode6 = {10, 12, 11, 14, 12, 13, 11, 12, 10, 11};
+    const Vec closes = {5, 6, 6, 5, 4, 5};
+    Vec holed = ex1;
+    holed[2] = F;
+    Vec holedLow = minus(ex1, 2);
+    const Vec z9(9, 0.0), z5(5, 0.0), z7(7, 0.0), z10(10, 0.0);
+    const EngineCase cases[] = {
+        {"mode 0 strength 2", ex1, minus(ex1, 2), 0, 2.9, 0, {0, 0, 2, 0, 0, 0, 2, 0, 0}, {0, 0, 0, 0, 2, 0, 0, 0, 0}},
+        {"flat top, last bar", flat, minus(flat, 2), 0, 1, 0, {0, 0, 1, 0, 0}, z5},
+        {"flat top, first bar", flat, minus(flat, 2), 0, 1, 1, {0, 1, 0, 0, 0}, z5},
+        {"flat top, none", flat, minus(flat, 2), 0, 1, 2, z5, z5},
+        {"mode 1 passes over inside bars", inside, insideLow, 1, 7, 0, {0, 0, 0, 0, 1, 0, 0}, {0, 0, 0, 0, 0, 0, 0}},
+        {"mode 0 compares them", inside, insideLow, 0, 1, 0, {0, 1, 0, 0, 1, 0, 0}, {0, 0, 0, 0, 0, 0, 0}},
+        {"mode 6 intermediate high", mode6, minus(mode6, 1), 6, 3, 0, {0, 0, 0, 3, 0, 0, 0, 0, 0, 0}, z10},
+        {"mode 3 passes over a repeated close", closes, {}, 3, 0, 0, {0, 2, 0, 0, 0, 0}, {0, 0, 0, 0, 1, 0}},
+        {"mode 4 strength 1", closes, {}, 4, 1, 0, {0, 0, 1, 0, 0, 0}, {0, 0, 0, 0, 1, 0}},
+        {"mode 4 strength 0 is 4", closes, {}, 4, 0, 0, Vec(6, 0.0), Vec(6, 0.0)},
+        // the highs alone would make bar 1 the swing high
+        {"mode 5 midpoints", {10, 12, 11, 10}, {9, 6, 10, 9}, 5, 1, 0, {0, 0, 1, 0}, {0, 1, 0, 0}},
+        {"a missing high clears the list", holed, holedLow, 0, 2, 0, {0, 0, 0, 0, 0, 0, 2, 0, 0}, z9},
+        {"mode 2 strength 1", inside, insideLow, 2, 1, 0, {0, 0, 0, 0, 1, 0, 0}, z7},
+    };
+    for (const EngineCase& c : cases) {
+        SCOPED_TRACE(c.what);
+        Series h = Series::of(c.high), l = Series::of(c.low.empty() ? c.high : c.low), highs, lows;
+        swingengine::run(h.handle(), l.handle(), h.handle(), c.strength, c.mode, c.tie, &highs.handle(),
+                         &lows.handle(), 0);
+        EXPECT_EQ(highs.values(), c.wantHighs);
+        EXPECT_EQ(lows.values(), c.wantLows);
+    }
+}
+
+TEST_F(SwingEngineTest, SetUpsThatDoNothing) {
+    const struct {
+        int32_t mode;
+        double strength;
+    } cases[] = {{-1, 2}, {7, 2}, {0, 0.9}, {0, -3}, {2, -1}, {4, -0.5 - 1}, {5, -2}};
+    for (const auto& c : cases) {
+        Series h = Series::of({1, 3, 1, 3, 1}), highs = Series::of({7});
+        swingengine::run(h.handle(), h.handle(), h.handle(), c.strength, c.mode, 0, &highs.handle(), nullptr, 0);
+        EXPECT_EQ(highs.values(), Vec{7}) << c.mode << " " << c.strength;
+    }
+}
+
+// A walk with a swing every few bars, and a few missing highs where asked.
+struct Walk {
+    Vec high, low, close;
+};
+Walk walk(int n, bool holes, unsigned seed = 5) {
+    std::mt19937 rng(seed);
+    std::uniform_real_distribution<double> u(0.0, 1.0);
+    Walk w;
+    double p = 100;
+    for (int i = 0; i < n; ++i) {
+        p += std::round((u(rng) - 0.5) * 8) / 4; // quarters, so that ties and inside bars occur
+        const double range = std::round(u(rng) * 6) / 4;
+        w.high.push_back(holes && u(rng) < 0.02 ? F : p + range);
+        w.low.push_back(p - range / 2);
+        w.close.push_back(p);
+    }
+    return w;
+}
+
+TEST_F(SwingEngineTest, ContinuedCallsGiveTheSeriesOfOneCallInEveryMode) {
+    const int n = 600;
+    for (bool holes : {false, true}) {
+        const Walk w = walk(n, holes);
+        for (int32_t mode = 0; mode <= 6; ++mode) {
+            for (int outputs = 1; outputs <= 3; ++outputs) { // highs, lows, both
+                auto play = [&](int chunk) {
+                    Series h, l, c, highs, lows;
+                    for (int first = 0; first < n; first += chunk) {
+                        const int last = std::min(n, first + chunk);
+                        for (int i = first; i < last; ++i) h.push(w.high[i]), l.push(w.low[i]), c.push(w.close[i]);
+                        swingengine::run(h.handle(), l.handle(), c.handle(), 3, mode, mode % 3,
+                                         outputs & 1 ? &highs.handle() : nullptr,
+                                         outputs & 2 ? &lows.handle() : nullptr, first);
+                    }
+                    return std::make_pair(highs.values(), lows.values());
+                };
+                const auto whole = play(n);
+                for (int chunk : {1, 7, 100})
+                    EXPECT_EQ(play(chunk), whole) << "mode " << mode << " outputs " << outputs << " holes " << holes
+                                                  << " chunk " << chunk;
+            }
+        }
+    }
+}
+
+TEST_F(SwingEngineTest, ResumesAfterTheSecondMostRecentSwingOnlyFarEnoughIn) {
+    // Strength 2 swing highs at bars 250 and 300 in 400 bars; a value planted before 250 shows
+    // whether a call with start bar 400 kept it, one planted after 300 (not a swing: below 0)
+    // that it was rewritten.
+    for (const int32_t earlier : {250, 90}) {
+        Vec x(400, 0.0);
+        for (int i = 0; i < 400; ++i) x[i] = (i % 2) * 0.5; // no strength-2 swing anywhere
+        x[earlier] = x[300] = 10;
+        Series in = Series::of(x), out;
+        Call call("SwingCustomHigh");
+        call.out(out).arg(in).arg(2).arg(0);
+        ASSERT_EQ(call.run(0), 0);
+        Vec want(400, 0.0);
+        want[earlier] = want[300] = 2;
+        ASSERT_EQ(out.values(), want);
+        series::setNumber(out.handle(), 20, 5);
+        series::setNumber(out.handle(), 380, -5);
+        ASSERT_EQ(call.run(400), 0);
+        const Vec v = out.values();
+        EXPECT_EQ(v[20], earlier == 250 ? 5 : 0) << earlier;
+        EXPECT_EQ(v[380], 0);
+    }
+}
+
+TEST_F(SwingEngineTest, CustomSwingsAndHoles) {
+    const Vec holed = {1, 3, 1, F, 2, 5, 2};
+    const Vec seven(7, 7.0);
+    testing::expectExamples({
+        {"first bar of a flat top", "SwingCustomHigh", {Vec{10, 12, 12, 11, 10}, 1.0, 1.0}, {0, 1, 0, 0, 0}},
+        {"strength 3 marks with 3", "SwingCustomLow", {Vec{5, 4, 3, 1, 2, 3, 4, 2}, 3.7, 0.0}, {0, 0, 0, 3, 0, 0, 0, 0}},
+        {"highs of a series with a hole", "SwingCustomHigh", {holed, 1.0, 0.0}, {7, 1, 7, 7, 7, 1, 7}, seven},
+        {"lows of a series with a hole", "SwingCustomLow", {holed, 1.0, 0.0}, {7, 7, 1, 7, 7, 7, 7}, seven},
+        // the confirmation counts present values: bar 2 is confirmed by bars 3 and 5
+        {"strength across the hole", "SwingCustomHigh", {Vec{0, 1, 3, 2, F, 1, 0}, 2.0, 0.0}, {F, F, 2}},
+        {"missing values at the ends are no hole", "SwingCustomHigh", {Vec{F, 1, 3, 1, F}, 1.0, 0.0},
+         {0, 0, 1, 0, 0, 7, 7}, seven},
+    });
+    // with a hole a continued call still searches from bar 0
+    EXPECT_EQ(testing::runCall("SwingCustomHigh", {holed, 1.0, 0.0}, 3, seven).values, (Vec{7, 1, 7, 7, 7, 1, 7}));
+}
+
+TEST_F(SwingEngineTest, CustomSwingsInChunkedHostCalls) {
+    const int n = 500;
+    const Walk w = walk(n, false, 9);
+    for (const char* name : {"SwingCustomHigh", "SwingCustomLow"}) {
+        for (double strength : {1.0, 3.0}) {
+            const testing::Result whole = testing::runChunked(name, {w.close, strength, 0.0}, n);
+            EXPECT_GT(std::count_if(whole.values.begin(), whole.values.end(), [](double v) { return v > 0; }), 20);
+            for (int chunk : {1, 7, 100}) {
+                const testing::Result r = testing::runChunked(name, {w.close, strength, 0.0}, chunk);
+                EXPECT_EQ(r.status, 0);
+                EXPECT_EQ(r.values, whole.values) << name << " chunk " << chunk;
+            }
+        }
+    }
+}
+
+std::vector<host::Bar> barsOf(const Vec& high, const Vec& low) {
+    std::vector<host::Bar> bars;
+    for (std::size_t i = 0; i < high.size(); ++i)
+        bars.push_back({40000.0 + i, low[i], high[i], low[i], (high[i] + low[i]) / 2, 100});
+    return bars;
+}
+
+TEST_F(SwingEngineTest, SwingSystemLines) {
+    const Vec h = {112.0, 112.5, 112.25, 112.1, 112.6, 112.3};
+    const struct {
+        const char* name;
+        const char* symbol;
+        double tick, mode, offset;
+        Vec want;
+    } cases[] = {
+        {"SwingSystemHigh", "ZBH14", 0.015625, 0, 1, {F, F, 112.53125, 112.53125, 112.53125, 112.625}},
+        {"SwingSystemLow", "ZBH14", 0.015625, 0, 1, {F, F, F, F, 111.5625, 111.5625}},
+        {"SwingSystemHigh", "ESH14", 0.25, 0, 1, {F, F, 112.75, 112.75, 112.75, 112.75}},
+        {"SwingSystemHigh", "MSFT", 0.01, 0, 0, {F, F, 112.5, 112.5, 112.5, 112.6}},
+        // no tick: no offset and no rounding; mode 4 reads the closes (midpoints here)
+        {"SwingSystemHigh", "MSFT", 0, 4.9, 3, {F, F, 112.25, 112.25, 112.25, 112.35}},
+        // a bond root overrides the tick; a negative offset moves the level toward the market
+        {"SwingSystemLow", "US", 0.5, 0, -2, {F, F, F, F, 111.65625, 111.65625}},
+        {"SwingSystemHigh", "MSFT", 0.01, 7, 0, Vec(6, F)},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(std::string(c.name) + " " + c.symbol);
+        Market m(barsOf(h, minus(h, 0.5)));
+        m.symbol(c.symbol).tick(c.tick, 1);
+        Series out = Series::of(Vec(8, 7.0));
+        Call call(c.name);
+        call.out(out).arg(m).arg(1).arg(c.mode).arg(c.offset);
+        ASSERT_EQ(call.run(4), 0);
+        Vec want = c.want;
+        want.insert(want.end(), {7, 7});
+        EXPECT_EQ(out.values(), want);
+    }
+}
+
+TEST_F(SwingEngineTest, DivergencesAndIntermediateSwings) {
+    const Vec priceHighs = {10, 12, 11, 10, 11, 13, 12, 11};
+    const Vec priceLows = {10, 8, 9, 10, 9, 7, 8, 9};
+    const Vec signalAt6 = {0, 0, 0, 0, 0, 0, 1, 0}, none(8, 0.0);
+    const Vec lw = {5, 3, 4, 1, 3, 2, 6, 4, 8, 5, 7, 6};
+    Vec lwHole = lw;
+    lwHole[5] = F;
+    testing::expectExamples({
+        {"bear", "BearDivergence", {priceHighs, Vec{50, 70, 60, 55, 58, 65, 60, 50}, 1.0}, signalAt6},
+        {"bull", "BullDivergence", {priceLows, Vec{50, 30, 40, 45, 42, 35, 40, 45}, 1.0}, signalAt6},
+        {"indicator confirms", "BearDivergence", {priceHighs, Vec{50, 70, 60, 55, 58, 75, 60, 50}, 1.0}, none},
+        {"swings too far apart", "BearDivergence", {priceHighs, Vec{50, 70, 60, 65, 58, 55, 52, 50}, 1.0}, none},
+        // strength 2: the indicator's highs a bar after the price's, the signal where the later
+        // one is confirmed
+        {"paired within the strength", "BearDivergence",
+         {Vec{1, 2, 5, 2, 1, 1.5, 2, 3, 6, 2, 1, 0}, Vec{10, 20, 30, 50, 30, 20, 10, 20, 30, 40, 30, 20}, 2.0},
+         {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1}},
+        {"strength 0 finds nothing", "BearDivergence", {priceHighs, Vec{50, 70, 60, 55, 58, 65, 60, 50}, 0.5}, none},
+        {"intermediate swings", "LWIntSwing", {lw}, {0, 0, 0, -1, 0, 0, 0, 0, 1, 0, 0, 0}},
+        {"the last high not yet confirmed", "LWIntSwing", {Vec(lw.begin(), lw.end() - 1)},
+         {0, 0, 0, -1, 0, 0, 0, 0, 0, 0, 0}},
+        {"a repeated value is passed over", "LWIntSwing", {Vec{1, 3, 3, 1, 3, 1}}, Vec(6, 0.0)},
+        {"a hole is passed over", "LWIntSwing", {lwHole}, {0, 0, 0, -1, 0, F, 0, 0, 1, 0, 0, 0}},
+    });
+}
+
+} // namespace
+} // namespace fk
