@@ -81,7 +81,14 @@ private:
     const TradingDays& dayOf_;
 };
 
-int32_t endOfYearBefore(int32_t year) { return calendar::civilDayNumber(year, 1, 1) - 1; }
+// The day number of a date's month and day in the year that begins on day `first` and has
+// `length` days; 29 February falls back to the 28th in a year without it.
+int32_t sameDate(int32_t first, int32_t length, const calendar::Date& date) {
+    static constexpr int32_t kDaysBefore[12] = {0, 31, 59, 90, 120, 151, 181, 212, 243, 273, 304, 334};
+    const bool leap = length == 366;
+    const int32_t day = date.month == 2 && date.day == 29 && !leap ? 28 : date.day;
+    return first + kDaysBefore[date.month - 1] + (date.month > 2 && leap) + day - 1;
+}
 
 } // namespace
 
@@ -105,7 +112,7 @@ StatusCode seasonalPath(SeriesHandle& outH, const BarRecord& market, const Serie
     // Every target lies at or after the end of the year before the oldest year of the first bar.
     const int32_t firstYear = calendar::civilDate(dayOf(start)).year;
     const int32_t oldest = firstYear - kMax > 101 ? firstYear - kMax : 101;
-    const int32_t minTarget = endOfYearBefore(oldest);
+    const int32_t minTarget = calendar::civilDayNumber(oldest, 1, 1) - 1;
     int32_t lo = 0, hi = start;
     while (lo < hi) {
         const int32_t mid = lo + (hi - lo) / 2;
@@ -115,7 +122,8 @@ StatusCode seasonalPath(SeriesHandle& outH, const BarRecord& market, const Serie
     auto days = temporary<int32_t>(int64_t{n} - lo);
     auto cursors = temporary<Cursor>(2 * (int64_t{kMax} + 1));
     auto values = temporary<double>(kMax);
-    if (!days || !cursors || !values) return kDomainError;
+    auto yearStarts = temporary<int32_t>(int64_t{kMax} + 2);
+    if (!days || !cursors || !values || !yearStarts) return kDomainError;
     for (int32_t j = lo; j < n; ++j) days[j - lo] = dayOf(j);
     const SeasonalLookup look(days.get(), lo, n, price, dayOf);
     // ends[k]: the last price at or before the end of year Y - k - 1; targets[k]: at or before the
@@ -123,7 +131,8 @@ StatusCode seasonalPath(SeriesHandle& outH, const BarRecord& market, const Serie
     Cursor* ends = cursors.get();
     Cursor* targets = ends + kMax + 1;
 
-    int32_t lastDay = 0;
+    // yearStarts[k]: the day number of 1 January of year Y - k
+    int32_t lastDay = 0, year = 0, kUse = 0;
     double result = fill;
     bool known = false;
     for (int32_t i = start; i < n; ++i) {
@@ -132,22 +141,23 @@ StatusCode seasonalPath(SeriesHandle& outH, const BarRecord& market, const Serie
             out.set(i, result);
             continue;
         }
+        const calendar::Date date = calendar::civilDate(d);
+        if (!known || date.year != year) {
+            year = date.year;
+            kUse = kMax < year - 101 ? kMax : (year > 101 ? year - 101 : 0);
+            for (int32_t k = 0; k <= kUse + 1; ++k) yearStarts[k] = calendar::civilDayNumber(year - k, 1, 1);
+            for (int32_t k = 0; k <= kUse; ++k) look.seek(ends[k], yearStarts[k] - 1);
+        }
         known = true;
         lastDay = d;
-        const calendar::Date date = calendar::civilDate(d);
-        const int32_t kUse = kMax < date.year - 101 ? kMax : (date.year > 101 ? date.year - 101 : 0);
-        for (int32_t k = 0; k <= kUse; ++k) look.seek(ends[k], endOfYearBefore(date.year - k));
         int32_t used = 0;
         double sum = 0.0;
         for (int32_t k = 1; k <= kUse; ++k) {
-            const int32_t y = date.year - k;
-            const int32_t dom = calendar::DaysInMonth(y, date.month);
-            look.seek(targets[k], calendar::civilDayNumber(y, date.month, date.day < dom ? date.day : dom));
+            look.seek(targets[k], sameDate(yearStarts[k], yearStarts[k - 1] - yearStarts[k], date));
             const int32_t jB = ends[k].last, jT = targets[k].last;
-            // the base lies in year y - 1 and year y has a price after it
-            if (jB < 0 || look.day(jB) < calendar::civilDayNumber(y - 1, 1, 1) || ends[k - 1].last <= jB ||
-                jT < jB)
-                continue;
+            // year Y - k counts when its base lies in the year before it and a price of its own
+            // follows the base
+            if (jB < 0 || look.day(jB) < yearStarts[k + 1] || ends[k - 1].last <= jB || jT < jB) continue;
             const double base = price[jB], move = price[jT] - base;
             double v = move;
             if (percent) {

@@ -6,6 +6,7 @@
 #include <cmath>
 #include <random>
 
+#include "calendar/date.h"
 #include "host/hostkit.h"
 #include "support/heap_check.h"
 #include "support/status_cases.h"
@@ -269,6 +270,50 @@ RandomMarket randomMarket() {
         }
     }
     return r;
+}
+
+// The seasonal mean of bar i by the definition, scanning every bar for each year.
+double seasonalByDefinition(const std::vector<Bar>& bars, const Vec& price, int i, int years, bool percent) {
+    using namespace calendar;
+    auto day = [&](int j) { return static_cast<int32_t>(std::floor(bars[j].dateTime)); }; // all before the day end
+    auto present = [&](int j) { return price[j] != F; };
+    const Date date = DateFromDayNumber(day(i));
+    double sum = 0;
+    int used = 0;
+    for (int k = 1; k <= years && date.year - k >= 101; ++k) {
+        const int32_t y = date.year - k;
+        const int32_t target = DayNumberFromDate(y, date.month, std::min(date.day, DaysInMonth(y, date.month)));
+        const int32_t base = DayNumberFromDate(y, 1, 1) - 1;
+        int jB = -1, jT = -1, after = -1;
+        for (int j = 0; j < static_cast<int>(bars.size()); ++j) {
+            if (!present(j)) continue;
+            if (day(j) <= base) jB = j;
+            if (day(j) <= target) jT = j;
+        }
+        for (int j = jB + 1; j < static_cast<int>(bars.size()) && after < 0; ++j)
+            if (present(j)) after = j;
+        if (jB < 0 || day(jB) < DayNumberFromDate(y - 1, 1, 1) || after < 0 || day(after) > DayNumberFromDate(y, 12, 31))
+            continue;
+        if (percent && !(price[jB] > 0)) continue;
+        sum += percent ? 100 * (price[jT] - price[jB]) / price[jB] : price[jT] - price[jB];
+        ++used;
+    }
+    return used ? sum / used : F;
+}
+
+TEST_F(SeasonalTest, SeasonalFollowsItsDefinition) {
+    const RandomMarket r = randomMarket();
+    const int n = static_cast<int>(r.bars.size());
+    for (bool percent : {false, true}) {
+        Market m(r.bars);
+        Series price = Series::of(r.price), out;
+        Call call(percent ? "SeasonalPct" : "Seasonal");
+        call.out(out).arg(m).arg(price).arg(4);
+        ASSERT_EQ(call.run(0), 0);
+        const Vec got = out.values();
+        ASSERT_EQ(static_cast<int>(got.size()), n);
+        for (int i = 0; i < n; i += 7) EXPECT_NEAR(got[i], seasonalByDefinition(r.bars, r.price, i, 4, percent), 1e-9) << i;
+    }
 }
 
 TEST_F(SeasonalTest, ChunkedHostCallsGiveTheSeriesOfOneCall) {
