@@ -367,12 +367,6 @@ TEST_F(SeasonalTest, StatusCodes) {
         {"wrong count", "CycleAnalysis", [](Call& c, In& in) { c.arg(in.x).arg(8).arg(2).arg(8); }, 0, 0x105},
         {"wrong count", "AvgOfSameBarTime", [](Call& c, In& in) { c.arg(in.market); }, 0, 0x102},
         {"wrong count", "PartialDayData", [](Call& c, In& in) { c.arg(in.market).arg(1).arg(1); }, 0, 0x104},
-        {"market a series", "Seasonal", [](Call& c, In& in) { c.arg(in.x).arg(in.x).arg(1); }, 0, 0x202},
-        {"price a text", "SeasonalDevUp", [](Call& c, In& in) { c.arg(in.market).arg(in.text).arg(1).arg(1).arg(0); }, 0, 0x203},
-        {"units a series", "SeasonalDevDown", [](Call& c, In& in) { c.arg(in.market).arg(in.x).arg(1).arg(1).arg(in.x); }, 0, 0x206},
-        {"input a market", "CycleCalc", [](Call& c, In& in) { c.arg(in.market).arg(8).arg(2).arg(8).arg(0); }, 0, 0x202},
-        {"sessions a text", "AvgOfSameBarTime", [](Call& c, In& in) { c.arg(in.market).arg(in.x).arg(in.text); }, 0, 0x204},
-        {"selector a series", "PartialDayData", [](Call& c, In& in) { c.arg(in.market).arg(in.x); }, 0, 0x203},
         {"no bars", "Seasonal", [](Call& c, In& in) { c.arg(in.noBars).arg(in.x).arg(1); }, 0, 0xFF00},
         {"no bars", "SeasonalDevUp", [](Call& c, In& in) { c.arg(in.noBars).arg(in.x).arg(1).arg(1).arg(0); }, 0, 0xFF00},
         {"no bars", "AvgOfSameBarTime", [](Call& c, In& in) { c.arg(in.noBars).arg(in.x).arg(1); }, 0, 0xFF00},
@@ -392,6 +386,9 @@ TEST_F(SeasonalTest, StatusCodes) {
         {"selector -1", "PartialDayData", [](Call& c, In& in) { c.arg(in.market).arg(-1); }, 0, -1},
     };
     testing::expectStatuses(cases);
+    for (const char* name : {"Seasonal", "SeasonalPct", "SeasonalDevUp", "SeasonalDevDown", "CycleAnalysis",
+                             "CycleCalc", "AvgOfSameBarTime", "PartialDayData"})
+        testing::expectBadEntries(name);
 }
 
 } // namespace

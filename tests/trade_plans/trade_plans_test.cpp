@@ -239,11 +239,6 @@ TEST_F(TradePlanTest, StatusCodes) {
         {"wrong count", "PTF_DLL", [](Call& c, In& in) { c.arg(in.market).arg(in.x).arg(in.x).arg(4); }, 0, 0x105},
         {"wrong count", "PyramidTP", [](Call& c, In& in) { c.arg(in.market).arg(in.x).arg(in.x).arg(4).arg(3).arg(0).arg(0); }, 0, 0x108},
         {"wrong count", "ReverseBarTP", [](Call& c, In& in) { c.arg(in.market); }, 0, 0x102},
-        {"market a series", "PTF_DLL", [](Call& c, In& in) { c.arg(in.x).arg(in.x).arg(in.x).arg(4).arg(1); }, 0, 0x202},
-        {"entry a text", "PyramidTP", [](Call& c, In& in) { c.arg(in.market).arg(in.text).arg(in.x).arg(4).arg(3).arg(0); }, 0, 0x203},
-        {"direction a text", "PTF_DLL", [](Call& c, In& in) { c.arg(in.market).arg(in.x).arg(in.text).arg(4).arg(1); }, 0, 0x204},
-        {"selector a series", "PyramidTP", [](Call& c, In& in) { c.arg(in.market).arg(in.x).arg(in.x).arg(4).arg(3).arg(in.x); }, 0, 0x207},
-        {"look-back a series", "ReverseBarTP", [](Call& c, In& in) { c.arg(in.market).arg(in.x).arg(1).arg(0).arg(0); }, 0, 0x203},
         {"no bars", "PTF_DLL", [](Call& c, In& in) { c.arg(in.noBars).arg(in.x).arg(in.x).arg(4).arg(1); }, 0, 0xFF00},
         {"no bars", "PyramidTP", [](Call& c, In& in) { c.arg(in.noBars).arg(in.x).arg(in.x).arg(4).arg(3).arg(0); }, 0, 0xFF00},
         {"no bars", "ReverseBarTP", [](Call& c, In& in) { c.arg(in.noBars).arg(2).arg(1).arg(0).arg(0); }, 0, 0xFF00},
@@ -264,6 +259,7 @@ TEST_F(TradePlanTest, StatusCodes) {
         {"selector 4", "ReverseBarTP", [](Call& c, In& in) { c.arg(in.market).arg(2).arg(1).arg(0).arg(4); }, 0, -1},
     };
     testing::expectStatuses(cases);
+    for (const char* name : {"PTF_DLL", "PyramidTP", "ReverseBarTP"}) testing::expectBadEntries(name);
 }
 
 } // namespace
