@@ -7,7 +7,7 @@
 #include <functional>
 #include <memory>
 
-#include "bench_data.h"
+#include "export_cases.h"
 
 namespace {
 
@@ -49,10 +49,7 @@ Data& data() {
     return d;
 }
 
-struct Case {
-    const char* name;
-    std::function<void(Call&, Series& out, Data&)> args;
-};
+using Case = fk::bench::ExportCase<Data>;
 
 const Case kCases[] = {
     {"Laguerre_Func", [](Call& c, Series& o, Data& d) { c.out(o).arg(d.close).arg(0.8).arg(1); }},
@@ -69,34 +66,7 @@ const Case kCases[] = {
     {"GannTrend", [](Call& c, Series& o, Data& d) { c.out(o).arg(d.market); }},
 };
 
-// All bars in one call; the counter reads as time per bar.
-void allBars(benchmark::State& state, const Case& c) {
-    Series out;
-    Call call(c.name);
-    c.args(call, out, data());
-    for (auto _ : state) benchmark::DoNotOptimize(call.run(0));
-    state.counters["per_bar"] = benchmark::Counter(static_cast<double>(fk::bench::kBars),
-                                                   benchmark::Counter::kIsIterationInvariantRate |
-                                                       benchmark::Counter::kInvert);
-}
-
-// The call after one bar has been appended: start bar at the last bar of a computed series.
-void appendedBar(benchmark::State& state, const Case& c) {
-    Series out;
-    Call call(c.name);
-    c.args(call, out, data());
-    call.run(0);
-    for (auto _ : state) benchmark::DoNotOptimize(call.run(fk::bench::kBars - 1));
-}
-
-const bool kRegistered = [] {
-    for (const Case& c : kCases) {
-        benchmark::RegisterBenchmark((std::string("BM_AllBars/") + c.name).c_str(), allBars, c)
-            ->Unit(benchmark::kMillisecond);
-        benchmark::RegisterBenchmark((std::string("BM_AppendedBar/") + c.name).c_str(), appendedBar, c);
-    }
-    return true;
-}();
+const bool kRegistered = fk::bench::registerExportCases<Data>(kCases, data);
 
 } // namespace
 

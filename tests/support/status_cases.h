@@ -43,4 +43,34 @@ inline void expectStatuses(std::span<const StatusCase> cases) {
     }
 }
 
+// For each entry of an export, the Return Value included, a call whose entry holds a value its
+// accessor refuses (a Text, or a Market where a Text is wanted; a Market tag for the Return Value)
+// while every other entry holds an acceptable one: the status is 0x200 + entry and the Return
+// Value stays as it was.
+inline void expectBadEntries(const char* name) {
+    const ExportEntry* e = findExport(name);
+    ASSERT_NE(e, nullptr) << name;
+    const int entries = e->sig.maxCount;
+    for (int bad = 1; bad <= entries; ++bad) {
+        SCOPED_TRACE(std::string(name) + " entry " + std::to_string(bad));
+        StatusInputs in;
+        in.text.markConstant();
+        host::Series out = host::Series::of({7, 7, 7});
+        host::Call call(name);
+        call.out(out);
+        for (int i = 2; i <= entries; ++i) {
+            const char type = e->sig.types[i - 1];
+            const bool textual = type == kArgText || type == kArgTextSeries;
+            if (i == bad) textual ? call.arg(in.market) : call.arg(in.text);
+            else if (textual) call.arg(in.text);
+            else if (type == kArgMarket) call.arg(in.market);
+            else if (type == kArgNumber) call.arg(1.0);
+            else call.arg(in.x);
+        }
+        if (bad == 1) call.tag(1, 5);
+        EXPECT_EQ(call.run(0), badEntry(bad));
+        EXPECT_EQ(out.values(), (std::vector<double>{7, 7, 7}));
+    }
+}
+
 } // namespace fk::testing

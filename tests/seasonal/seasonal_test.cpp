@@ -1,0 +1,395 @@
+// Seasonal and cycle functions: the worked examples, the host's chunked calls against one call,
+// and the status codes.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <random>
+
+#include "calendar/date.h"
+#include "host/hostkit.h"
+#include "support/heap_check.h"
+#include "support/status_cases.h"
+
+namespace fk {
+namespace {
+
+using host::Bar;
+using host::Call;
+using host::Market;
+using host::Series;
+using Vec = std::vector<double>;
+using In = testing::StatusInputs;
+
+constexpr double F = kMissing;
+
+class SeasonalTest : public testing::HeapChecked {};
+
+void expectNear(const Vec& got, const Vec& want, double tolerance) {
+    ASSERT_EQ(got.size(), want.size());
+    for (std::size_t i = 0; i < want.size(); ++i) EXPECT_NEAR(got[i], want[i], tolerance) << "bar " << i;
+}
+
+// Bars at the given date-times with one price for open, high, low and close.
+std::vector<Bar> barsAt(const Vec& stamps, const Vec& prices) {
+    std::vector<Bar> bars;
+    for (std::size_t i = 0; i < stamps.size(); ++i) {
+        const double p = prices[i];
+        bars.push_back({stamps[i], p, p, p, p, 1});
+    }
+    return bars;
+}
+
+// 30 Dec 2011, 3 Jan 2012, 15 Mar 2012, 31 Dec 2012, 2 Jan 2013, 14 Mar 2013, 31 Dec 2013,
+// 2 Jan 2014, 14 Mar 2014, 17 Mar 2014
+const Vec kSeasonDays = {40907, 40911, 40983, 41274, 41276, 41347, 41639, 41641, 41712, 41715};
+const Vec kSeasonPrices = {100, 102, 110, 120, 121, 126, 130, 131, 140, 139};
+
+TEST_F(SeasonalTest, SeasonalPathAndBands) {
+    struct Case {
+        const char* what;
+        const char* name;
+        std::vector<double> numbers; // after the years
+        int32_t start;
+        Vec before, want;
+    };
+    const double p7 = 100.0 / 120.0 / 2.0; // 2013's 0.8333 per cent and 2012's 0 per cent
+    const Case cases[] = {
+        {"points", "Seasonal", {}, 0, {}, {F, F, F, F, 0, 2, 20, 0.5, 4, 8}},
+        {"percent", "SeasonalPct", {}, 0, {}, {F, F, F, F, 0, 2, 20, p7, 3.5, 7.5}},
+        {"upper band in points", "SeasonalDevUp", {1, 0}, 0, {}, {F, F, F, F, 0, 2, 20, 1, 6, 10}},
+        {"lower band in points", "SeasonalDevDown", {1, 0}, 0, {}, {F, F, F, F, 0, 2, 20, 0, 2, 6}},
+        {"upper band in percent", "SeasonalDevUp", {2, 1}, 0, {}, {F, F, F, F, 0, 2, 20, 3 * p7, 6.5, 12.5}},
+        {"lower band in percent", "SeasonalDevDown", {2, -3}, 0, {}, {F, F, F, F, 0, 2, 20, -p7, 0.5, 2.5}},
+        {"negative width swaps the bands", "SeasonalDevUp", {-1, 0}, 0, {}, {F, F, F, F, 0, 2, 20, 0, 2, 6}},
+        {"from a start bar", "Seasonal", {}, 8, {7, 7, 7, 7, 7, 7, 7, 7}, {7, 7, 7, 7, 7, 7, 7, 7, 4, 8}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        Market m(barsAt(kSeasonDays, kSeasonPrices));
+        Series price = Series::of(kSeasonPrices), out = Series::of(c.before);
+        Call call(c.name);
+        call.out(out).arg(m).arg(price).arg(2);
+        for (double v : c.numbers) call.arg(v);
+        ASSERT_EQ(call.run(c.start), 0);
+        expectNear(out.values(), c.want, 1e-9);
+    }
+}
+
+TEST_F(SeasonalTest, SeasonalYearsThatCannotBeUsed) {
+    struct Case {
+        const char* what;
+        Vec days, prices, want;
+    };
+    const Case cases[] = {
+        // 2012's base lies in 2010, across a gap: not in the year before; 2013's is in 2012
+        {"base across a gap", {40500, 40983, 41348, 41715}, {100, 110, 120, 130}, {F, F, F, 10}},
+        // 2011 has a base but no price of its own: 2012 is the next price after the base
+        {"no price in the year", {40907, 41276}, {100, 120}, {F, F}},
+        // missing prices are passed over: the base and the target are the last present prices
+        {"missing prices passed over", {40906, 40907, 40983, 41274, 41347, 41348}, {100, F, 110, F, 130, F},
+         {F, F, F, F, 0, 10}},
+        // 29 February 2012 looks up 28 February 2011, not 1 March
+        {"29 February", {40543, 40602, 40603, 40908, 40968, 40969, 41274, 41333},
+         {100, 105, 107, 110, 116, 117, 120, 125}, {F, F, F, F, 5, 7, 10, 0}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        Market m(barsAt(c.days, c.prices));
+        Series price = Series::of(c.prices), out;
+        Call call("Seasonal");
+        call.out(out).arg(m).arg(price).arg(1);
+        ASSERT_EQ(call.run(0), 0);
+        expectNear(out.values(), c.want, 1e-9);
+    }
+}
+
+TEST_F(SeasonalTest, CycleWindows) {
+    struct Case {
+        const char* what;
+        const char* name;
+        Vec window;
+        double shortest, last; // the last number: selector or horizon
+        double want;
+    };
+    const Vec pattern = {11, 9, 9, 11, 11, 9, 9, 11};
+    const Vec onLine = {11, 9.5, 10, 12.5, 13, 11.5, 12, 14.5};
+    const Vec alternating = {11, 9, 11, 9, 11, 9, 11, 9};
+    const Vec flat(8, 0.1), straight = {1, 2, 3, 4, 5, 6, 7, 8};
+    const Case cases[] = {
+        {"period", "CycleAnalysis", pattern, 2, 0, 4},
+        {"amplitude", "CycleAnalysis", pattern, 2, 1, std::sqrt(2.0)},
+        {"phase", "CycleAnalysis", pattern, 2, 2, 315},
+        {"projection now", "CycleCalc", pattern, 2, 0, 11},
+        {"one ahead", "CycleCalc", pattern, 2, 1, 11},
+        {"two ahead", "CycleCalc", pattern, 2, 2, 9},
+        {"period over a line", "CycleAnalysis", onLine, 2, 0, 4},
+        {"amplitude over a line", "CycleAnalysis", onLine, 2, 1, std::sqrt(2.0)},
+        {"phase over a line", "CycleAnalysis", onLine, 2, 2, 315},
+        {"line now", "CycleCalc", onLine, 2, 0, 14.5},
+        {"line one ahead", "CycleCalc", onLine, 2, 1, 15},
+        {"line three ahead", "CycleCalc", onLine, 2, 3, 14},
+        {"shortest 5", "CycleAnalysis", onLine, 5, 0, 5},
+        {"shortest 5 amplitude", "CycleAnalysis", onLine, 5, 1, 0.904508},
+        {"shortest 5 phase", "CycleAnalysis", onLine, 5, 2, 252},
+        {"shortest 5 projection", "CycleCalc", onLine, 5, 0, 13.220492},
+        {"period 2", "CycleAnalysis", alternating, 2, 0, 2},
+        {"period 2 amplitude", "CycleAnalysis", alternating, 2, 1, 20.0 / 21.0},
+        {"period 2 phase", "CycleAnalysis", alternating, 2, 2, 180},
+        {"period 2 projection", "CycleCalc", alternating, 2, 1, 10.523810},
+        {"flat: no cycle", "CycleAnalysis", flat, 2, 1, F},
+        {"flat: the line", "CycleCalc", flat, 2, 1, 0.1},
+        {"straight: no cycle", "CycleAnalysis", straight, 2, 0, F},
+        {"straight: the line", "CycleCalc", straight, 2, 1, 9},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        Series x = Series::of(c.window), out;
+        Call call(c.name);
+        call.out(out).arg(x).arg(8).arg(c.shortest).arg(8).arg(c.last);
+        ASSERT_EQ(call.run(0), 0);
+        Vec want(7, F);
+        want.push_back(c.want);
+        expectNear(out.values(), want, 1e-6);
+    }
+}
+
+TEST_F(SeasonalTest, CycleWindowWithAMissingValue) {
+    for (double hole : {F, double(NAN)}) {
+        Series x = Series::of({11, hole, 9, 9, 11, 11, 9, 9, 11, 11}), out;
+        Call call("CycleAnalysis");
+        call.out(out).arg(x).arg(8).arg(2).arg(8).arg(0);
+        ASSERT_EQ(call.run(0), 0);
+        const Vec y = out.values();
+        ASSERT_EQ(y.size(), 10u);
+        EXPECT_EQ(y[8], F);
+        EXPECT_EQ(y[9], 4);
+    }
+}
+
+// Monday 10 March 2014 and the following days, at 09:30 and 10:00.
+double at(int day, double hours) { return 41708 + day + hours / 24.0; }
+
+TEST_F(SeasonalTest, AverageOfSameBarTime) {
+    struct Case {
+        const char* what;
+        Vec stamps, x;
+        double sessions;
+        int32_t start;
+        Vec before, want;
+    };
+    const Vec week = {at(0, 9.5), at(0, 10), at(1, 9.5), at(1, 10), at(2, 9.5), at(2, 10), at(3, 9.5), at(3, 10), at(4, 9.5)};
+    const Vec volume = {100, 50, 200, 70, 300, 90, 120, F, 60};
+    const Case cases[] = {
+        {"two sessions", week, volume, 2, 0, {}, {F, F, F, F, 150, 60, 250, 80, 210}},
+        {"one session", week, volume, 1, 0, {}, {F, F, 100, 50, 200, 70, 300, 90, 120}},
+        {"from a start bar", week, volume, 2, 7, {7, 7, 7}, {7, 7, 7, F, F, F, F, 80, 210}},
+        // a second bar at the same time of one session replaces that session's value
+        {"same time twice in a session", {at(0, 9.5), at(1, 9.5), at(1, 9.5), at(2, 9.5)}, {100, 200, 250, 300}, 1, 0,
+         {}, {F, 100, 100, 250}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        Market m(barsAt(c.stamps, Vec(c.stamps.size(), 10)));
+        Series x = Series::of(c.x), out = Series::of(c.before);
+        Call call("AvgOfSameBarTime");
+        call.out(out).arg(m).arg(x).arg(c.sessions);
+        ASSERT_EQ(call.run(c.start), 0);
+        expectNear(out.values(), c.want, 1e-9);
+    }
+}
+
+TEST_F(SeasonalTest, PartialDayData) {
+    // the previous day's last bar, one day of three bars, the next day's first bar
+    const std::vector<Bar> bars = {
+        {at(-1, 15), 99, 99.5, 98.5, 99, 1},   {at(0, 10), 100, 101, 99.5, 100.5, 10},
+        {at(0, 11), 100.5, 102, 100, 101.75, 20}, {at(0, 12), 101.75, 101.9, 98, 98.5, 5},
+        {at(1, 10), 98, 98.5, 97.75, 98.25, 7},
+    };
+    struct Case {
+        double selector;
+        int32_t start;
+        Vec before, want;
+    };
+    const Case cases[] = {
+        {0, 0, {}, {F, 1.5, 2.75, -0.5, -0.25}},
+        {1, 0, {}, {99, 100, 100, 100, 98}},
+        {2, 0, {}, {99.5, 101, 102, 102, 98.5}},
+        {3, 0, {}, {98.5, 99.5, 99.5, 98, 97.75}},
+        {4, 0, {}, {99, 100.5, 101.75, 98.5, 98.25}},
+        {5, 0, {}, {1, 10, 30, 35, 7}},
+        {6, 0, {}, {1, 1, 2, 3, 1}},
+        {7, 0, {}, {99, 301.0 / 3, 303.25 / 3, 99.5, 294.5 / 3}},
+        {0, 3, {7, 7, 7}, {7, 7, 7, -0.5, -0.25}},
+        {7, 3, {7, 7, 7}, {7, 7, 7, 99.5, 294.5 / 3}},
+        {5, 4, {7, 7, 7, 7}, {7, 7, 7, 7, 7}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(::testing::Message() << "selector " << c.selector << " start " << c.start);
+        Market m(bars);
+        Series out = Series::of(c.before);
+        Call call("PartialDayData");
+        call.out(out).arg(m).arg(c.selector);
+        ASSERT_EQ(call.run(c.start), 0);
+        expectNear(out.values(), c.want, 1e-9);
+    }
+}
+
+TEST_F(SeasonalTest, PartialDayDataDayEndAndMissingBars) {
+    // day end 17:00: Monday 18:00 opens Tuesday's day; a bar without an open changes nothing
+    Market m({{at(0, 10), 10, 11, 9, 10, 1}, {at(0, 18), 12, 13, 12, 12, 1}, {at(1, 9), F, 14, 13, 13, 1},
+              {at(1, 10), 13, 15, 13, 14, 1}});
+    m.session(570, 960, 1020);
+    Series out;
+    Call call("PartialDayData");
+    call.out(out).arg(m).arg(6);
+    ASSERT_EQ(call.run(0), 0);
+    EXPECT_EQ(out.values(), (Vec{1, 1, F, 2}));
+}
+
+// Random market data over six years: weekdays with one to three bars a day at fixed times, a
+// few prices and whole bars missing.
+struct RandomMarket {
+    std::vector<Bar> bars;
+    Vec price;
+};
+RandomMarket randomMarket() {
+    std::mt19937 rng(3);
+    std::uniform_real_distribution<double> u(0.0, 1.0);
+    RandomMarket r;
+    double p = 100;
+    for (int day = 39814; day < 39814 + 6 * 365; ++day) { // from 1 January 2009
+        if ((day + 2415021) % 7 < 2) continue;            // weekends
+        const int perDay = 1 + static_cast<int>(u(rng) * 3);
+        for (int k = 0; k < perDay; ++k) {
+            p += (u(rng) - 0.5) * 2;
+            const bool gap = u(rng) < 0.02;
+            const double c = gap ? F : p;
+            r.bars.push_back({day + (9.5 + k) / 24.0, c, gap ? F : p + u(rng), gap ? F : p - u(rng), c, u(rng) * 100});
+            r.price.push_back(u(rng) < 0.03 ? F : p);
+        }
+    }
+    return r;
+}
+
+// The seasonal mean of bar i by the definition, scanning every bar for each year.
+double seasonalByDefinition(const std::vector<Bar>& bars, const Vec& price, int i, int years, bool percent) {
+    using namespace calendar;
+    auto day = [&](int j) { return static_cast<int32_t>(std::floor(bars[j].dateTime)); }; // all before the day end
+    auto present = [&](int j) { return price[j] != F; };
+    const Date date = DateFromDayNumber(day(i));
+    double sum = 0;
+    int used = 0;
+    for (int k = 1; k <= years && date.year - k >= 101; ++k) {
+        const int32_t y = date.year - k;
+        const int32_t target = DayNumberFromDate(y, date.month, std::min(date.day, DaysInMonth(y, date.month)));
+        const int32_t base = DayNumberFromDate(y, 1, 1) - 1;
+        int jB = -1, jT = -1, after = -1;
+        for (int j = 0; j < static_cast<int>(bars.size()); ++j) {
+            if (!present(j)) continue;
+            if (day(j) <= base) jB = j;
+            if (day(j) <= target) jT = j;
+        }
+        for (int j = jB + 1; j < static_cast<int>(bars.size()) && after < 0; ++j)
+            if (present(j)) after = j;
+        if (jB < 0 || day(jB) < DayNumberFromDate(y - 1, 1, 1) || after < 0 || day(after) > DayNumberFromDate(y, 12, 31))
+            continue;
+        if (percent && !(price[jB] > 0)) continue;
+        sum += percent ? 100 * (price[jT] - price[jB]) / price[jB] : price[jT] - price[jB];
+        ++used;
+    }
+    return used ? sum / used : F;
+}
+
+TEST_F(SeasonalTest, SeasonalFollowsItsDefinition) {
+    const RandomMarket r = randomMarket();
+    const int n = static_cast<int>(r.bars.size());
+    for (bool percent : {false, true}) {
+        Market m(r.bars);
+        Series price = Series::of(r.price), out;
+        Call call(percent ? "SeasonalPct" : "Seasonal");
+        call.out(out).arg(m).arg(price).arg(4);
+        ASSERT_EQ(call.run(0), 0);
+        const Vec got = out.values();
+        ASSERT_EQ(static_cast<int>(got.size()), n);
+        for (int i = 0; i < n; i += 7) EXPECT_NEAR(got[i], seasonalByDefinition(r.bars, r.price, i, 4, percent), 1e-9) << i;
+    }
+}
+
+TEST_F(SeasonalTest, ChunkedHostCallsGiveTheSeriesOfOneCall) {
+    struct Case {
+        const char* name;
+        bool market, price;
+        std::vector<double> numbers;
+    };
+    const Case cases[] = {
+        {"Seasonal", true, true, {3}},
+        {"SeasonalDevDown", true, true, {2, 1.5, 1}},
+        {"CycleAnalysis", false, true, {20, 5, 15, 2}},
+        {"CycleCalc", false, true, {12, 2, 12, 3}},
+        {"AvgOfSameBarTime", true, true, {3}},
+        {"PartialDayData", true, false, {0}},
+        {"PartialDayData", true, false, {7}},
+    };
+    const RandomMarket r = randomMarket();
+    const int n = static_cast<int>(r.bars.size());
+    for (const Case& c : cases) {
+        auto play = [&](int chunk) {
+            Market m;
+            Series x, out;
+            Call call(c.name);
+            call.out(out);
+            if (c.market) call.arg(m);
+            if (c.price) call.arg(x);
+            for (double v : c.numbers) call.arg(v);
+            EXPECT_EQ(host::playChunks(call, n, chunk, [&](int32_t k) {
+                for (int i = m.barCount(); i < k; ++i) {
+                    m.append(r.bars[i]);
+                    x.push(r.price[i]);
+                }
+            }), 0);
+            return out.values();
+        };
+        const Vec whole = play(n);
+        EXPECT_GT(std::count_if(whole.begin(), whole.end(), [](double v) { return v != F; }), n / 2) << c.name;
+        for (int chunk : {1, 7, 100}) EXPECT_EQ(play(chunk), whole) << c.name << " chunk " << chunk;
+    }
+}
+
+TEST_F(SeasonalTest, StatusCodes) {
+    const testing::StatusCase cases[] = {
+        {"release", "Seasonal", [](Call& c, In&) { c.count(1); }, -2, 0},
+        {"release", "SeasonalDevUp", [](Call& c, In&) { c.count(1); }, -2, 0},
+        {"release", "CycleCalc", [](Call& c, In&) { c.count(1); }, -2, 0},
+        {"release", "PartialDayData", [](Call& c, In&) { c.count(1); }, -2, 0},
+        {"wrong count", "SeasonalPct", [](Call& c, In& in) { c.arg(in.market).arg(in.x); }, 0, 0x103},
+        {"wrong count", "SeasonalDevDown", [](Call& c, In& in) { c.arg(in.market).arg(in.x).arg(1).arg(1); }, 0, 0x105},
+        {"wrong count", "CycleAnalysis", [](Call& c, In& in) { c.arg(in.x).arg(8).arg(2).arg(8); }, 0, 0x105},
+        {"wrong count", "AvgOfSameBarTime", [](Call& c, In& in) { c.arg(in.market); }, 0, 0x102},
+        {"wrong count", "PartialDayData", [](Call& c, In& in) { c.arg(in.market).arg(1).arg(1); }, 0, 0x104},
+        {"no bars", "Seasonal", [](Call& c, In& in) { c.arg(in.noBars).arg(in.x).arg(1); }, 0, 0xFF00},
+        {"no bars", "SeasonalDevUp", [](Call& c, In& in) { c.arg(in.noBars).arg(in.x).arg(1).arg(1).arg(0); }, 0, 0xFF00},
+        {"no bars", "AvgOfSameBarTime", [](Call& c, In& in) { c.arg(in.noBars).arg(in.x).arg(1); }, 0, 0xFF00},
+        {"no bars", "PartialDayData", [](Call& c, In& in) { c.arg(in.noBars).arg(0); }, 0, 0xFF00},
+        {"empty input", "CycleAnalysis", [](Call& c, In& in) { c.arg(in.empty).arg(8).arg(2).arg(8).arg(0); }, 0, 0xFF00},
+        {"input without buffer", "CycleCalc", [](Call& c, In& in) { c.arg(in.null).arg(8).arg(2).arg(8).arg(0); }, 0, 0xFF00},
+        {"years 0.4", "SeasonalPct", [](Call& c, In& in) { c.arg(in.market).arg(in.x).arg(0.4); }, 0, -1},
+        {"years NaN", "SeasonalDevUp", [](Call& c, In& in) { c.arg(in.market).arg(in.x).arg(NAN).arg(1).arg(0); }, 0, -1},
+        {"window 3", "CycleAnalysis", [](Call& c, In& in) { c.arg(in.x).arg(3).arg(2).arg(3).arg(0); }, 0, -1},
+        {"shortest 1", "CycleCalc", [](Call& c, In& in) { c.arg(in.x).arg(8).arg(1).arg(8).arg(0); }, 0, -1},
+        {"longest below shortest", "CycleAnalysis", [](Call& c, In& in) { c.arg(in.x).arg(8).arg(5).arg(4).arg(0); }, 0, -1},
+        {"longest past the window", "CycleCalc", [](Call& c, In& in) { c.arg(in.x).arg(8).arg(2).arg(9).arg(0); }, 0, -1},
+        {"selector 3", "CycleAnalysis", [](Call& c, In& in) { c.arg(in.x).arg(8).arg(2).arg(8).arg(3); }, 0, -1},
+        {"horizon -1.6", "CycleCalc", [](Call& c, In& in) { c.arg(in.x).arg(8).arg(2).arg(8).arg(-1.6); }, 0, -1},
+        {"sessions 0.4", "AvgOfSameBarTime", [](Call& c, In& in) { c.arg(in.market).arg(in.x).arg(0.4); }, 0, -1},
+        {"selector 8", "PartialDayData", [](Call& c, In& in) { c.arg(in.market).arg(8); }, 0, -1},
+        {"selector -1", "PartialDayData", [](Call& c, In& in) { c.arg(in.market).arg(-1); }, 0, -1},
+    };
+    testing::expectStatuses(cases);
+    for (const char* name : {"Seasonal", "SeasonalPct", "SeasonalDevUp", "SeasonalDevDown", "CycleAnalysis",
+                             "CycleCalc", "AvgOfSameBarTime", "PartialDayData"})
+        testing::expectBadEntries(name);
+}
+
+} // namespace
+} // namespace fk

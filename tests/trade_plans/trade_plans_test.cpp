@@ -1,0 +1,266 @@
+// Trade plans: the worked ladders, schedules and reversal plans, the host's chunked calls against
+// one call, and the status codes.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <random>
+
+#include "host/hostkit.h"
+#include "support/heap_check.h"
+#include "support/status_cases.h"
+
+namespace fk {
+namespace {
+
+using host::Bar;
+using host::Call;
+using host::Market;
+using host::Series;
+using Vec = std::vector<double>;
+using In = testing::StatusInputs;
+
+constexpr double F = kMissing;
+
+class TradePlanTest : public testing::HeapChecked {};
+
+void expectNear(const Vec& got, const Vec& want) {
+    ASSERT_EQ(got.size(), want.size());
+    for (std::size_t i = 0; i < want.size(); ++i) EXPECT_NEAR(got[i], want[i], 1e-9) << "bar " << i;
+}
+
+// A market of one bar per day; highs and lows as given, open and close between them.
+std::vector<Bar> barsOf(const Vec& high, const Vec& low, const Vec& close = {}) {
+    std::vector<Bar> bars;
+    for (std::size_t i = 0; i < high.size(); ++i) {
+        const double c = close.empty() ? low[i] : close[i];
+        bars.push_back({41000.0 + static_cast<double>(i), c, high[i], low[i], c, 1});
+    }
+    return bars;
+}
+
+TEST_F(TradePlanTest, LadderRungs) {
+    struct Case {
+        const char* what;
+        Vec entry, direction;
+        double step, rung;
+        Vec want;
+    };
+    const Case cases[] = {
+        {"long target", {101.3}, {1}, 4, 1, {102.25}},
+        {"long second target", {101.3}, {1}, 4, 2, {103.25}},
+        {"long stop", {101.3}, {1}, 4, -1, {100.25}},
+        {"entry on the grid", {101.3}, {1}, 4, 0, {101.25}},
+        {"short target", {101.3}, {-1}, 4, 1, {100.25}},
+        {"short second stop", {101.3}, {-1}, 4, -2, {103.25}},
+        {"step rounded, rung truncated", {101.3}, {1}, 3.6, 1.9, {102.25}},
+        {"negative rung truncated", {101.3}, {1}, 4, -1.9, {100.25}},
+        // no direction, no entry, a missing entry, then a series shorter than the market
+        {"bars without a position", {101.3, 0, F, 100, 100}, {0, 1, 1, 2, 1}, 2, 1, {F, F, F, 100.5, 100.5, F}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        const std::size_t n = c.want.size();
+        Market m(barsOf(Vec(n, 100), Vec(n, 99)));
+        m.tick(0.25, 12.5);
+        Series e = Series::of(c.entry), d = Series::of(c.direction), out;
+        Call call("PTF_DLL");
+        call.out(out).arg(m).arg(e).arg(d).arg(c.step).arg(c.rung);
+        ASSERT_EQ(call.run(0), 0);
+        expectNear(out.values(), c.want);
+    }
+}
+
+TEST_F(TradePlanTest, LadderTakesANumberForTheDirection) {
+    Market m(barsOf({100, 100}, {99, 99}));
+    m.tick(0.25, 12.5);
+    Series e = Series::of({101.3, 100}), out;
+    Call call("PTF_DLL");
+    call.out(out).arg(m).arg(e).arg(-1).arg(4).arg(1);
+    ASSERT_EQ(call.run(0), 0);
+    expectNear(out.values(), {100.25, 99});
+}
+
+// Long from 100.00 on bars 0 to 5 (step one point, three units), nothing on bar 6, short from
+// 103.00 on bar 7.
+struct Pyramid {
+    Market m{barsOf({100.9, 100.75, 101.0, 101.5, 102.25, 103.5, 103, 103.2}, {99, 99, 99, 99, 99, 99, 99, 102.9})};
+    Series entry = Series::of({100, 100, 100, 100, 100, 100, 100, 103.1});
+    Series direction = Series::of({1, 1, 1, 1, 1, 1, 0, -1});
+    Pyramid() { m.tick(0.25, 12.5); }
+};
+
+TEST_F(TradePlanTest, PyramidSchedule) {
+    struct Case {
+        const char* what;
+        double units, selector;
+        int32_t start;
+        Vec before, want;
+    };
+    const Case cases[] = {
+        {"units", 3, 0, 0, {}, {1, 1, 2, 2, 3, 3, F, 1}},
+        {"next add", 3, 1, 0, {}, {101, 101, 102, 102, F, F, F, 102}},
+        {"average entry", 3, 2, 0, {}, {100, 100, 100.5, 100.5, 101, 101, F, 103}},
+        {"stop", 3, 3, 0, {}, {99, 99, 100, 100, 101, 101, F, 104}},
+        {"start inside the position", 3, 0, 4, {7, 7, 7, 7}, {7, 7, 7, 7, 3, 3, F, 1}},
+        {"start after it", 3, 3, 7, {7, 7, 7, 7, 7, 7, 7}, {7, 7, 7, 7, 7, 7, 7, 104}},
+        {"one unit", 1, 1, 0, {}, {F, F, F, F, F, F, F, F}},
+        {"one unit held", 1.4, 0, 0, {}, {1, 1, 1, 1, 1, 1, F, 1}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        Pyramid p;
+        Series out = Series::of(c.before);
+        Call call("PyramidTP");
+        call.out(out).arg(p.m).arg(p.entry).arg(p.direction).arg(4).arg(c.units).arg(c.selector);
+        ASSERT_EQ(call.run(c.start), 0);
+        expectNear(out.values(), c.want);
+    }
+}
+
+TEST_F(TradePlanTest, PyramidShortCountsLows) {
+    // short from 100: lows 99.5 (2 ticks), 98.9 (4 ticks: one add), 97.1 (12 ticks: capped at 3)
+    Market m(barsOf({100, 100, 100, 100}, {99, 99.5, 98.9, 97.1}));
+    m.tick(0.25, 12.5);
+    Series e = Series::constant(100), d = Series::constant(-1), out;
+    Call call("PyramidTP");
+    call.out(out).arg(m).arg(e).arg(d).arg(4).arg(3).arg(0);
+    ASSERT_EQ(call.run(0), 0);
+    expectNear(out.values(), {1, 1, 2, 3});
+}
+
+struct Reversal {
+    Market m{barsOf({10.5, 10.25, 10.0, 10.75, 11.5, 11.25, 11.75}, {9.5, 9.75, 9.0, 10.0, 10.5, 10.75, 10.5},
+                    {10.0, 10.0, 10.25, 10.5, 11.25, 11.0, 10.75})};
+    Reversal() { m.tick(0.25, 12.5); }
+};
+
+TEST_F(TradePlanTest, ReversalBarPlans) {
+    struct Case {
+        const char* what;
+        double expiry, selector;
+        int32_t start;
+        Vec before, want;
+    };
+    const Case cases[] = {
+        {"target", 3, 0, 0, {}, {F, F, 11.25, 11.25, 11.25, F, 9.5}},
+        {"stop", 3, 1, 0, {}, {F, F, 8.75, 8.75, 8.75, F, 12}},
+        {"direction", 3, 2, 0, {}, {F, F, 1, 1, 1, F, -1}},
+        {"age", 3, 3, 0, {}, {F, F, 0, 1, 2, F, 0}},
+        {"expiry after one bar", 1, 0, 0, {}, {F, F, 11.25, 11.25, F, F, 9.5}},
+        {"no expiry", 0, 3, 0, {}, {F, F, 0, 1, 2, F, 0}},
+        {"start after the touch", 3, 0, 5, {7, 7, 7, 7, 7}, {7, 7, 7, 7, 7, F, 9.5}},
+        {"start inside the plan", 3, 3, 4, {7, 7, 7, 7}, {7, 7, 7, 7, 2, F, 0}},
+        {"start past an expired plan", 1, 0, 4, {7, 7, 7, 7}, {7, 7, 7, 7, F, F, 9.5}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        Reversal r;
+        Series out = Series::of(c.before);
+        Call call("ReverseBarTP");
+        call.out(out).arg(r.m).arg(2).arg(1).arg(c.expiry).arg(c.selector);
+        ASSERT_EQ(call.run(c.start), 0);
+        expectNear(out.values(), c.want);
+    }
+}
+
+// A random walk of bars on a quarter-point grid, with a few bars missing, and the position of a
+// crossing of two averages.
+struct Walk {
+    std::vector<Bar> bars;
+    Vec entry, direction;
+};
+Walk randomWalk(int n) {
+    std::mt19937 rng(5);
+    std::uniform_real_distribution<double> u(0.0, 1.0);
+    Walk w;
+    double p = 100, fast = 100, slow = 100, entry = 0, dir = 0;
+    for (int i = 0; i < n; ++i) {
+        p += (u(rng) - 0.5) * 2;
+        const double h = p + u(rng), l = p - u(rng);
+        const bool gap = u(rng) < 0.03;
+        w.bars.push_back({41000.0 + i, p, gap ? F : h, gap ? F : l, gap ? F : p, 10});
+        fast += (p - fast) / 3;
+        slow += (p - slow) / 10;
+        const double d = fast > slow ? 1 : -1;
+        if (d != dir) entry = p;
+        dir = d;
+        w.entry.push_back(u(rng) < 0.05 ? 0 : entry);
+        w.direction.push_back(dir);
+    }
+    return w;
+}
+
+TEST_F(TradePlanTest, ChunkedHostCallsGiveTheSeriesOfOneCall) {
+    struct Case {
+        const char* name;
+        bool position;
+        std::vector<double> numbers;
+    };
+    const Case cases[] = {
+        {"PTF_DLL", true, {3, -2}},
+        {"PyramidTP", true, {4, 4, 0}},
+        {"PyramidTP", true, {2, 5, 3}},
+        {"ReverseBarTP", false, {3, 1.5, 8, 0}},
+        {"ReverseBarTP", false, {2, 0.5, 0, 3}},
+    };
+    const int n = 500;
+    const Walk w = randomWalk(n);
+    for (const Case& c : cases) {
+        auto play = [&](int chunk) {
+            Market m;
+            m.tick(0.25, 12.5);
+            Series e, d, out;
+            Call call(c.name);
+            call.out(out).arg(m);
+            if (c.position) call.arg(e).arg(d);
+            for (double v : c.numbers) call.arg(v);
+            EXPECT_EQ(host::playChunks(call, n, chunk, [&](int32_t k) {
+                for (int i = m.barCount(); i < k; ++i) {
+                    m.append(w.bars[i]);
+                    e.push(w.entry[i]);
+                    d.push(w.direction[i]);
+                }
+            }), 0);
+            return out.values();
+        };
+        const Vec whole = play(n);
+        EXPECT_GT(std::count_if(whole.begin(), whole.end(), [](double v) { return v != F; }), n / 10) << c.name;
+        for (int chunk : {1, 7, 100}) EXPECT_EQ(play(chunk), whole) << c.name << " chunk " << chunk;
+    }
+}
+
+TEST_F(TradePlanTest, StatusCodes) {
+    const auto untick = [](In& in) -> Market& { return in.market.tick(0, 0); };
+    const testing::StatusCase cases[] = {
+        {"release", "PTF_DLL", [](Call& c, In&) { c.count(2); }, -2, 0},
+        {"release", "PyramidTP", [](Call& c, In&) { c.count(2); }, -2, 0},
+        {"release", "ReverseBarTP", [](Call& c, In&) { c.count(2); }, -2, 0},
+        {"wrong count", "PTF_DLL", [](Call& c, In& in) { c.arg(in.market).arg(in.x).arg(in.x).arg(4); }, 0, 0x105},
+        {"wrong count", "PyramidTP", [](Call& c, In& in) { c.arg(in.market).arg(in.x).arg(in.x).arg(4).arg(3).arg(0).arg(0); }, 0, 0x108},
+        {"wrong count", "ReverseBarTP", [](Call& c, In& in) { c.arg(in.market); }, 0, 0x102},
+        {"no bars", "PTF_DLL", [](Call& c, In& in) { c.arg(in.noBars).arg(in.x).arg(in.x).arg(4).arg(1); }, 0, 0xFF00},
+        {"no bars", "PyramidTP", [](Call& c, In& in) { c.arg(in.noBars).arg(in.x).arg(in.x).arg(4).arg(3).arg(0); }, 0, 0xFF00},
+        {"no bars", "ReverseBarTP", [](Call& c, In& in) { c.arg(in.noBars).arg(2).arg(1).arg(0).arg(0); }, 0, 0xFF00},
+        {"tick size 0", "PTF_DLL", [=](Call& c, In& in) { c.arg(untick(in)).arg(in.x).arg(in.x).arg(4).arg(1); }, 0, -1},
+        {"tick size NaN", "PyramidTP", [](Call& c, In& in) { c.arg(in.market.tick(NAN, 0)).arg(in.x).arg(in.x).arg(4).arg(3).arg(0); }, 0, -1},
+        {"tick size -0.25", "ReverseBarTP", [](Call& c, In& in) { c.arg(in.market.tick(-0.25, 0)).arg(2).arg(1).arg(0).arg(0); }, 0, -1},
+        {"step 0.4", "PTF_DLL", [](Call& c, In& in) { c.arg(in.market).arg(in.x).arg(in.x).arg(0.4).arg(1); }, 0, -1},
+        {"rung NaN", "PTF_DLL", [](Call& c, In& in) { c.arg(in.market).arg(in.x).arg(in.x).arg(4).arg(NAN); }, 0, -1},
+        {"rung 3e9", "PTF_DLL", [](Call& c, In& in) { c.arg(in.market).arg(in.x).arg(in.x).arg(4).arg(3e9); }, 0, -1},
+        {"step 0.4", "PyramidTP", [](Call& c, In& in) { c.arg(in.market).arg(in.x).arg(in.x).arg(0.4).arg(3).arg(0); }, 0, -1},
+        {"units 0.4", "PyramidTP", [](Call& c, In& in) { c.arg(in.market).arg(in.x).arg(in.x).arg(4).arg(0.4).arg(0); }, 0, -1},
+        {"selector 4", "PyramidTP", [](Call& c, In& in) { c.arg(in.market).arg(in.x).arg(in.x).arg(4).arg(3).arg(4); }, 0, -1},
+        {"selector -1", "PyramidTP", [](Call& c, In& in) { c.arg(in.market).arg(in.x).arg(in.x).arg(4).arg(3).arg(-1); }, 0, -1},
+        {"look-back 0.4", "ReverseBarTP", [](Call& c, In& in) { c.arg(in.market).arg(0.4).arg(1).arg(0).arg(0); }, 0, -1},
+        {"multiple 0", "ReverseBarTP", [](Call& c, In& in) { c.arg(in.market).arg(2).arg(0).arg(0).arg(0); }, 0, -1},
+        {"multiple NaN", "ReverseBarTP", [](Call& c, In& in) { c.arg(in.market).arg(2).arg(NAN).arg(0).arg(0); }, 0, -1},
+        {"expiry -1.6", "ReverseBarTP", [](Call& c, In& in) { c.arg(in.market).arg(2).arg(1).arg(-1.6).arg(0); }, 0, -1},
+        {"selector 4", "ReverseBarTP", [](Call& c, In& in) { c.arg(in.market).arg(2).arg(1).arg(0).arg(4); }, 0, -1},
+    };
+    testing::expectStatuses(cases);
+    for (const char* name : {"PTF_DLL", "PyramidTP", "ReverseBarTP"}) testing::expectBadEntries(name);
+}
+
+} // namespace
+} // namespace fk
