@@ -1,0 +1,61 @@
+// Rolling order statistics over the last N present values of a series (percent rank, percentile,
+// median) and sideways-range detection. None keeps state between calls: a call starting at bar s
+// rebuilds what it needs from the input before s, so chunked calls give what one call gives.
+#pragma once
+#include <cstdint>
+#include <vector>
+
+#include "containers/buffer.h"
+#include "frame/status.h"
+
+namespace fk::ranks {
+
+// Whole-number parameters: `rounded` adds 0.5 and truncates, `truncated` truncates; both fail
+// (false) for NaN and for results outside the 32-bit signed range.
+bool rounded(double v, int32_t& n);
+bool truncated(double v, int32_t& n);
+
+// The last N present values in time order (a ring) and the same values sorted ascending. Adding
+// a value to a full window drops the oldest; both moves are shifts inside one array.
+class OrderedWindow {
+public:
+    explicit OrderedWindow(int32_t n) : cap_(n), ring_(static_cast<size_t>(n)), sorted_(static_cast<size_t>(n)) {}
+    void push(double v);
+    bool full() const { return size_ == cap_; }
+    int32_t size() const { return size_; }
+    // ascending order statistic k (0-based)
+    double at(int32_t k) const { return sorted_[static_cast<size_t>(k)]; }
+    // the k-th value in time order, 0 the oldest
+    double inOrder(int32_t k) const { return ring_[static_cast<size_t>((head_ + k) % cap_)]; }
+    // values strictly below v, and values equal to v
+    void rank(double v, int32_t& below, int32_t& equal) const;
+    // Linear interpolation between closest ranks: 0 per cent is the lowest value, 100 the highest.
+    double percentile(double p) const;
+
+private:
+    int32_t cap_, size_ = 0, head_ = 0;
+    std::vector<double> ring_, sorted_;
+};
+
+// Percent rank of each present value among the last N present values (ties take their group's
+// mean rank). Checks: no input elements kTooFewBars; N below 2 kDomainError.
+StatusCode equityRank(SeriesHandle& out, const SeriesHandle& x, double length, int32_t start);
+// The p-th percentile (0 to 100) of the last N present values. Checks: no input elements
+// kTooFewBars; N below 1, p outside 0..100 kDomainError.
+StatusCode percentile(SeriesHandle& out, const SeriesHandle& x, double length, double percent, int32_t start);
+// The median: the 50th percentile.
+StatusCode median(SeriesHandle& out, const SeriesHandle& x, double length, int32_t start);
+
+// The longest run of present values ending at each bar whose range fits the allowed height: H
+// points, or H percent of the run's lowest value when `units` is not 0. A run of at least the
+// minimum length is a sideways box. Checks: no input elements kTooFewBars; H below 0 or NaN,
+// minimum length below 1 kDomainError.
+// The number of values in the box, or 0.
+StatusCode lateralMovement(SeriesHandle& out, const SeriesHandle& x, double height, double units,
+                           double minLength, int32_t start);
+// The box's top (selector 1), bottom (2) or middle (3); the fill without a box. A selector outside
+// 1..3 is a kDomainError.
+StatusCode lateralBox(SeriesHandle& out, const SeriesHandle& x, double height, double units, double minLength,
+                      double selector, int32_t start);
+
+} // namespace fk::ranks
