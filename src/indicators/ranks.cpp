@@ -4,12 +4,12 @@
 #include <cmath>
 #include <cstring>
 
-#include "containers/series.h"
 
 namespace fk::ranks {
 
 using series::NumberOut;
 using series::NumberView;
+
 
 bool rounded(double v, int32_t& n) { return truncated(v + 0.5, n); }
 
@@ -64,51 +64,12 @@ double OrderedWindow::percentile(double p) const {
     return at(k) + f * (at(k + 1) - at(k));
 }
 
-namespace {
-
-// A value that can be ordered and is not the series' missing value.
-inline bool present(double v, double missing) { return v != missing && v == v; }
-
-// Runs `value(window, x_i)` on every bar from `start` whose input is present and whose window of
-// the last n present values is full; every other bar receives the output fill.
-template <class Value>
-StatusCode rolling(SeriesHandle& outH, const SeriesHandle& xH, int32_t n, int32_t start, Value value) {
-    const int32_t count = series::count(xH);
-    NumberOut out(&outH, count);
-    const NumberView x(&xH);
-    const double missing = x.fill(), fill = out.fill();
-    if (start >= count) return kOk;
-    if (n > count) {
-        // the window can never fill
-        for (int32_t i = start; i < count; ++i) out.set(i, fill);
-        return kOk;
-    }
-    OrderedWindow w(n);
-    // the n - 1 present values before the start bar, most recent first, pushed oldest first
-    std::vector<double> back;
-    for (int32_t i = start - 1; i >= 0 && static_cast<int32_t>(back.size()) < n - 1; --i)
-        if (present(x[i], missing)) back.push_back(x[i]);
-    for (auto it = back.rbegin(); it != back.rend(); ++it) w.push(*it);
-    for (int32_t i = start; i < count; ++i) {
-        const double v = x[i];
-        if (!present(v, missing)) {
-            out.set(i, fill);
-            continue;
-        }
-        w.push(v);
-        out.set(i, w.full() ? value(w, v) : fill);
-    }
-    return kOk;
-}
-
-} // namespace
-
 StatusCode equityRank(SeriesHandle& out, const SeriesHandle& x, double length, int32_t start) {
     if (series::count(x) == 0) return kTooFewBars;
     int32_t n;
     if (!rounded(length, n) || n < 2) return kDomainError;
     const double span = static_cast<double>(n - 1);
-    return rolling(out, x, n, start, [span](const OrderedWindow& w, double v) {
+    return eachWindow(out, x, n, start, [span](const OrderedWindow& w, double v) {
         int32_t below, equal;
         w.rank(v, below, equal);
         return 100.0 * (below + 0.5 * (equal - 1)) / span;
@@ -120,7 +81,7 @@ StatusCode percentile(SeriesHandle& out, const SeriesHandle& x, double length, d
     int32_t n;
     if (!rounded(length, n) || n < 1) return kDomainError;
     if (!(percent >= 0 && percent <= 100)) return kDomainError;
-    return rolling(out, x, n, start, [percent](const OrderedWindow& w, double) { return w.percentile(percent); });
+    return eachWindow(out, x, n, start, [percent](const OrderedWindow& w, double) { return w.percentile(percent); });
 }
 
 StatusCode median(SeriesHandle& out, const SeriesHandle& x, double length, int32_t start) {

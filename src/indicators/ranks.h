@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "containers/buffer.h"
+#include "containers/series.h"
 #include "frame/status.h"
 
 namespace fk::ranks {
@@ -36,6 +37,41 @@ private:
     int32_t cap_, size_ = 0, head_ = 0;
     std::vector<double> ring_, sorted_;
 };
+
+// A value that can be ordered and is not the series' missing value.
+inline bool present(double v, double missing) { return v != missing && v == v; }
+
+// Runs `value(window, x_i)` on every bar from `start` whose input is present and whose window of
+// the last n present values is full; every other bar receives the output fill.
+template <class Value>
+StatusCode eachWindow(SeriesHandle& outH, const SeriesHandle& xH, int32_t n, int32_t start, Value value) {
+    const int32_t count = series::count(xH);
+    series::NumberOut out(&outH, count);
+    const series::NumberView x(&xH);
+    const double missing = x.fill(), fill = out.fill();
+    if (start >= count) return kOk;
+    if (n > count) {
+        // the window can never fill
+        for (int32_t i = start; i < count; ++i) out.set(i, fill);
+        return kOk;
+    }
+    OrderedWindow w(n);
+    // the n - 1 present values before the start bar, most recent first, pushed oldest first
+    std::vector<double> back;
+    for (int32_t i = start - 1; i >= 0 && static_cast<int32_t>(back.size()) < n - 1; --i)
+        if (present(x[i], missing)) back.push_back(x[i]);
+    for (auto it = back.rbegin(); it != back.rend(); ++it) w.push(*it);
+    for (int32_t i = start; i < count; ++i) {
+        const double v = x[i];
+        if (!present(v, missing)) {
+            out.set(i, fill);
+            continue;
+        }
+        w.push(v);
+        out.set(i, w.full() ? value(w, v) : fill);
+    }
+    return kOk;
+}
 
 // Percent rank of each present value among the last N present values (ties take their group's
 // mean rank). Checks: no input elements kTooFewBars; N below 2 kDomainError.
