@@ -46,11 +46,11 @@ template <class Body, class... A>
 
 // The array or the one value that bars from..to of a view read, if they read either.
 inline bool arrayBars(const NumberView& v, int32_t from, int32_t to, double& one, ArrayBars& bars) {
-    if (const double* p = v.run(from, to)) {
+    if (const double* p = v.storage(from, to + 1)) {
         bars = ArrayBars{p, from, -1};
         return true;
     }
-    if (v.uniform(from, to, one)) {
+    if (v.uniform(from, to + 1, one)) {
         bars = ArrayBars{&one, from, 0};
         return true;
     }
@@ -65,7 +65,7 @@ void withArrays(int32_t from, int32_t to, Body& body, Writer* writer, std::index
     ArrayBars bars[sizeof...(Views)];
     if (from <= to && (arrayBars(in, from, to, one[k], bars[k]) && ...)) {
         if constexpr (std::is_same_v<Writer, NumberOut>) {
-            if (double* p = writer->run(from, to)) {
+            if (double* p = writer->storage(from, to + 1)) {
                 callOutOfLine(body, ArrayWriter{p, from}, bars[k]...);
                 return;
             }

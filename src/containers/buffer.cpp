@@ -59,11 +59,29 @@ void destroy(SharedBuffer* b) {
     heap->allocate(0, b);
 }
 
-void fillSlots(SharedBuffer* b, int32_t from, int32_t to, const uint8_t* value, int es) {
-    for (int32_t i = from; i < to; ++i) std::memcpy(slot(b, i, es), value, es);
+template <class T>
+void fillWith(uint8_t* p, std::size_t n, const uint8_t* value) {
+    T v;
+    std::memcpy(&v, value, sizeof v);
+    for (std::size_t i = 0; i < n; ++i) std::memcpy(p + i * sizeof v, &v, sizeof v);
 }
 
 } // namespace
+
+void fillSlots(SharedBuffer* b, int32_t from, int32_t to, const uint8_t* value, int es) {
+    if (to <= from) return;
+    uint8_t* p = slot(b, from, es);
+    const auto n = static_cast<std::size_t>(to - from);
+    // a fixed element size makes every copy one store
+    switch (es) {
+    case 8: fillWith<uint64_t>(p, n, value); break;
+    case 4: fillWith<uint32_t>(p, n, value); break;
+    case 2: fillWith<uint16_t>(p, n, value); break;
+    case 1: std::memset(p, value[0], n); break;
+    default:
+        for (std::size_t i = 0; i < n; ++i) std::memcpy(p + i * es, value, es);
+    }
+}
 
 int elementSize(const SharedBuffer* b) { return familyOf(b).elementSize; }
 

@@ -97,6 +97,8 @@ inline uint8_t* slot(const SharedBuffer* b, int32_t i, int es) {
     return static_cast<uint8_t*>(b->elements) + static_cast<std::ptrdiff_t>(i) * es;
 }
 int elementSize(const SharedBuffer* b);
+// Set slots from .. to - 1 to one element value of es bytes.
+void fillSlots(SharedBuffer* b, int32_t from, int32_t to, const uint8_t* value, int es);
 
 } // namespace buffers
 } // namespace fk

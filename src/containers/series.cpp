@@ -86,7 +86,7 @@ bool create(SeriesHandle& h, Family f, int32_t n, double defaultValue) {
     // the slots past the count hold the default, as everywhere
     uint8_t def[8];
     std::memcpy(def, slot(b, b->capacity, es), es);
-    for (int32_t i = 0; i < b->capacity; ++i) std::memcpy(slot(b, i, es), def, es);
+    buffers::fillSlots(b, 0, b->capacity, def, es);
     if (n >= 1) setCount(h, n, false);
     return true;
 }
@@ -165,7 +165,7 @@ bool fill(SeriesHandle& h, int32_t from, int32_t to) {
     } else {
         uint8_t value[8];
         std::memcpy(value, def, es);
-        for (int32_t i = from; i <= to; ++i) std::memcpy(slot(b, i, es), value, es);
+        buffers::fillSlots(b, from, to + 1, value, es);
     }
     return true;
 }
@@ -181,8 +181,7 @@ bool setCount(SeriesHandle& h, int32_t n, bool keep) {
     std::memcpy(def, slot(b, b->capacity, es), es);
     // a constant's count is its logical length and may pass its capacity: only real slots are filled
     auto put = [&](int32_t from, int32_t to) {
-        to = std::min(to, b->capacity);
-        for (int32_t i = from; i < to; ++i) std::memcpy(slot(b, i, es), def, es);
+        buffers::fillSlots(b, from, std::min(to, b->capacity), def, es);
     };
     if (b->isConstant() && n >= 1) {
         if (!keep && b->capacity >= 1) std::memcpy(slot(b, 0, es), def, es);

@@ -54,16 +54,10 @@ public:
     bool empty() const { return count_ == 0; }
     // element 0 of a constant (or the fill value)
     double constantValue() const { return count_ > 0 ? data_[0] : fill_; }
-    // Bars from..to (from <= to) as one stored array, p[i - from] == (*this)[i], when every one
-    // of them reads a stored element of a series that is not a constant; null otherwise.
-    const double* run(int32_t from, int32_t to) const {
-        if (mask_ == 0 || from < lo_ || static_cast<uint32_t>(to - lo_) >= span_) return nullptr;
-        return data_ + (from - shift_);
-    }
-    // Whether bars from..to (from <= to) all read one value (a constant, or the fill value
-    // outside the stored range), and which.
+    // Whether bars from .. to - 1 all read one value (a constant, or the fill value outside the
+    // stored range), and which.
     bool uniform(int32_t from, int32_t to, double& v) const {
-        if (to < lo_ || static_cast<int64_t>(from) - lo_ >= static_cast<int64_t>(span_)) {
+        if (to <= lo_ || static_cast<int64_t>(from) - lo_ >= static_cast<int64_t>(span_)) {
             v = fill_;
             return true;
         }
@@ -72,6 +66,12 @@ public:
             return true;
         }
         return false;
+    }
+    // Bars from .. to - 1 as one array (q[k] reads bar from + k) when every one of them is a
+    // stored element of a series (not a single constant, not outside its range); null otherwise.
+    const double* storage(int32_t from, int32_t to) const {
+        if (mask_ == 0 || from < lo_ || to < from || static_cast<uint32_t>(to - lo_) > span_) return nullptr;
+        return data_ + (from - shift_);
     }
 
 private:
@@ -101,13 +101,6 @@ public:
             setSlow(i, v);
         }
     }
-    // Bars from..to (0 <= from <= to) as one array written in place, or null when they cannot
-    // all be written so; the count settles as if each had been set.
-    double* run(int32_t from, int32_t to) {
-        if (from < 0 || to >= cap_) return nullptr;
-        if (to > hi_) hi_ = to;
-        return data_ + from;
-    }
     // What the series holds at i now (its own earlier outputs), by the element-read rule.
     double get(int32_t i) const {
         if (fast_) {
@@ -117,7 +110,22 @@ public:
         return getSlow(i);
     }
     double fill() const { return fill_; }
+    // Elements [from, to) written in place by a loop that stores every one of them; null where
+    // they cannot be (set() then writes them one by one).
+    double* claim(int32_t from, int32_t to) {
+        if (!fast_ || from < 0 || from >= to || to > cap_) return nullptr;
+        if (to - 1 > hi_) hi_ = to - 1;
+        return data_;
+    }
     bool writable() const { return h_ != nullptr && h_->buffer != nullptr; }
+    // Bars from .. to - 1 as one array written in place (q[k] is bar from + k; reading it gives
+    // what get() gives) when all of them can be written in place; the count then settles as if
+    // bar to - 1 had been set. Null otherwise: write through set().
+    double* storage(int32_t from, int32_t to) {
+        if (!fast_ || from < 0 || to < from || to > cap_) return nullptr;
+        if (to - 1 > hi_) hi_ = to - 1;
+        return data_ + from;
+    }
     // Write the count now; later writes go on working.
     void finish();
 

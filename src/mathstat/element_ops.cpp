@@ -244,9 +244,9 @@ public:
     explicit BlockSource(const series::NumberView& v) : v_(v) {}
 
     const double* get(int32_t from, int32_t to) {
-        if (const double* p = v_.run(from, to)) return p;
+        if (const double* p = v_.storage(from, to + 1)) return p;
         double u;
-        if (v_.uniform(from, to, u)) {
+        if (v_.uniform(from, to + 1, u)) {
             if (!uniform_ || std::bit_cast<uint64_t>(u) != uniformBits_) {
                 std::fill(buf_, buf_ + kBlock, u);
                 uniform_ = true;
@@ -285,7 +285,7 @@ void elementwise(series::NumberOut& out, const series::NumberView& va, const ser
         const int32_t n = to - from + 1;
         const double* pa = sa.get(from, to);
         const double* pb = sb.get(from, to);
-        double* po = out.run(from, to);
+        double* po = out.storage(from, to + 1);
         double* dst = po ? po : scratch;
         if (po) {
             if (overlaps(po, pa, n)) pa = sa.copy(pa, n);

