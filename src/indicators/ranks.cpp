@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstring>
 
 
 namespace fk::ranks {
@@ -20,48 +19,86 @@ bool truncated(double v, int32_t& n) {
     return true;
 }
 
+namespace {
+
+// The number of sorted values for which `before(value)` holds (those come first). On price data
+// each comparison is a coin toss that a predicting processor would lose, so neither way branches
+// on it: a short window is counted whole (the compiler does several at once), a long one searched
+// by halves choosing with a conditional move.
+template <class Before>
+inline int32_t countBefore(const double* s, int32_t n, Before before) {
+    if (n <= 64) {
+        // four counters, so that the additions do not wait on each other
+        int32_t c0 = 0, c1 = 0, c2 = 0, c3 = 0, k = 0;
+        for (; k + 4 <= n; k += 4) {
+            c0 += before(s[k]) ? 1 : 0;
+            c1 += before(s[k + 1]) ? 1 : 0;
+            c2 += before(s[k + 2]) ? 1 : 0;
+            c3 += before(s[k + 3]) ? 1 : 0;
+        }
+        for (; k < n; ++k) c0 += before(s[k]) ? 1 : 0;
+        return c0 + c1 + c2 + c3;
+    }
+    const double* base = s;
+    while (n > 1) {
+        const int32_t half = n >> 1;
+        base = before(base[half]) ? base + half : base;
+        n -= half;
+    }
+    return static_cast<int32_t>(base - s) + (before(*base) ? 1 : 0);
+}
+inline int32_t countBelow(const double* s, int32_t n, double v) {
+    return countBefore(s, n, [v](double e) { return e < v; });
+}
+inline int32_t countNotAbove(const double* s, int32_t n, double v) {
+    return countBefore(s, n, [v](double e) { return e <= v; });
+}
+
+} // namespace
+
 void OrderedWindow::push(double v) {
     double* s = sorted_.data();
+    int32_t k;
     if (size_ < cap_) {
-        const int32_t at = static_cast<int32_t>(std::upper_bound(s, s + size_, v) - s);
-        std::memmove(s + at + 1, s + at, sizeof(double) * static_cast<size_t>(size_ - at));
-        s[at] = v;
         ring_[static_cast<size_t>((head_ + size_) % cap_)] = v;
-        ++size_;
-        return;
-    }
-    // One shift between the leaving value's place and the new value's place.
-    const double old = ring_[static_cast<size_t>(head_)];
-    ring_[static_cast<size_t>(head_)] = v;
-    head_ = head_ + 1 == cap_ ? 0 : head_ + 1;
-    const int32_t from = static_cast<int32_t>(std::lower_bound(s, s + size_, old) - s);
-    if (v >= old) {
-        // the new value goes after the gap left at `from`
-        const int32_t to = static_cast<int32_t>(std::upper_bound(s + from + 1, s + size_, v) - s) - 1;
-        std::memmove(s + from, s + from + 1, sizeof(double) * static_cast<size_t>(to - from));
-        s[to] = v;
+        k = size_++;
     } else {
-        const int32_t to = static_cast<int32_t>(std::upper_bound(s, s + from, v) - s);
-        std::memmove(s + to + 1, s + to, sizeof(double) * static_cast<size_t>(from - to));
-        s[to] = v;
+        // the leaving value's place becomes the gap, found among equal values at the first
+        const double old = ring_[static_cast<size_t>(head_)];
+        ring_[static_cast<size_t>(head_)] = v;
+        head_ = head_ + 1 == cap_ ? 0 : head_ + 1;
+        k = countBelow(s, size_, old);
+        // move the gap up past the values not above v
+        while (k + 1 < size_ && s[k + 1] <= v) {
+            s[k] = s[k + 1];
+            ++k;
+        }
     }
+    // move the gap down past the values above v
+    while (k > 0 && s[k - 1] > v) {
+        s[k] = s[k - 1];
+        --k;
+    }
+    s[k] = v;
 }
 
 void OrderedWindow::rank(double v, int32_t& below, int32_t& equal) const {
     const double* s = sorted_.data();
-    const double* lo = std::lower_bound(s, s + size_, v);
-    below = static_cast<int32_t>(lo - s);
-    equal = static_cast<int32_t>(std::upper_bound(lo, s + size_, v) - lo);
+    const int32_t lo = ranks::countBelow(s, size_, v);
+    below = lo;
+    equal = countNotAbove(s + lo, size_ - lo, v);
 }
 
-double OrderedWindow::percentile(double p) const {
-    const double h = (static_cast<double>(size_ - 1) * p) / 100.0;
+OrderedWindow::Rank::Rank(int32_t n, double p) : last(n - 1) {
+    const double h = (static_cast<double>(n - 1) * p) / 100.0;
     const double kf = std::floor(h);
-    const double f = h - kf;
-    if (kf >= size_ - 1) return at(size_ - 1);
-    const int32_t k = static_cast<int32_t>(kf);
-    if (f == 0) return at(k);
-    return at(k) + f * (at(k + 1) - at(k));
+    f = h - kf;
+    k = kf >= n - 1 ? n - 1 : static_cast<int32_t>(kf);
+}
+
+double OrderedWindow::percentile(const Rank& r) const {
+    if (r.k >= r.last || r.f == 0) return at(r.k);
+    return at(r.k) + r.f * (at(r.k + 1) - at(r.k));
 }
 
 StatusCode equityRank(SeriesHandle& out, const SeriesHandle& x, double length, int32_t start) {
@@ -81,7 +118,8 @@ StatusCode percentile(SeriesHandle& out, const SeriesHandle& x, double length, d
     int32_t n;
     if (!rounded(length, n) || n < 1) return kDomainError;
     if (!(percent >= 0 && percent <= 100)) return kDomainError;
-    return eachWindow(out, x, n, start, [percent](const OrderedWindow& w, double) { return w.percentile(percent); });
+    const OrderedWindow::Rank rank(n, percent);
+    return eachWindow(out, x, n, start, [rank](const OrderedWindow& w, double) { return w.percentile(rank); });
 }
 
 StatusCode median(SeriesHandle& out, const SeriesHandle& x, double length, int32_t start) {

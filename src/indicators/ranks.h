@@ -17,7 +17,8 @@ bool rounded(double v, int32_t& n);
 bool truncated(double v, int32_t& n);
 
 // The last N present values in time order (a ring) and the same values sorted ascending. Adding
-// a value to a full window drops the oldest; both moves are shifts inside one array.
+// a value to a full window drops the oldest: the leaving value's place in the sorted array
+// becomes a gap that moves to the new value's place.
 class OrderedWindow {
 public:
     explicit OrderedWindow(int32_t n) : cap_(n), ring_(static_cast<size_t>(n)), sorted_(static_cast<size_t>(n)) {}
@@ -30,8 +31,15 @@ public:
     double inOrder(int32_t k) const { return ring_[static_cast<size_t>((head_ + k) % cap_)]; }
     // values strictly below v, and values equal to v
     void rank(double v, int32_t& below, int32_t& equal) const;
+    // Where the p-th percentile of a full window of n values lies: between order statistics k
+    // and k + 1, the fraction f of the way.
+    struct Rank {
+        Rank(int32_t n, double p);
+        int32_t k, last;
+        double f;
+    };
     // Linear interpolation between closest ranks: 0 per cent is the lowest value, 100 the highest.
-    double percentile(double p) const;
+    double percentile(const Rank& r) const;
 
 private:
     int32_t cap_, size_ = 0, head_ = 0;
