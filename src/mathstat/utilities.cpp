@@ -3,6 +3,7 @@
 #include <cmath>
 #include <cstdio>
 #include <cstring>
+#include <vector>
 
 #include "calendar/date.h"
 #include "containers/series.h"
@@ -10,6 +11,7 @@
 #include "indicators/ranks.h"
 #include "market/market_view.h"
 #include "mathstat/element_ops.h"
+#include "platform/file.h"
 
 namespace fk::utilities {
 
@@ -117,6 +119,9 @@ StatusCode randomSeries(SeriesHandle& outH, const SeriesHandle& rangeH, uint64_t
 
 namespace {
 
+constexpr size_t kDumpBlock = 1 << 16;
+constexpr size_t kMaxLine = 1536; // a line of four prices as large as a double can be fits
+
 // Some runtimes print three exponent digits for %g; the lines always carry at least two, as the
 // C standard prescribes.
 void twoDigitExponents(char* s) {
@@ -136,34 +141,47 @@ DumpResult dumpBars(const BarRecord& market, const SeriesHandle& valueH, const c
         writeError(error, "%s: cannot open file \"%s\".", who, path);
         return {kDomainError, 0};
     }
+    // The lines go out in blocks of our own from an unbuffered stream, so that after a failed
+    // write nothing is left waiting, and the file can be cut back to what it held before.
+    std::setvbuf(f, nullptr, _IONBF, 0);
+    long origin = 0;
+    if (append && (std::fseek(f, 0, SEEK_END) != 0 || (origin = std::ftell(f)) < 0)) origin = -1;
     const MarketView m(market);
     const series::NumberView value(&valueH);
+    std::vector<char> block(kDumpBlock);
+    size_t used = 0;
     int32_t lines = 0;
-    bool ok = true;
-    char line[512];
+    bool ok = origin >= 0;
+    auto flush = [&] {
+        ok = ok && std::fwrite(block.data(), 1, used, f) == used;
+        used = 0;
+    };
     for (int32_t i = from < 0 ? 0 : from; i < m.bars && ok; ++i) {
         if (!m.present(i)) continue;
+        if (kDumpBlock - used < kMaxLine) flush();
+        char* line = block.data() + used;
         const double stamp = m.dateTime[i];
         const calendar::Date d = calendar::DateFromDayNumber(calendar::truncToInt32(stamp));
         int len;
         if (style == DumpStyle::date) {
-            len = std::snprintf(line, sizeof line, "%4i-%02i-%02i, %5f,%5f,%5f,%5f, %g\n", d.year, d.month, d.day,
+            len = std::snprintf(line, kMaxLine, "%4i-%02i-%02i, %5f,%5f,%5f,%5f, %g\n", d.year, d.month, d.day,
                                 m.open[i], m.high[i], m.low[i], m.close[i], value[i]);
         } else {
             const int32_t ms = calendar::MillisOfDay(stamp);
-            len = std::snprintf(line, sizeof line, "%4i-%02i-%02i %02i:%02i:%02i, %5f,%5f,%5f,%5f, %g\n", d.year,
+            len = std::snprintf(line, kMaxLine, "%4i-%02i-%02i %02i:%02i:%02i, %5f,%5f,%5f,%5f, %g\n", d.year,
                                 d.month, d.day, ms / 3600000, (ms / 60000) % 60, (ms / 1000) % 60, m.open[i],
                                 m.high[i], m.low[i], m.close[i], value[i]);
         }
-        if (len < 0 || len >= static_cast<int>(sizeof line)) {
+        if (len < 0 || len >= static_cast<int>(kMaxLine)) {
             ok = false;
             break;
         }
         twoDigitExponents(line);
-        const size_t bytes = std::strlen(line);
-        ok = std::fwrite(line, 1, bytes, f) == bytes;
-        if (ok) ++lines;
+        used += std::strlen(line);
+        ++lines;
     }
+    flush();
+    if (!ok && origin >= 0) platform::truncateFile(f, origin);
     if (std::fclose(f) != 0) ok = false;
     if (!ok) {
         writeError(error, "%s: cannot write file \"%s\".", who, path);

@@ -32,7 +32,8 @@ struct DumpResult {
     int32_t lines;  // lines written
 };
 // Writes the lines of bars from..last (a bar without a Close has none) to `path`, appending or
-// truncating; on failure kDomainError with a message naming `who` in `error`.
+// truncating; on failure kDomainError with a message naming `who` in `error`, and a file that
+// was written to cut back to what it held before.
 DumpResult dumpBars(const BarRecord& market, const SeriesHandle& value, const char* path, bool append,
                     int32_t from, DumpStyle style, const char* who, TextHandle& error);
 

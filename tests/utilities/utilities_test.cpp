@@ -4,9 +4,14 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
+
+#ifdef __linux__
+#include <sys/resource.h>
+#endif
 
 #include "calendar/date.h"
 #include "host/hostkit.h"
@@ -248,6 +253,38 @@ TEST_F(DumpTest, Failures) {
     EXPECT_EQ(out.values(), (Vec{2}));
     EXPECT_EQ(call.release(), 0);
 }
+
+#ifdef __linux__
+// A write that fails part of the way (here the process may not grow a file past 300 bytes):
+// the cannot-write message, and the file as it was before the call.
+TEST_F(DumpTest, WriteFailureLeavesTheFileAsItWas) {
+    std::vector<host::Bar> bars;
+    for (int i = 0; i < 20; ++i) bars.push_back({stamp() + i, 1, 2, 0.5, 1.5, 0});
+    host::Market market(bars);
+    Series v = Series::of(Vec(20, 1.0));
+    const std::string path = (dir / "limited").string();
+    std::ofstream(path) << "kept\n";
+    rlimit old{};
+    ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &old), 0);
+    const auto oldSignal = std::signal(SIGXFSZ, SIG_IGN);
+    rlimit small = old;
+    small.rlim_cur = 300;
+    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &small), 0);
+    for (double mode : {1.0, 0.0}) {
+        Series out = Series::of({7});
+        host::Text file(path);
+        Call call("DumpArray");
+        call.out(out).arg(market).arg(v).arg(file).arg(mode);
+        EXPECT_EQ(call.run(0), -1);
+        EXPECT_EQ(call.error(), "DumpArray: cannot write file \"" + path + "\".");
+        EXPECT_EQ(out.values(), (Vec{7}));
+        // appending keeps what was there; replacing had already emptied the file
+        EXPECT_EQ(read(path), mode ? "kept\n" : "");
+    }
+    setrlimit(RLIMIT_FSIZE, &old);
+    std::signal(SIGXFSZ, oldSignal);
+}
+#endif
 
 TEST_F(UtilitiesTest, StatusCodes) {
     const testing::StatusCase cases[] = {
