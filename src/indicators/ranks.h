@@ -27,8 +27,14 @@ public:
     int32_t size() const { return size_; }
     // ascending order statistic k (0-based)
     double at(int32_t k) const { return sorted_[static_cast<size_t>(k)]; }
-    // the k-th value in time order, 0 the oldest
-    double inOrder(int32_t k) const { return ring_[static_cast<size_t>((head_ + k) % cap_)]; }
+    // f(t, value) for the values in time order, t = 0 the oldest
+    template <class F>
+    void eachInOrder(F f) const {
+        const double* r = ring_.data();
+        int32_t t = 0;
+        for (int32_t j = head_; j < size_; ++j) f(t++, r[j]);
+        for (int32_t j = 0; j < head_; ++j) f(t++, r[j]);
+    }
     // values strictly below v, and values equal to v
     void rank(double v, int32_t& below, int32_t& equal) const;
     // Where the p-th percentile of a full window of n values lies: between order statistics k

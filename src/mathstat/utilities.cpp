@@ -58,14 +58,14 @@ StatusCode lineSignificance(SeriesHandle& out, const SeriesHandle& x, double len
     // precision that the perfect-line test needs.
     return ranks::eachWindow(out, x, n, start, [=](const ranks::OrderedWindow& w, double) {
         double sum = 0;
-        for (int32_t t = 0; t < n; ++t) sum += w.inOrder(t);
+        w.eachInOrder([&](int32_t, double y) { sum += y; });
         const double ym = sum / n;
         double sxy = 0, syy = 0;
-        for (int32_t t = 0; t < n; ++t) {
-            const double dy = w.inOrder(t) - ym;
+        w.eachInOrder([&](int32_t t, double y) {
+            const double dy = y - ym;
             sxy += (t - xm) * dy;
             syy += dy * dy;
-        }
+        });
         const double b = sxy / sxx;
         double sse = syy - sxy * sxy / sxx;
         if (sse < 0) sse = 0;
