@@ -1,0 +1,232 @@
+// The Cyber Cycle and the oscillator predictors: the worked examples, the predicted price fed
+// back as the next bar reaching the level, restarts against one call, and the status codes.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <random>
+
+#include "host/hostkit.h"
+#include "support/heap_check.h"
+#include "support/status_cases.h"
+
+namespace fk {
+namespace {
+
+using host::Call;
+using host::Series;
+using testing::HeapChecked;
+using Vec = std::vector<double>;
+using In = testing::StatusInputs;
+
+constexpr double M = kMissing;
+
+class PredictorsTest : public HeapChecked {};
+
+void expectNear(const Vec& got, const Vec& want, double tol) {
+    ASSERT_EQ(got.size(), want.size());
+    for (size_t i = 0; i < got.size(); ++i) {
+        if (want[i] == M) EXPECT_EQ(got[i], M) << "bar " << i;
+        else EXPECT_NEAR(got[i], want[i], tol) << "bar " << i;
+    }
+}
+
+Vec cycle(const Vec& x, double alpha, double m, int32_t start = 0, Vec before = {}) {
+    Series in = Series::of(x), out = Series::of(before);
+    Call call("EhlersCyberCycle");
+    call.out(out).arg(in).arg(alpha).arg(m);
+    EXPECT_EQ(call.run(start), 0);
+    return out.values();
+}
+
+TEST_F(PredictorsTest, CyberCycleExamples) {
+    const Vec x{10, 11, 13, 12, 14, 15, 13, 12, 14, 16};
+    const Vec want{M, M, 0.25, -0.75, 0.75, -0.25, -1.4240833, -3.0533867, -4.7580179, -5.4330183};
+    expectNear(cycle(x, 0.07, 0), want, 1e-7);
+    expectNear(cycle(x, 0, 0), want, 1e-7);
+    expectNear(cycle(x, -3, 0), want, 1e-7);
+    const Vec raw = cycle(x, 0.07, 1);
+    EXPECT_NEAR(raw[6], -3.90735, 1e-6);
+    EXPECT_NEAR(raw[7], -6.120221, 1e-6);
+    EXPECT_NEAR(cycle(x, 27, 0)[6], -1.4209184, 1e-7);
+
+    // flat and straight inputs have no cycle
+    Vec line(12), flat(12, 5.0);
+    for (int i = 0; i < 12; ++i) line[i] = i;
+    for (const Vec& v : {line, flat}) {
+        const Vec y = cycle(v, 0.07, 0);
+        for (int i = 2; i < 12; ++i) EXPECT_NEAR(y[i], 0, 1e-12) << i;
+    }
+
+    // a restart reads bars 6 and 7 back from the Return Value
+    const Vec whole = cycle(x, 0.07, 0);
+    EXPECT_EQ(cycle(x, 0.07, 0, 8, whole), whole);
+
+    // the count starts at the first present bar; a hole makes the bars that need it missing
+    const Vec late = cycle(Vec{M, M, 10, 11, 13, 12}, 0.07, 0);
+    expectNear(late, Vec{M, M, M, M, 0.25, -0.75}, 1e-12);
+    const Vec holed = cycle(Vec{10, 11, 13, M, 14, 15, 13, 12, 14, 16}, 0.07, 0);
+    // bar 9 is the first whose six inputs are present again; its missing past outputs count as 0
+    expectNear(holed, Vec{M, M, 0.25, M, M, M, M, M, M, 0.965 * 0.965 * 5 / 6}, 1e-12);
+}
+
+struct Predict {
+    const char* name = "UpperOscPredictorDLL";
+    Vec price;
+    double level = 70, kind = 1, n1 = 2, n2 = 0, n3 = 0, step = 0, warmUp = 1, mode = 0, maxMove = 0;
+    Vec operator()(int32_t start = 0) const {
+        Series p = Series::of(price), out;
+        Call call(name);
+        call.out(out).arg(p).arg(level).arg(kind).arg(n1).arg(n2).arg(n3).arg(step).arg(warmUp).arg(mode).arg(maxMove);
+        EXPECT_EQ(call.run(start), 0);
+        return out.values();
+    }
+};
+
+TEST_F(PredictorsTest, RsiExamples) {
+    Predict up;
+    up.price = {10, 11, 10.5, 11.5, 12};
+    expectNear(up(), Vec{M, M, 10.583333, 11.303571, 11.794643}, 1e-6);
+    Predict stepped = up;
+    stepped.step = 0.25;
+    expectNear(stepped(), Vec{M, M, 10.75, 11.5, 12.0}, 1e-9);
+    Predict down = up;
+    down.name = "LowerOscPredictorDLL";
+    down.level = 30;
+    expectNear(down(), Vec{M, M, 9.583333, 9.875, 10.604167}, 1e-6);
+    down.step = 0.25;
+    expectNear(down(), Vec{M, M, 9.5, 9.75, 10.5}, 1e-9);
+    Predict onlyRising = up;
+    onlyRising.mode = 2;
+    expectNear(onlyRising(), Vec{M, M, 10.583333, M, M}, 1e-6);
+    Predict move = up;
+    move.mode = 1;
+    expectNear(move(), Vec{M, M, 0.083333, -0.196429, 11.794643 - 12}, 1e-6);
+    Predict limited = up;
+    limited.name = "LowerOscPredictorDLL";
+    limited.level = 30;
+    limited.maxMove = 10;
+    expectNear(limited(), Vec{M, M, 9.583333, M, M}, 1e-6);
+    // a longer warm-up, and a level the RSI cannot reach
+    Predict warm = up;
+    warm.warmUp = 2;
+    expectNear(warm(), Vec{M, M, M, M, 11.794643}, 1e-6);
+    Predict unreachable = up;
+    unreachable.level = 100;
+    expectNear(unreachable(), Vec(5, M), 0);
+}
+
+TEST_F(PredictorsTest, MacdExamples) {
+    Predict line;
+    line.price = {10, 11, 12, 11.5};
+    line.level = 0, line.kind = 2, line.n1 = 2, line.n2 = 4, line.warmUp = 0;
+    expectNear(line(), Vec{10, 10.066667, 10.395556, 10.855852}, 1e-6);
+    Predict stepped = line;
+    stepped.step = 0.01;
+    EXPECT_NEAR(stepped()[1], 10.07, 1e-9);
+    stepped.name = "LowerOscPredictorDLL";
+    EXPECT_NEAR(stepped()[1], 10.06, 1e-9);
+    Predict warm = line;
+    warm.warmUp = 1;
+    expectNear(warm(), Vec{M, M, M, 10.855852}, 1e-6);
+    Predict histogram = line;
+    histogram.kind = 3, histogram.n3 = 3;
+    expectNear(histogram(), Vec{10.0, 10.566667, 11.612222, 12.016407}, 1e-6);
+}
+
+// The oscillator after the present prices of p, straight from its definition: Wilder's RSI of
+// period n1, or the MACD line (n1, n2) or its histogram (signal n3).
+double oscillator(const Vec& p, int kind, int n1, int n2, int n3) {
+    Vec x;
+    for (double v : p)
+        if (v != M) x.push_back(v);
+    if (kind == 1) {
+        double g = 0, l = 0;
+        for (int j = 1; j < static_cast<int>(x.size()); ++j) {
+            const double d = x[j] - x[j - 1], gain = std::max(d, 0.0), loss = std::max(-d, 0.0);
+            if (j <= n1) {
+                g += gain / n1;
+                l += loss / n1;
+            } else {
+                g = ((n1 - 1) * g + gain) / n1;
+                l = ((n1 - 1) * l + loss) / n1;
+            }
+        }
+        return 100 * g / (g + l);
+    }
+    double e1 = x[0], e2 = x[0], sg = 0;
+    for (size_t j = 1; j < x.size(); ++j) {
+        e1 += 2.0 / (n1 + 1) * (x[j] - e1);
+        e2 += 2.0 / (n2 + 1) * (x[j] - e2);
+        sg += 2.0 / (n3 + 1) * ((e1 - e2) - sg);
+    }
+    return kind == 2 ? e1 - e2 : (e1 - e2) - sg;
+}
+
+// The answer, appended as the next price, brings the oscillator to the level, on a random walk
+// with holes, for each kind.
+TEST_F(PredictorsTest, PredictedPriceReachesTheLevel) {
+    std::mt19937 rng(5);
+    std::uniform_real_distribution<double> u(-1, 1);
+    Vec p(80);
+    double v = 50;
+    for (double& e : p) e = rng() % 9 == 0 ? M : (v += u(rng));
+    for (int kind : {1, 2, 3}) {
+        Predict pr;
+        pr.price = p, pr.kind = kind, pr.n1 = 5, pr.n2 = 9, pr.n3 = 4, pr.level = kind == 1 ? 63 : 0.3;
+        const Vec at = pr();
+        for (int i = 20; i < 80; ++i) {
+            if (p[i] == M) continue;
+            Vec next(p.begin(), p.begin() + i + 1);
+            next.push_back(at[i]);
+            EXPECT_NEAR(oscillator(next, kind, 5, 9, 4), pr.level, 1e-9) << kind << " " << i;
+        }
+    }
+}
+
+TEST_F(PredictorsTest, RestartsWriteWhatOneCallWrites) {
+    Predict pr;
+    pr.price = {10, 11, M, 10.5, 11.5, 12, 11, 13};
+    const Vec whole = pr();
+    for (int s : {1, 3, 6}) {
+        const Vec part = pr(s);
+        for (int i = s; i < 8; ++i) EXPECT_EQ(part[i], whole[i]) << s << " " << i;
+    }
+    EXPECT_EQ(whole[2], M);
+}
+
+TEST_F(PredictorsTest, StatusCodes) {
+    auto pred = [](double kind, double n1, double n2, double n3, double mode) {
+        return [=](Call& c, In& in) {
+            c.arg(in.x).arg(70).arg(kind).arg(n1).arg(n2).arg(n3).arg(0).arg(1).arg(mode).arg(0);
+        };
+    };
+    const testing::StatusCase cases[] = {
+        {"release", "EhlersCyberCycle", [](Call& c, In&) { c.count(2); }, -2, 0},
+        {"release", "UpperOscPredictorDLL", [](Call& c, In& in) { c.arg(in.x); }, -2, 0},
+        {"wrong count", "EhlersCyberCycle", [](Call& c, In& in) { c.arg(in.x).arg(0.07); }, 0, 0x103},
+        {"wrong count", "LowerOscPredictorDLL", [](Call& c, In& in) { c.arg(in.x).arg(70); }, 0, 0x103},
+        {"input is a text", "EhlersCyberCycle", [](Call& c, In& in) { c.arg(in.text).arg(0.07).arg(0); }, 0, 0x202},
+        {"level is a text", "UpperOscPredictorDLL",
+         [](Call& c, In& in) { c.arg(in.x).arg(in.text).arg(1).arg(2).arg(0).arg(0).arg(0).arg(1).arg(0).arg(0); }, 0, 0x203},
+        {"mode is a series", "LowerOscPredictorDLL",
+         [](Call& c, In& in) { c.arg(in.x).arg(30).arg(1).arg(2).arg(0).arg(0).arg(0).arg(1).arg(in.x).arg(0); }, 0, 0x20A},
+        {"empty input", "EhlersCyberCycle", [](Call& c, In& in) { c.arg(in.empty).arg(0.07).arg(0); }, 0, -1},
+        {"input without buffer", "EhlersCyberCycle", [](Call& c, In& in) { c.arg(in.null).arg(0.07).arg(0); }, 0, -1},
+        {"empty price", "UpperOscPredictorDLL",
+         [](Call& c, In& in) { c.arg(in.empty).arg(70).arg(1).arg(2).arg(0).arg(0).arg(0).arg(1).arg(0).arg(0); }, 0, -1},
+        {"kind 4", "UpperOscPredictorDLL", pred(4, 2, 0, 0, 0), 0, -1},
+        {"kind 0.9", "LowerOscPredictorDLL", pred(0.9, 2, 0, 0, 0), 0, -1},
+        {"RSI period 1", "UpperOscPredictorDLL", pred(1, 1.9, 0, 0, 0), 0, -1},
+        {"MACD n1 0", "UpperOscPredictorDLL", pred(2, 0, 4, 0, 0), 0, -1},
+        {"MACD n1 = n2", "UpperOscPredictorDLL", pred(2, 4, 4, 0, 0), 0, -1},
+        {"histogram n3 1", "LowerOscPredictorDLL", pred(3, 2, 4, 1, 0), 0, -1},
+        {"mode 3", "UpperOscPredictorDLL", pred(1, 2, 0, 0, 3), 0, -1},
+        {"mode NaN", "UpperOscPredictorDLL", pred(1, 2, 0, 0, std::nan("")), 0, -1},
+        {"start past the last bar", "EhlersCyberCycle", [](Call& c, In& in) { c.arg(in.x).arg(0.07).arg(0); }, 9, 0},
+    };
+    testing::expectStatuses(cases);
+}
+
+} // namespace
+} // namespace fk

@@ -1,0 +1,224 @@
+// Rank, percentile, median and sideways box: the worked examples, the rolling window against a
+// brute-force sort of each window on random data with ties and holes, restarts at any start bar
+// against one call, and the status codes of the family.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <random>
+
+#include "host/hostkit.h"
+#include "support/heap_check.h"
+#include "support/status_cases.h"
+
+namespace fk {
+namespace {
+
+using host::Call;
+using host::Series;
+using testing::HeapChecked;
+using Vec = std::vector<double>;
+using In = testing::StatusInputs;
+
+constexpr double M = kMissing;
+
+class RanksTest : public HeapChecked {};
+
+template <class... A>
+Vec run(const char* name, const Vec& x, A... args) {
+    Series in = Series::of(x), out;
+    Call call(name);
+    call.out(out).arg(in);
+    (call.arg(args), ...);
+    EXPECT_EQ(call.run(0), 0);
+    return out.values();
+}
+
+void expectNear(const Vec& got, const Vec& want, double tol = 1e-9) {
+    ASSERT_EQ(got.size(), want.size());
+    for (size_t i = 0; i < got.size(); ++i) EXPECT_NEAR(got[i], want[i], tol) << "bar " << i;
+}
+
+// Small whole values (many ties), about one bar in eight missing and a NaN now and then.
+Vec tiedWithHoles(int n, unsigned seed) {
+    std::mt19937 rng(seed);
+    std::uniform_int_distribution<int> v(0, 9), hole(0, 15);
+    Vec x(n);
+    for (double& e : x) {
+        const int h = hole(rng);
+        e = h < 2 ? M : h == 2 ? std::nan("") : v(rng);
+    }
+    return x;
+}
+
+TEST_F(RanksTest, WorkedExamples) {
+    const Vec x{3, 1, 4, 1, 5, 9, 2, 6};
+    EXPECT_EQ(run("EquityRankForBar", x, 5), (Vec{M, M, M, M, 100, 100, 25, 75}));
+    EXPECT_EQ(run("EquityRankForBar", Vec{2, 2, 2}, 3), (Vec{M, M, 50}));
+    EXPECT_EQ(run("EquityRankForBar", Vec{1, 3, 3, 0, 3}, 5).back(), 75);
+
+    struct Pct { double p, want; } pcts[] = {{0, 1}, {25, 1}, {50, 3}, {60, 3.4}, {90, 4.6}, {100, 5}};
+    for (const Pct& c : pcts) EXPECT_NEAR(run("PercentileDLL", Vec{3, 1, 4, 1, 5}, 5, c.p).back(), c.want, 1e-12) << c.p;
+    EXPECT_EQ(run("PercentileDLL", x, 4, 50), (Vec{M, M, M, 2, 2.5, 4.5, 3.5, 5.5}));
+    EXPECT_EQ(run("PercentileDLL", x, 1, 30), x);
+
+    EXPECT_EQ(run("TSBarMedian", x, 3), (Vec{M, M, 3, 1, 4, 5, 5, 6}));
+    EXPECT_EQ(run("TSBarMedian", x, 4), (Vec{M, M, M, 2, 2.5, 4.5, 3.5, 5.5}));
+    EXPECT_EQ(run("TSBarMedian", Vec{3, M, 1, 4}, 3), (Vec{M, M, M, 3}));
+    EXPECT_EQ(run("TSBarMedian", x, 1), x);
+}
+
+TEST_F(RanksTest, LateralExamples) {
+    const Vec x{10, 10.5, 10.2, 10.8, 10.4, 11.5, 11.2, 11.4};
+    for (int units : {0, 1}) {
+        const double h = units ? 9 : 1;
+        SCOPED_TRACE(units);
+        EXPECT_EQ(run("LateralMovement", x, h, units, 3), (Vec{0, 0, 3, 4, 5, 0, 0, 3}));
+        expectNear(run("LateralBox", x, h, units, 3, 1), Vec{M, M, 10.5, 10.8, 10.8, M, M, 11.5});
+        expectNear(run("LateralBox", x, h, units, 3, 2), Vec{M, M, 10, 10, 10, M, M, 11.2});
+        expectNear(run("LateralBox", x, h, units, 3, 3), Vec{M, M, 10.25, 10.4, 10.4, M, M, 11.35});
+    }
+    EXPECT_EQ(run("LateralMovement", Vec{10, 10.5, M, 10.2}, 1, 0, 3), (Vec{0, 0, M, 3}));
+}
+
+// Brute force: the last n present values before and at each bar, sorted.
+Vec bruteWindow(const Vec& x, int i, int n) {
+    Vec w;
+    if (x[i] == M || std::isnan(x[i])) return w;
+    for (int j = i; j >= 0 && static_cast<int>(w.size()) < n; --j)
+        if (x[j] != M && !std::isnan(x[j])) w.push_back(x[j]);
+    if (static_cast<int>(w.size()) < n) w.clear();
+    std::sort(w.begin(), w.end());
+    return w;
+}
+
+TEST_F(RanksTest, WindowsAgainstSortedCopies) {
+    const Vec x = tiedWithHoles(600, 7);
+    for (int n : {1, 2, 5, 20, 77}) {
+        SCOPED_TRACE(n);
+        const Vec rank = run("EquityRankForBar", x, std::max(n, 2));
+        const Vec pct = run("PercentileDLL", x, n, 37.5), med = run("TSBarMedian", x, n);
+        for (int i = 0; i < static_cast<int>(x.size()); ++i) {
+            const Vec w = bruteWindow(x, i, n);
+            if (w.empty()) {
+                EXPECT_EQ(pct[i], M) << i;
+                EXPECT_EQ(med[i], M) << i;
+            } else {
+                const double h = (n - 1) * 37.5 / 100;
+                const int k = static_cast<int>(h);
+                const double want = k >= n - 1 ? w[n - 1] : w[k] + (h - k) * (w[k + 1] - w[k]);
+                EXPECT_DOUBLE_EQ(pct[i], want) << i;
+                const double mid = n % 2 ? w[n / 2] : (w[n / 2 - 1] + w[n / 2]) / 2;
+                EXPECT_DOUBLE_EQ(med[i], mid) << i;
+            }
+            const Vec r = bruteWindow(x, i, std::max(n, 2));
+            if (r.empty()) {
+                EXPECT_EQ(rank[i], M) << i;
+            } else {
+                const double below = std::count_if(r.begin(), r.end(), [&](double v) { return v < x[i]; });
+                const double equal = std::count(r.begin(), r.end(), x[i]);
+                EXPECT_DOUBLE_EQ(rank[i], 100 * (below + 0.5 * (equal - 1)) / (r.size() - 1)) << i;
+            }
+        }
+    }
+}
+
+// Brute force of the sideways box: the longest run of present values ending at each bar whose
+// range fits the allowed height.
+TEST_F(RanksTest, LateralAgainstLongestRun) {
+    std::mt19937 rng(11);
+    std::uniform_real_distribution<double> step(-0.6, 0.6);
+    Vec x(500);
+    double p = 20;
+    for (double& v : x) {
+        p += step(rng);
+        v = rng() % 10 == 0 ? M : std::round(p * 4) / 4;
+    }
+    for (int units : {0, 1}) {
+        const double h = units ? 6 : 1.25;
+        const Vec len = run("LateralMovement", x, h, units, 4), mid = run("LateralBox", x, h, units, 4, 3);
+        for (int i = 0; i < static_cast<int>(x.size()); ++i) {
+            if (x[i] == M) {
+                EXPECT_EQ(len[i], M);
+                continue;
+            }
+            double hi = x[i], lo = x[i], bestHi = hi, bestLo = lo;
+            int l = 1;
+            for (int j = i - 1; j >= 0; --j) {
+                if (x[j] == M) continue;
+                hi = std::max(hi, x[j]);
+                lo = std::min(lo, x[j]);
+                const double allowed = units ? (lo > 0 ? lo * h / 100 : 0) : h;
+                if (hi - lo > allowed) break;
+                ++l;
+                bestHi = hi;
+                bestLo = lo;
+            }
+            EXPECT_EQ(len[i], l >= 4 ? l : 0) << i;
+            EXPECT_EQ(mid[i], l >= 4 ? (bestHi + bestLo) / 2 : M) << i;
+        }
+    }
+}
+
+// Calls at every start bar (as the host calls when bars arrive, and on recomputation) write what
+// one call from bar 0 writes.
+TEST_F(RanksTest, RestartsMatchOneCall) {
+    const Vec x = tiedWithHoles(120, 3);
+    struct Case { const char* name; std::function<void(Call&)> args; } cases[] = {
+        {"EquityRankForBar", [](Call& c) { c.arg(6); }},
+        {"PercentileDLL", [](Call& c) { c.arg(7).arg(80); }},
+        {"TSBarMedian", [](Call& c) { c.arg(4); }},
+        {"LateralMovement", [](Call& c) { c.arg(3).arg(0).arg(2); }},
+        {"LateralBox", [](Call& c) { c.arg(40).arg(1).arg(2).arg(2); }},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        Series in = Series::of(x), whole;
+        Call one(c.name);
+        one.out(whole).arg(in);
+        c.args(one);
+        ASSERT_EQ(one.run(0), 0);
+        for (int s : {1, 5, 37, 119}) {
+            Series again = Series::of(Vec(x.size(), 123.0));
+            Call call(c.name);
+            call.out(again).arg(in);
+            c.args(call);
+            ASSERT_EQ(call.run(s), 0);
+            const Vec got = again.values(), want = whole.values();
+            for (int i = 0; i < static_cast<int>(x.size()); ++i)
+                EXPECT_EQ(got[i], i < s ? 123.0 : want[i]) << "start " << s << " bar " << i;
+        }
+    }
+}
+
+TEST_F(RanksTest, StatusCodes) {
+    const double nan = std::nan("");
+    const testing::StatusCase cases[] = {
+        {"release", "EquityRankForBar", [](Call& c, In&) { c.count(9); }, -2, 0},
+        {"release", "LateralBox", [](Call& c, In& in) { c.arg(in.x); }, -2, 0},
+        {"wrong count", "PercentileDLL", [](Call& c, In& in) { c.arg(in.x).arg(3); }, 0, 0x103},
+        {"wrong count", "LateralMovement", [](Call& c, In& in) { c.arg(in.x); }, 0, 0x102},
+        {"input is a text", "TSBarMedian", [](Call& c, In& in) { c.arg(in.text).arg(3); }, 0, 0x202},
+        {"length is a series", "EquityRankForBar", [](Call& c, In& in) { c.arg(in.x).arg(in.x); }, 0, 0x203},
+        {"selector is a text", "LateralBox", [](Call& c, In& in) { c.arg(in.x).arg(1).arg(0).arg(2).arg(in.text); }, 0, 0x206},
+        {"empty input", "EquityRankForBar", [](Call& c, In& in) { c.arg(in.empty).arg(3); }, 0, 0xFF00},
+        {"input without buffer", "PercentileDLL", [](Call& c, In& in) { c.arg(in.null).arg(3).arg(50); }, 0, 0xFF00},
+        {"empty input", "LateralMovement", [](Call& c, In& in) { c.arg(in.empty).arg(1).arg(0).arg(3); }, 0, 0xFF00},
+        {"empty input before a bad length", "TSBarMedian", [](Call& c, In& in) { c.arg(in.empty).arg(0); }, 0, 0xFF00},
+        {"rank length 1", "EquityRankForBar", [](Call& c, In& in) { c.arg(in.x).arg(1); }, 0, -1},
+        {"percentile length 0.4", "PercentileDLL", [](Call& c, In& in) { c.arg(in.x).arg(0.4).arg(50); }, 0, -1},
+        {"percent 101", "PercentileDLL", [](Call& c, In& in) { c.arg(in.x).arg(3).arg(101); }, 0, -1},
+        {"percent NaN", "PercentileDLL", [nan](Call& c, In& in) { c.arg(in.x).arg(3).arg(nan); }, 0, -1},
+        {"median length 0.4", "TSBarMedian", [](Call& c, In& in) { c.arg(in.x).arg(0.4); }, 0, -1},
+        {"median length 3e9", "TSBarMedian", [](Call& c, In& in) { c.arg(in.x).arg(3e9); }, 0, -1},
+        {"height -1", "LateralMovement", [](Call& c, In& in) { c.arg(in.x).arg(-1).arg(0).arg(3); }, 0, -1},
+        {"height NaN", "LateralBox", [nan](Call& c, In& in) { c.arg(in.x).arg(nan).arg(0).arg(3).arg(1); }, 0, -1},
+        {"minimum 0", "LateralMovement", [](Call& c, In& in) { c.arg(in.x).arg(1).arg(0).arg(0.4); }, 0, -1},
+        {"selector 4", "LateralBox", [](Call& c, In& in) { c.arg(in.x).arg(1).arg(0).arg(3).arg(4); }, 0, -1},
+        {"start past the last bar", "PercentileDLL", [](Call& c, In& in) { c.arg(in.x).arg(2).arg(50); }, 9, 0},
+    };
+    testing::expectStatuses(cases);
+}
+
+} // namespace
+} // namespace fk
