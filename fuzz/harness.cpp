@@ -17,6 +17,8 @@
 #include <string_view>
 #include <vector>
 
+#include <sys/stat.h>
+
 #include "containers/series.h"
 #include "containers/text.h"
 #include "exports/export_def.h"
@@ -63,6 +65,24 @@ constexpr uint32_t kOutputOffsets = 6;
 
 // Processor time one call may take before it counts as hanging.
 constexpr double kSlowCall = 2.0;
+
+// The exports that write a file named by their text parameter.
+bool writesFiles(const ExportEntry& e) { return std::string_view(e.name).starts_with("DumpArray"); }
+
+// A file name for those: the fuzzer's bytes could name any file on the machine, so a non-empty name
+// becomes one of three in a scratch folder of the system's temporary folder (one of them in a
+// folder that does not exist, so that opening fails). An empty name stays empty.
+std::string confinedFileName(const std::string& s) {
+    if (s.empty()) return s;
+    static const std::string dir = [] {
+        const char* tmp = std::getenv("TMPDIR");
+        std::string d = std::string(tmp && *tmp ? tmp : "/tmp") + "/fk-fuzz-files";
+        mkdir(d.c_str(), 0700);
+        return d;
+    }();
+    static const char* const kNames[] = {"/dump-a.txt", "/dump-b.txt", "/no-such-folder/dump.txt"};
+    return dir + kNames[s.size() % 3];
+}
 
 template <class T, std::size_t N>
 constexpr uint32_t size(const T (&)[N]) {
@@ -454,6 +474,7 @@ SeriesHandle* Scenario::text(Input& in) {
         case 9: s = kWords[in.below(size(kWords))] + in.bytes(in.below(16)); break;
         default: break; // empty
         }
+        if (writesFiles(e_)) s = confinedFileName(s);
         text::create(*h);
         text::appendBytes(*h, s.data(), static_cast<int32_t>(s.size()));
         trace_.note("    text \"%s\"", printable(s).c_str());

