@@ -3,9 +3,11 @@
 
 #include <cmath>
 #include <memory>
+#include <optional>
 #include <new>
 
 #include "calendar/date.h"
+#include "containers/scratch.h"
 #include "containers/series.h"
 #include "indicators/trade_plans.h"
 #include "market/market_view.h"
@@ -216,27 +218,34 @@ struct CycleFit {
     }
 };
 
-// Detrends windows of the input and searches the periods, with cosine and sine tables made once.
+// Detrends windows of the input and searches the periods, with cosine and sine tables made once,
+// on the first window searched (a call none of whose bars has a whole window makes none).
 class CycleSearch {
 public:
-    explicit CycleSearch(const CycleParams& p)
-        : p_(p), periods_(p.longest - p.shortest + 1),
-          cos_(temporary<double>(int64_t{p.window} * periods_)), sin_(temporary<double>(int64_t{p.window} * periods_)),
-          z_(temporary<double>(p.window)) {
-        if (!ok()) return;
+    explicit CycleSearch(const CycleParams& p) : p_(p), periods_(p.longest - p.shortest + 1) {}
+
+    // The tables; false when the heap has no room for them.
+    bool prepare() {
+        const int64_t cells = int64_t{p_.window} * periods_;
+        // a bound well inside what a 32-bit process can address
+        if (cells > (int64_t{1} << 26)) return false;
+        cos_.emplace(static_cast<int32_t>(cells));
+        sin_.emplace(static_cast<int32_t>(cells));
+        z_.emplace(p_.window);
+        if (!cos_->ok() || !sin_->ok() || !z_->ok()) return false;
         for (int32_t k = 0; k < periods_; ++k)
-            for (int32_t t = 0; t < p.window; ++t) {
-                const double angle = 2.0 * kPi * t / (p.shortest + k);
-                cos_[int64_t{k} * p.window + t] = std::cos(angle);
-                sin_[int64_t{k} * p.window + t] = std::sin(angle);
+            for (int32_t t = 0; t < p_.window; ++t) {
+                const double angle = 2.0 * kPi * t / (p_.shortest + k);
+                (*cos_)[k * p_.window + t] = std::cos(angle);
+                (*sin_)[k * p_.window + t] = std::sin(angle);
             }
-        const double xm = (p.window - 1) / 2.0;
-        for (int32_t t = 0; t < p.window; ++t) sxx_ += (t - xm) * (t - xm);
+        const double xm = (p_.window - 1) / 2.0;
+        for (int32_t t = 0; t < p_.window; ++t) sxx_ += (t - xm) * (t - xm);
+        return true;
     }
-    bool ok() const { return cos_ && sin_ && z_; }
 
     // The window ending at bar i, every value present.
-    CycleFit fit(const NumberView& x, int32_t i) const {
+    CycleFit fit(const NumberView& x, int32_t i) {
         const int32_t w = p_.window, first = i - w + 1;
         const double xm = (w - 1) / 2.0;
         double sumY = 0.0;
@@ -255,19 +264,20 @@ public:
         double energy = 0.0;
         for (int32_t t = 0; t < w; ++t) {
             const double z = x[first + t] - (f.a + f.b * t);
-            z_[t] = z;
+            (*z_)[t] = z;
             energy += z * z;
         }
         // a straight or flat window, up to rounding residue
         if (energy <= 1e-18 * syy || energy <= 1e-24 * q) return f;
         double best = -1.0;
         for (int32_t k = 0; k < periods_; ++k) {
-            const double* cs = &cos_[int64_t{k} * w];
-            const double* sn = &sin_[int64_t{k} * w];
+            const double* cs = &(*cos_)[k * w];
+            const double* sn = &(*sin_)[k * w];
+            const double* z = z_->data();
             double c = 0.0, s = 0.0;
             for (int32_t t = 0; t < w; ++t) {
-                c += z_[t] * cs[t];
-                s += z_[t] * sn[t];
+                c += z[t] * cs[t];
+                s += z[t] * sn[t];
             }
             const double power = c * c + s * s;
             if (power > best) { // ties keep the shorter period
@@ -285,7 +295,7 @@ public:
 private:
     CycleParams p_;
     int32_t periods_;
-    std::unique_ptr<double[]> cos_, sin_, z_;
+    std::optional<Scratch<double>> cos_, sin_, z_;
     double sxx_ = 0.0;
 };
 
@@ -297,7 +307,7 @@ StatusCode eachWindow(SeriesHandle& outH, const SeriesHandle& xH, const CyclePar
     NumberOut out(&outH, n);
     const NumberView x(&xH);
     CycleSearch search(p);
-    if (!search.ok()) return kDomainError;
+    if (std::max(start, p.window - 1) < n && !search.prepare()) return kDomainError;
     const double miss = x.fill(), fill = out.fill();
     auto missing = [&](int32_t j) {
         const double v = x[j];

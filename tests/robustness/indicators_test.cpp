@@ -5,6 +5,7 @@
 #include <limits>
 
 #include "host/hostkit.h"
+#include "platform/heap.h"
 #include "support/heap_check.h"
 
 namespace fk {
@@ -44,6 +45,24 @@ TEST_F(IndicatorRobustness, MovingSumOverTheLongestLengthOnConsecutiveBars) {
         call.out(out).arg(in).arg(lengths).arg(0);
         EXPECT_EQ(call.run(0), 0);
         for (double v : out.values()) EXPECT_EQ(v, out.fill()); // never as many bars as the length
+    }
+}
+
+// A window far longer than the input: the cosine and sine tables of every period (here 246
+// periods of 65,536 bars, 258 MB) were made before finding that no bar has a whole window.
+TEST_F(IndicatorRobustness, CycleWindowLongerThanTheInputMakesNoTables) {
+    for (const char* name : {"CycleCalc", "CycleAnalysis"}) {
+        SCOPED_TRACE(name);
+        Series in = Series::of({1, 2, 3, 2, 1, 2, 3});
+        Series out = Series::of({0, 0, 0, 0, 0, 0, 0});
+        Call call(name);
+        call.out(out).arg(in).arg(65536).arg(5).arg(250).arg(0);
+        // no room on the heap at all: the call needs none
+        platform::HeapHolder::failNextAllocations(1000);
+        const StatusCode st = call.run(0);
+        platform::HeapHolder::failNextAllocations(0);
+        EXPECT_EQ(st, 0);
+        for (double v : out.values()) EXPECT_EQ(v, out.fill());
     }
 }
 
