@@ -379,6 +379,69 @@ StatusCode movingAverage(SeriesHandle& out, const SeriesHandle& in, double lengt
     return averageSeries(out, in, length, kind, shortWarmup, s);
 }
 
+namespace {
+
+// The sign filter of MovingSum: mode > 0 keeps positive values, < 0 negative ones, 0 all.
+struct SignFilter {
+    int32_t mode;
+    constexpr double operator()(double x) const { return mode > 0 ? (x > 0 ? x : 0.0) : mode < 0 ? (x < 0 ? x : 0.0) : x; }
+};
+
+// The span of n bars that ends at bar b summed afresh, walking back over the bars that count;
+// `held` tells how many it found (fewer than n when the bars run out) and `trail` is left one
+// bar before the oldest.
+template <class In, class Counts>
+double sumSpan(const In& in, int32_t b, int32_t n, Counts counts, SignFilter filtered, int32_t& held,
+               int32_t& trail) {
+    double sum = 0;
+    held = 0;
+    int32_t j = b + 1;
+    while (held < n && --j >= 0)
+        if (counts(j)) {
+            sum += filtered(in[j]);
+            ++held;
+        }
+    trail = std::max(j, 0) - 1;
+    return sum;
+}
+
+// The rolling sum of a constant length n > 0 from bar s: the first bar sums its span afresh,
+// every later one adds its value and drops the oldest.
+template <int Mode, class In, class Out>
+void sumConstantLength(const In& in, int32_t s, int32_t end, double missing, int32_t n, Out& out) {
+    constexpr SignFilter filtered{Mode};
+    const auto counts = [&](int32_t j) { return in[j] != missing; };
+    int32_t b = s;
+    while (b < end && in[b] == missing) ++b;
+    if (b >= end) return;
+    int32_t held, trail;
+    double sum = sumSpan(in, b, n, counts, filtered, held, trail);
+    if (held >= n) out.set(b, sum);
+    for (++b; b < end; ++b) {
+        const double x = in[b];
+        if (x == missing) continue;
+        sum += filtered(x);
+        if (held < n) {
+            ++held;
+        } else {
+            do ++trail;
+            while (in[trail] == missing);
+            sum -= filtered(in[trail]);
+        }
+        if (held >= n) out.set(b, sum);
+    }
+}
+
+template <class In, class Out>
+void sumConstantLength(const In& in, int32_t s, int32_t end, double missing, int32_t n, int32_t mode, Out& out) {
+    // one loop per filter, so that the steady loop tests no mode
+    if (mode > 0) sumConstantLength<1>(in, s, end, missing, n, out);
+    else if (mode < 0) sumConstantLength<-1>(in, s, end, missing, n, out);
+    else sumConstantLength<0>(in, s, end, missing, n, out);
+}
+
+} // namespace
+
 StatusCode movingSum(SeriesHandle& outH, const SeriesHandle& inH, const SeriesHandle& lengthH, double signMode,
                      int32_t s) {
     if (s == -2) return kOk;
@@ -388,15 +451,27 @@ StatusCode movingSum(SeriesHandle& outH, const SeriesHandle& inH, const SeriesHa
     const int32_t end = in.count();
     const double missing = in.fill(), lengthMissing = len.fill();
     const int32_t mode = truncToInt(signMode);
-    auto filtered = [mode](double x) { return mode > 0 ? (x > 0 ? x : 0.0) : mode < 0 ? (x < 0 ? x : 0.0) : x; };
+    const SignFilter filtered{mode};
     const bool constant = len.constant();
+    int32_t n = constant ? roundLength(len.constantValue()) : 0;
+    if (constant && n > 0) {
+        const double* plain = in.storage(0, end);
+        double* q = plain ? out.reserve(s, end) : nullptr;
+        if (q) {
+            SparseOut o{q, s};
+            sumConstantLength(PlainBars{plain, 0}, s, end, missing, n, mode, o);
+            out.wrote(o.last);
+        } else {
+            sumConstantLength(in, s, end, missing, n, mode, out);
+        }
+        return kOk;
+    }
     // the bars a span holds: a value, and a length where the length varies by bar
     auto counts = [&](int32_t j) { return in[j] != missing && (constant || len[j] != lengthMissing); };
 
-    int32_t n = constant ? roundLength(len.constantValue()) : 0;
     double sum = 0;
     int32_t held = 0, trail = s - 1, previous = -999999;
-    if (constant && n <= 0 && s >= 1) {
+    if (constant && s >= 1) {
         // a running total goes on from the total the output holds at the bar before
         const double total = out.get(s - 1);
         if (total != missing) {
@@ -417,15 +492,7 @@ StatusCode movingSum(SeriesHandle& outH, const SeriesHandle& inH, const SeriesHa
             const int64_t grown = int64_t{previous} + 1;
             if (n < previous || n > grown) {
                 // any change of length but a growth by one bar sums the span again
-                sum = 0;
-                held = 0;
-                int32_t j = b + 1;
-                while (held < n && --j >= 0)
-                    if (counts(j)) {
-                        sum += filtered(in[j]);
-                        ++held;
-                    }
-                trail = std::max(j, 0) - 1;
+                sum = sumSpan(in, b, n, counts, filtered, held, trail);
             } else {
                 sum += filtered(x);
                 ++held;

@@ -86,6 +86,18 @@ struct PlainOut {
     double fill() const { return blank; }
 };
 
+// Bars written into one plain array (q[0] is bar `from`) by a loop that may skip bars: it keeps
+// the last bar written, where the output's count settles (NumberOut::wrote).
+struct SparseOut {
+    double* q;
+    int32_t from;
+    int32_t last = -1;
+    void set(int32_t i, double v) {
+        q[i - from] = v;
+        last = i;
+    }
+};
+
 // A temporary series on the library's heap covering bars first .. end - 1.
 class TempSeries {
 public:
