@@ -455,15 +455,8 @@ StatusCode movingSum(SeriesHandle& outH, const SeriesHandle& inH, const SeriesHa
     const bool constant = len.constant();
     int32_t n = constant ? roundLength(len.constantValue()) : 0;
     if (constant && n > 0) {
-        const double* plain = in.storage(0, end);
-        double* q = plain ? out.reserve(s, end) : nullptr;
-        if (q) {
-            SparseOut o{q, s};
-            sumConstantLength(PlainBars{plain, 0}, s, end, missing, n, mode, o);
-            out.wrote(o.last);
-        } else {
-            sumConstantLength(in, s, end, missing, n, mode, out);
-        }
+        withSparseOut(in, out, s, end,
+                      [&](const auto& x, auto& o) { sumConstantLength(x, s, end, missing, n, mode, o); });
         return kOk;
     }
     // the bars a span holds: a value, and a length where the length varies by bar
