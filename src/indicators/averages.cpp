@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "containers/scratch.h"
 #include "indicators/lengths.h"
 
 namespace fk::indicators {
@@ -315,6 +316,126 @@ void writeAverage(SeriesHandle& outH, const AverageParams& p, int32_t end, doubl
     runAverage(p, in, end, missing, plan, out);
 }
 
+// The first of the triangular average's two simple averages, made one bar at a time from bar
+// `start` on: what its pass would write into the temporary series, which holds the missing value
+// before `first`.
+template <class In>
+class InnerAverage {
+public:
+    InnerAverage(const In& in, int32_t n, double missing, int32_t start, int32_t first)
+        : in_(in), n_(n), dn_(n), missing_(missing), first_(first), trail_(start - 1) {}
+
+    double at(int32_t b) {
+        const double x = in_[b];
+        if (x == missing_) return missing_;
+        double v;
+        if (c_ < n_) {
+            sum_ += x;
+            ++c_;
+            v = c_ < n_ ? missing_ : sum_ / dn_;
+        } else {
+            sum_ += x;
+            sum_ -= advanceTrail(in_, trail_, missing_);
+            v = sum_ / dn_;
+        }
+        return b >= first_ ? v : missing_;
+    }
+
+private:
+    In in_;
+    int32_t n_;
+    double dn_, missing_;
+    int32_t first_, trail_;
+    int32_t c_ = 0;
+    double sum_ = 0;
+};
+
+// The second simple average over the first one's values, its span held in a ring of the last
+// n + 1 values (the oldest of them leaves when a value enters).
+class OuterAverage {
+public:
+    OuterAverage(double* ring, int32_t n) : ring_(ring), n_(n), dn_(n) {}
+
+    // a value that is not missing; the result to write (`warming` while fewer than n are held)
+    double add(double v, double warming) {
+        ring_[head_] = v;
+        head_ = head_ == n_ ? 0 : head_ + 1;
+        sum_ += v;
+        if (c_ < n_) {
+            ++c_;
+            return c_ < n_ ? warming : sum_ / dn_;
+        }
+        sum_ -= ring_[head_];
+        return sum_ / dn_;
+    }
+    // Starts afresh from the n + 1 values a filled ring holds, oldest first, as a run that
+    // begins at the oldest of them leaves its sum.
+    void restartFromRing() {
+        sum_ = 0;
+        for (int32_t k = 0; k < n_; ++k) sum_ += ring_[(head_ + k) % (n_ + 1)];
+        sum_ += ring_[(head_ + n_) % (n_ + 1)];
+        sum_ -= ring_[head_];
+        c_ = n_;
+        // the oldest value has left the sum; the next one entering takes its place in the ring
+    }
+
+private:
+    double* ring_;
+    int32_t n_;
+    double dn_;
+    int32_t head_ = 0, c_ = 0;
+    double sum_ = 0;
+};
+
+// The triangular average in one pass over plain arrays: the inner average feeds the outer one
+// bar by bar, each value as the two-pass form would read it back from its temporary series.
+// False (nothing written) where it does not apply; the caller then makes the two passes.
+template <class In>
+bool triangularInOnePass(SeriesHandle& outH, const SeriesHandle& inH, const AverageParams& inner,
+                         const AverageParams& outer, const Plan& innerPlan, int32_t s, int32_t end, double missing,
+                         double* ring) {
+    prepareOutput(outH, end);
+    NumberOut out(&outH, end);
+    const NumberView view(&inH);
+    const double* src = view.storage(innerPlan.start, end);
+    if (!src) return false;
+    const PlainBars in{src, innerPlan.start};
+    const int32_t n = outer.n;
+    OuterAverage avg(ring, n);
+    InnerAverage<PlainBars> values(in, inner.n, missing, innerPlan.start, innerPlan.first);
+    int32_t b = innerPlan.start, first = 0;
+    if (s > outer.warmup + 1) {
+        // the outer average restarts from the (n + 1)-th value back from s, when there is one
+        const int32_t stop = std::min(s, end);
+        int32_t held = 0;
+        for (; b < stop; ++b) {
+            const double v = values.at(b);
+            if (v == missing) continue;
+            avg.add(v, missing);
+            ++held;
+        }
+        if (held > n) {
+            avg.restartFromRing();
+            first = s;
+        } else {
+            avg = OuterAverage(ring, n);
+            values = InnerAverage<PlainBars>(in, inner.n, missing, innerPlan.start, innerPlan.first);
+            b = innerPlan.start;
+        }
+    }
+    double* dst = out.storage(first, end);
+    if (!dst) return false;
+    const PlainOut o{dst, first, out.fill()};
+    // before the inner average's first bar its values read as missing
+    for (int32_t k = first; k < std::min(b, end); ++k) o.set(k, o.fill());
+    for (; b < end; ++b) {
+        const double v = values.at(b);
+        const double r = v == missing ? o.fill() : avg.add(v, missing);
+        if (b >= first) o.set(b, r);
+    }
+    return true;
+}
+
 StatusCode triangularAverage(SeriesHandle& outH, const SeriesHandle& inH, double length, int32_t s) {
     const double len = lengthFromFactor(length);
     AverageParams inner, outer;
@@ -333,6 +454,15 @@ StatusCode triangularAverage(SeriesHandle& outH, const SeriesHandle& inH, double
             while (found <= outer.n && --v >= 0)
                 if (in[v] != missing) ++found;
             from = v < 10 ? 0 : v;
+        }
+        if (!inner.passThrough && !outer.passThrough && in.storage(0, in.count())) {
+            const Plan plan = planAverage(inner, in, missing, from, in.count(), [missing](int32_t) { return missing; });
+            constexpr int32_t kRingOnStack = 256;
+            double onStack[kRingOnStack];
+            Scratch<double> onHeap(outer.n + 1 > kRingOnStack ? outer.n + 1 : 0);
+            double* ring = outer.n + 1 > kRingOnStack ? onHeap.data() : onStack;
+            if (ring && triangularInOnePass<PlainBars>(outH, inH, inner, outer, plan, s, in.count(), missing, ring))
+                return kOk;
         }
         if (!averageToTemp(in, inner, from, temp)) return kOk;
     }
