@@ -97,8 +97,13 @@ Plan planAverage(const AverageParams& p, In in, double missing, int32_t s, int32
         return plan;
     }
     int32_t v = from, found = 0;
-    while (found <= p.n && --v >= 0)
-        if (in[v] != missing) ++found;
+    if (const double* q = in.storage(0, from)) {
+        while (found <= p.n && --v >= 0)
+            if (q[v] != missing) ++found;
+    } else {
+        while (found <= p.n && --v >= 0)
+            if (in[v] != missing) ++found;
+    }
     if (found > p.n) {
         plan.start = v;
         plan.first = s;
@@ -108,11 +113,14 @@ Plan planAverage(const AverageParams& p, In in, double missing, int32_t s, int32
 
 // The output brought to the input's length, with room to grow by single bars. A run writes
 // every bar from its first written bar on (the fill value where the input is missing), which
-// clears what those bars held.
-void prepareOutput(SeriesHandle& h, int32_t n) {
+// clears what those bars held; so a stored series that only grows by bars from `first` on
+// reaches its length through those writes, and is not filled beforehand.
+void prepareOutput(SeriesHandle& h, int32_t n, int32_t first) {
     SharedBuffer* b = h.buffer;
     if (!b) return;
     if (n > b->capacity && !b->isConstant()) buffers::setCapacity(h, buffers::growthCapacity(n - 1), true);
+    b = h.buffer;
+    if (n > b->count && first <= b->count && b->kind == kKindNumber && !b->isConstant() && h.offset() == 0) return;
     series::setCount(h, n, true);
 }
 
@@ -162,6 +170,13 @@ template <class In, class Out>
     const double dn = n, blank = out.fill();
     double sum = 0;
     int32_t c = plan.counter, trail = plan.start - 1, b = plan.start;
+    // a restart's span up to the first bar written, which writes nothing
+    for (const int32_t quiet = std::min(first, end); b < quiet && c < n; ++b) {
+        const double x = in[b];
+        if (x == missing) continue;
+        sum += x;
+        ++c;
+    }
     for (; b < end && c < n; ++b) {
         const double x = in[b];
         if (x == missing) {
@@ -196,6 +211,14 @@ template <class In, class Out>
     const double dn = n, divisor = p.divisor, blank = out.fill();
     double sum = 0, weighted = 0;
     int32_t c = plan.counter, trail = plan.start - 1, b = plan.start;
+    // a restart's span up to the first bar written, which writes nothing
+    for (const int32_t quiet = std::min(first, end); b < quiet && c < n; ++b) {
+        const double x = in[b];
+        if (x == missing) continue;
+        weighted = weighted - sum + dn * x;
+        sum += x;
+        ++c;
+    }
     for (; b < end && c < n; ++b) {
         const double x = in[b];
         if (x == missing) {
@@ -310,7 +333,7 @@ void runAverage(const AverageParams& p, const In& in, int32_t end, double missin
 template <class MakeIn>
 void writeAverage(SeriesHandle& outH, const AverageParams& p, int32_t end, double missing, const Plan& plan,
                   MakeIn makeIn) {
-    prepareOutput(outH, end);
+    prepareOutput(outH, end, plan.first);
     NumberOut out(&outH, end);
     const auto in = makeIn();
     runAverage(p, in, end, missing, plan, out);
@@ -394,7 +417,7 @@ template <class In>
 bool triangularInOnePass(SeriesHandle& outH, const SeriesHandle& inH, const AverageParams& inner,
                          const AverageParams& outer, const Plan& innerPlan, int32_t s, int32_t end, double missing,
                          double* ring) {
-    prepareOutput(outH, end);
+    prepareOutput(outH, end, s);
     NumberOut out(&outH, end);
     const NumberView view(&inH);
     const double* src = view.storage(innerPlan.start, end);
