@@ -119,7 +119,8 @@ void accumulate(const Bars& c, const Bars& h, const Bars& l, const Bars& v, int3
     double ad = 0;
     for (int32_t i = 0; i < bars; ++i) {
         const double ci = c[i], hi = h[i], li = l[i], vi = v[i];
-        if (ci == missing || hi == highFill || li == lowFill || vi == volumeFill) {
+        // (one test of the four, not four branches)
+        if ((ci == missing) | (hi == highFill) | (li == lowFill) | (vi == volumeFill)) {
             out.set(i, missing);
             continue;
         }
