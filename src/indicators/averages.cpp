@@ -413,7 +413,6 @@ private:
 // The triangular average in one pass over plain arrays: the inner average feeds the outer one
 // bar by bar, each value as the two-pass form would read it back from its temporary series.
 // False (nothing written) where it does not apply; the caller then makes the two passes.
-template <class In>
 bool triangularInOnePass(SeriesHandle& outH, const SeriesHandle& inH, const AverageParams& inner,
                          const AverageParams& outer, const Plan& innerPlan, int32_t s, int32_t end, double missing,
                          double* ring) {
@@ -484,7 +483,7 @@ StatusCode triangularAverage(SeriesHandle& outH, const SeriesHandle& inH, double
             double onStack[kRingOnStack];
             Scratch<double> onHeap(outer.n + 1 > kRingOnStack ? outer.n + 1 : 0);
             double* ring = outer.n + 1 > kRingOnStack ? onHeap.data() : onStack;
-            if (ring && triangularInOnePass<PlainBars>(outH, inH, inner, outer, plan, s, in.count(), missing, ring))
+            if (ring && triangularInOnePass(outH, inH, inner, outer, plan, s, in.count(), missing, ring))
                 return kOk;
         }
         if (!averageToTemp(in, inner, from, temp)) return kOk;
@@ -537,7 +536,9 @@ namespace {
 // The sign filter of MovingSum: mode > 0 keeps positive values, < 0 negative ones, 0 all.
 struct SignFilter {
     int32_t mode;
-    constexpr double operator()(double x) const { return mode > 0 ? (x > 0 ? x : 0.0) : mode < 0 ? (x < 0 ? x : 0.0) : x; }
+    constexpr double operator()(double x) const {
+        return mode > 0 ? (x > 0 ? x : 0.0) : mode < 0 ? (x < 0 ? x : 0.0) : x;
+    }
 };
 
 // The span of n bars that ends at bar b summed afresh, walking back over the bars that count;
