@@ -410,6 +410,17 @@ private:
     double sum_ = 0;
 };
 
+// Bars b .. end - 1 of the one pass, written from `first` on. A function of its own, so that the
+// two averages' sums stay in registers.
+[[gnu::noinline]] void triangularWrites(InnerAverage<PlainBars> values, OuterAverage avg, int32_t b, int32_t end,
+                                        int32_t first, double missing, PlainOut o) {
+    for (; b < end; ++b) {
+        const double v = values.at(b);
+        const double r = v == missing ? o.fill() : avg.add(v, missing);
+        if (b >= first) o.set(b, r);
+    }
+}
+
 // The triangular average in one pass over plain arrays: the inner average feeds the outer one
 // bar by bar, each value as the two-pass form would read it back from its temporary series.
 // False (nothing written) where it does not apply; the caller then makes the two passes.
@@ -450,11 +461,7 @@ bool triangularInOnePass(SeriesHandle& outH, const SeriesHandle& inH, const Aver
     const PlainOut o{dst, first, out.fill()};
     // before the inner average's first bar its values read as missing
     for (int32_t k = first; k < std::min(b, end); ++k) o.set(k, o.fill());
-    for (; b < end; ++b) {
-        const double v = values.at(b);
-        const double r = v == missing ? o.fill() : avg.add(v, missing);
-        if (b >= first) o.set(b, r);
-    }
+    triangularWrites(values, avg, b, end, first, missing, o);
     return true;
 }
 
