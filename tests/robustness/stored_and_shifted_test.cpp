@@ -103,7 +103,9 @@ TEST_F(StoredAndShifted, PlainLoopsGiveWhatTheElementRuleGives) {
         for (int step : {0, 1, 13}) {
             SCOPED_TRACE(step);
             const bool continues = c.name != "Correlation" && c.name != "MovingCorrelation";
-            if (step == 0 || continues) EXPECT_EQ(run(c, data, stored, step), run(c, data, shifted, step));
+            if (step == 0 || continues) {
+                EXPECT_EQ(run(c, data, stored, step), run(c, data, shifted, step));
+            }
         }
     }
 }
