@@ -287,7 +287,7 @@ StatusCode movingCorrelation(SeriesHandle& out, const SeriesHandle& in, double l
 }
 
 StatusCode regressionValue(SeriesHandle& out, const SeriesHandle& in, double length, double offset,
-                           int32_t startBar) {
+                           int32_t startBar, RegressionResume* resume) {
     const bool slopeOnly = length < 0;
     int32_t len = 0;
     const int32_t n = series::count(in);
@@ -298,10 +298,31 @@ StatusCode regressionValue(SeriesHandle& out, const SeriesHandle& in, double len
     const double l = len;
     // x is the bar number: the sums run from the first bar, and bars from the start bar on are written
     const int32_t first = std::clamp(startBar, 0, n);
+    // the sums of the last call go on where this one starts, when they were made from the same input
+    RegressionMark from;
+    if (resume) {
+        if (resume->input == in.buffer && resume->word == in.word && resume->length == len &&
+            std::bit_cast<uint64_t>(resume->fill) == std::bit_cast<uint64_t>(fill))
+            for (const RegressionMark& m : resume->marks)
+                if (m.bar == first && first > 0) from = m;
+        resume->input = in.buffer;
+        resume->word = in.word;
+        resume->length = len;
+        resume->fill = fill;
+    }
     withSparseOut(v, o, first, n, [&](const auto& ys, auto& w) {
         PairSums s;
-        int32_t oldest = 0;
-        for (int32_t i = 0; i < n; ++i) {
+        int32_t oldest = 0, next = 0;
+        if (from.bar > 0) {
+            s.n = from.n;
+            s.sx = from.sx;
+            s.sxx = from.sxx;
+            s.sy = from.sy;
+            s.sxy = from.sxy;
+            oldest = from.oldest;
+            next = from.bar;
+        }
+        auto step = [&](int32_t i) {
             const double yi = ys[i];
             if (yi != fill) {
                 if (s.n == 0) oldest = i;
@@ -321,7 +342,13 @@ StatusCode regressionValue(SeriesHandle& out, const SeriesHandle& in, double len
                     w.set(i, a + b * (i - offset));
                 }
             }
-        }
+        };
+        // the sums are kept before the last bar and after it
+        const int32_t last = n - 1;
+        for (; next < last; ++next) step(next);
+        if (resume && next == last) resume->marks[0] = RegressionMark{next, s.n, oldest, s.sx, s.sxx, s.sy, s.sxy};
+        if (next == last) step(next++);
+        if (resume) resume->marks[1] = RegressionMark{next, s.n, oldest, s.sx, s.sxx, s.sy, s.sxy};
     });
     return kOk;
 }

@@ -110,5 +110,30 @@ TEST_F(StoredAndShifted, PlainLoopsGiveWhatTheElementRuleGives) {
     }
 }
 
+// RegressionValue's sums run from the first bar on every call; a call that starts where the last
+// one stopped, or at its last bar again, goes on from the sums it kept, which must come to what
+// one call over all bars gives, to the last bit.
+TEST_F(StoredAndShifted, RegressionValueContinuedEqualsOneCall) {
+    const std::vector<double> data = walkWithHoles(300);
+    for (double length : {14.0, -14.0, 3.0}) {
+        SCOPED_TRACE(length);
+        const Case c{"RegressionValue", 1, {length, 2}};
+        const std::vector<double> whole = run(c, data, stored, 0);
+        for (int step : {1, 7}) EXPECT_EQ(run(c, data, stored, step), whole);
+
+        // the last bar computed again after its value changed, as while a bar is forming
+        std::vector<double> changed = data;
+        changed.back() += 1.5;
+        Series in = stored(data), out;
+        Call call("RegressionValue");
+        call.out(out).arg(in).arg(length).arg(2);
+        ASSERT_EQ(call.run(0), kOk);
+        const int32_t last = in.count() - 1;
+        static_cast<double*>(in.handle().buffer->elements)[last] = changed.back();
+        ASSERT_EQ(call.run(last), kOk);
+        EXPECT_EQ(out.values(), run(c, changed, stored, 0));
+    }
+}
+
 } // namespace
 } // namespace fk
