@@ -120,9 +120,17 @@ public:
     // what get() gives) when all of them can be written in place; the count then settles as if
     // bar to - 1 had been set. Null otherwise: write through set().
     double* storage(int32_t from, int32_t to) {
-        if (!fast_ || from < 0 || to < from || to > cap_) return nullptr;
-        if (to - 1 > hi_) hi_ = to - 1;
-        return data_ + from;
+        double* q = reserve(from, to);
+        if (q) wrote(to - 1);
+        return q;
+    }
+    // The same array for a loop that may leave bars unwritten: the count settles only as far as
+    // wrote(i) reports, i being the last bar the loop wrote (below `from`: none).
+    double* reserve(int32_t from, int32_t to) const {
+        return !fast_ || from < 0 || to < from || to > cap_ ? nullptr : data_ + from;
+    }
+    void wrote(int32_t i) {
+        if (i > hi_) hi_ = i;
     }
     // Write the count now; later writes go on working.
     void finish();

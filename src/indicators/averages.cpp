@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "containers/scratch.h"
 #include "indicators/lengths.h"
 
 namespace fk::indicators {
@@ -96,8 +97,13 @@ Plan planAverage(const AverageParams& p, In in, double missing, int32_t s, int32
         return plan;
     }
     int32_t v = from, found = 0;
-    while (found <= p.n && --v >= 0)
-        if (in[v] != missing) ++found;
+    if (const double* q = in.storage(0, from)) {
+        while (found <= p.n && --v >= 0)
+            if (q[v] != missing) ++found;
+    } else {
+        while (found <= p.n && --v >= 0)
+            if (in[v] != missing) ++found;
+    }
     if (found > p.n) {
         plan.start = v;
         plan.first = s;
@@ -107,11 +113,14 @@ Plan planAverage(const AverageParams& p, In in, double missing, int32_t s, int32
 
 // The output brought to the input's length, with room to grow by single bars. A run writes
 // every bar from its first written bar on (the fill value where the input is missing), which
-// clears what those bars held.
-void prepareOutput(SeriesHandle& h, int32_t n) {
+// clears what those bars held; so a stored series that only grows by bars from `first` on
+// reaches its length through those writes, and is not filled beforehand.
+void prepareOutput(SeriesHandle& h, int32_t n, int32_t first) {
     SharedBuffer* b = h.buffer;
     if (!b) return;
     if (n > b->capacity && !b->isConstant()) buffers::setCapacity(h, buffers::growthCapacity(n - 1), true);
+    b = h.buffer;
+    if (n > b->count && first <= b->count && b->kind == kKindNumber && !b->isConstant() && h.offset() == 0) return;
     series::setCount(h, n, true);
 }
 
@@ -161,6 +170,13 @@ template <class In, class Out>
     const double dn = n, blank = out.fill();
     double sum = 0;
     int32_t c = plan.counter, trail = plan.start - 1, b = plan.start;
+    // a restart's span up to the first bar written, which writes nothing
+    for (const int32_t quiet = std::min(first, end); b < quiet && c < n; ++b) {
+        const double x = in[b];
+        if (x == missing) continue;
+        sum += x;
+        ++c;
+    }
     for (; b < end && c < n; ++b) {
         const double x = in[b];
         if (x == missing) {
@@ -195,6 +211,14 @@ template <class In, class Out>
     const double dn = n, divisor = p.divisor, blank = out.fill();
     double sum = 0, weighted = 0;
     int32_t c = plan.counter, trail = plan.start - 1, b = plan.start;
+    // a restart's span up to the first bar written, which writes nothing
+    for (const int32_t quiet = std::min(first, end); b < quiet && c < n; ++b) {
+        const double x = in[b];
+        if (x == missing) continue;
+        weighted = weighted - sum + dn * x;
+        sum += x;
+        ++c;
+    }
     for (; b < end && c < n; ++b) {
         const double x = in[b];
         if (x == missing) {
@@ -309,10 +333,136 @@ void runAverage(const AverageParams& p, const In& in, int32_t end, double missin
 template <class MakeIn>
 void writeAverage(SeriesHandle& outH, const AverageParams& p, int32_t end, double missing, const Plan& plan,
                   MakeIn makeIn) {
-    prepareOutput(outH, end);
+    prepareOutput(outH, end, plan.first);
     NumberOut out(&outH, end);
     const auto in = makeIn();
     runAverage(p, in, end, missing, plan, out);
+}
+
+// The first of the triangular average's two simple averages, made one bar at a time from bar
+// `start` on: what its pass would write into the temporary series, which holds the missing value
+// before `first`.
+template <class In>
+class InnerAverage {
+public:
+    InnerAverage(const In& in, int32_t n, double missing, int32_t start, int32_t first)
+        : in_(in), n_(n), dn_(n), missing_(missing), first_(first), trail_(start - 1) {}
+
+    double at(int32_t b) {
+        const double x = in_[b];
+        if (x == missing_) return missing_;
+        double v;
+        if (c_ < n_) {
+            sum_ += x;
+            ++c_;
+            v = c_ < n_ ? missing_ : sum_ / dn_;
+        } else {
+            sum_ += x;
+            sum_ -= advanceTrail(in_, trail_, missing_);
+            v = sum_ / dn_;
+        }
+        return b >= first_ ? v : missing_;
+    }
+
+private:
+    In in_;
+    int32_t n_;
+    double dn_, missing_;
+    int32_t first_, trail_;
+    int32_t c_ = 0;
+    double sum_ = 0;
+};
+
+// The second simple average over the first one's values, its span held in a ring of the last
+// n + 1 values (the oldest of them leaves when a value enters).
+class OuterAverage {
+public:
+    OuterAverage(double* ring, int32_t n) : ring_(ring), n_(n), dn_(n) {}
+
+    // a value that is not missing; the result to write (`warming` while fewer than n are held)
+    double add(double v, double warming) {
+        ring_[head_] = v;
+        head_ = head_ == n_ ? 0 : head_ + 1;
+        sum_ += v;
+        if (c_ < n_) {
+            ++c_;
+            return c_ < n_ ? warming : sum_ / dn_;
+        }
+        sum_ -= ring_[head_];
+        return sum_ / dn_;
+    }
+    // Starts afresh from the n + 1 values a filled ring holds, oldest first, as a run that
+    // begins at the oldest of them leaves its sum.
+    void restartFromRing() {
+        sum_ = 0;
+        for (int32_t k = 0; k < n_; ++k) sum_ += ring_[(head_ + k) % (n_ + 1)];
+        sum_ += ring_[(head_ + n_) % (n_ + 1)];
+        sum_ -= ring_[head_];
+        c_ = n_;
+        // the oldest value has left the sum; the next one entering takes its place in the ring
+    }
+
+private:
+    double* ring_;
+    int32_t n_;
+    double dn_;
+    int32_t head_ = 0, c_ = 0;
+    double sum_ = 0;
+};
+
+// Bars b .. end - 1 of the one pass, written from `first` on. A function of its own, so that the
+// two averages' sums stay in registers.
+[[gnu::noinline]] void triangularWrites(InnerAverage<PlainBars> values, OuterAverage avg, int32_t b, int32_t end,
+                                        int32_t first, double missing, PlainOut o) {
+    for (; b < end; ++b) {
+        const double v = values.at(b);
+        const double r = v == missing ? o.fill() : avg.add(v, missing);
+        if (b >= first) o.set(b, r);
+    }
+}
+
+// The triangular average in one pass over plain arrays: the inner average feeds the outer one
+// bar by bar, each value as the two-pass form would read it back from its temporary series.
+// False (nothing written) where it does not apply; the caller then makes the two passes.
+bool triangularInOnePass(SeriesHandle& outH, const SeriesHandle& inH, const AverageParams& inner,
+                         const AverageParams& outer, const Plan& innerPlan, int32_t s, int32_t end, double missing,
+                         double* ring) {
+    prepareOutput(outH, end, s);
+    NumberOut out(&outH, end);
+    const NumberView view(&inH);
+    const double* src = view.storage(innerPlan.start, end);
+    if (!src) return false;
+    const PlainBars in{src, innerPlan.start};
+    const int32_t n = outer.n;
+    OuterAverage avg(ring, n);
+    InnerAverage<PlainBars> values(in, inner.n, missing, innerPlan.start, innerPlan.first);
+    int32_t b = innerPlan.start, first = 0;
+    if (s > outer.warmup + 1) {
+        // the outer average restarts from the (n + 1)-th value back from s, when there is one
+        const int32_t stop = std::min(s, end);
+        int32_t held = 0;
+        for (; b < stop; ++b) {
+            const double v = values.at(b);
+            if (v == missing) continue;
+            avg.add(v, missing);
+            ++held;
+        }
+        if (held > n) {
+            avg.restartFromRing();
+            first = s;
+        } else {
+            avg = OuterAverage(ring, n);
+            values = InnerAverage<PlainBars>(in, inner.n, missing, innerPlan.start, innerPlan.first);
+            b = innerPlan.start;
+        }
+    }
+    double* dst = out.storage(first, end);
+    if (!dst) return false;
+    const PlainOut o{dst, first, out.fill()};
+    // before the inner average's first bar its values read as missing
+    for (int32_t k = first; k < std::min(b, end); ++k) o.set(k, o.fill());
+    triangularWrites(values, avg, b, end, first, missing, o);
+    return true;
 }
 
 StatusCode triangularAverage(SeriesHandle& outH, const SeriesHandle& inH, double length, int32_t s) {
@@ -333,6 +483,15 @@ StatusCode triangularAverage(SeriesHandle& outH, const SeriesHandle& inH, double
             while (found <= outer.n && --v >= 0)
                 if (in[v] != missing) ++found;
             from = v < 10 ? 0 : v;
+        }
+        if (!inner.passThrough && !outer.passThrough && in.storage(0, in.count())) {
+            const Plan plan = planAverage(inner, in, missing, from, in.count(), [missing](int32_t) { return missing; });
+            constexpr int32_t kRingOnStack = 256;
+            double onStack[kRingOnStack];
+            Scratch<double> onHeap(outer.n + 1 > kRingOnStack ? outer.n + 1 : 0);
+            double* ring = outer.n + 1 > kRingOnStack ? onHeap.data() : onStack;
+            if (ring && triangularInOnePass(outH, inH, inner, outer, plan, s, in.count(), missing, ring))
+                return kOk;
         }
         if (!averageToTemp(in, inner, from, temp)) return kOk;
     }
@@ -379,6 +538,71 @@ StatusCode movingAverage(SeriesHandle& out, const SeriesHandle& in, double lengt
     return averageSeries(out, in, length, kind, shortWarmup, s);
 }
 
+namespace {
+
+// The sign filter of MovingSum: mode > 0 keeps positive values, < 0 negative ones, 0 all.
+struct SignFilter {
+    int32_t mode;
+    constexpr double operator()(double x) const {
+        return mode > 0 ? (x > 0 ? x : 0.0) : mode < 0 ? (x < 0 ? x : 0.0) : x;
+    }
+};
+
+// The span of n bars that ends at bar b summed afresh, walking back over the bars that count;
+// `held` tells how many it found (fewer than n when the bars run out) and `trail` is left one
+// bar before the oldest.
+template <class In, class Counts>
+double sumSpan(const In& in, int32_t b, int32_t n, Counts counts, SignFilter filtered, int32_t& held,
+               int32_t& trail) {
+    double sum = 0;
+    held = 0;
+    int32_t j = b + 1;
+    while (held < n && --j >= 0)
+        if (counts(j)) {
+            sum += filtered(in[j]);
+            ++held;
+        }
+    trail = std::max(j, 0) - 1;
+    return sum;
+}
+
+// The rolling sum of a constant length n > 0 from bar s: the first bar sums its span afresh,
+// every later one adds its value and drops the oldest.
+template <int Mode, class In, class Out>
+void sumConstantLength(const In& in, int32_t s, int32_t end, double missing, int32_t n, Out& out) {
+    constexpr SignFilter filtered{Mode};
+    const auto counts = [&](int32_t j) { return in[j] != missing; };
+    int32_t b = s;
+    while (b < end && in[b] == missing) ++b;
+    if (b >= end) return;
+    int32_t held, trail;
+    double sum = sumSpan(in, b, n, counts, filtered, held, trail);
+    if (held >= n) out.set(b, sum);
+    for (++b; b < end; ++b) {
+        const double x = in[b];
+        if (x == missing) continue;
+        sum += filtered(x);
+        if (held < n) {
+            ++held;
+        } else {
+            do ++trail;
+            while (in[trail] == missing);
+            sum -= filtered(in[trail]);
+        }
+        if (held >= n) out.set(b, sum);
+    }
+}
+
+template <class In, class Out>
+void sumConstantLength(const In& in, int32_t s, int32_t end, double missing, int32_t n, int32_t mode, Out& out) {
+    // one loop per filter, so that the steady loop tests no mode
+    if (mode > 0) sumConstantLength<1>(in, s, end, missing, n, out);
+    else if (mode < 0) sumConstantLength<-1>(in, s, end, missing, n, out);
+    else sumConstantLength<0>(in, s, end, missing, n, out);
+}
+
+} // namespace
+
 StatusCode movingSum(SeriesHandle& outH, const SeriesHandle& inH, const SeriesHandle& lengthH, double signMode,
                      int32_t s) {
     if (s == -2) return kOk;
@@ -388,15 +612,20 @@ StatusCode movingSum(SeriesHandle& outH, const SeriesHandle& inH, const SeriesHa
     const int32_t end = in.count();
     const double missing = in.fill(), lengthMissing = len.fill();
     const int32_t mode = truncToInt(signMode);
-    auto filtered = [mode](double x) { return mode > 0 ? (x > 0 ? x : 0.0) : mode < 0 ? (x < 0 ? x : 0.0) : x; };
+    const SignFilter filtered{mode};
     const bool constant = len.constant();
+    int32_t n = constant ? roundLength(len.constantValue()) : 0;
+    if (constant && n > 0) {
+        withSparseOut(in, out, s, end,
+                      [&](const auto& x, auto& o) { sumConstantLength(x, s, end, missing, n, mode, o); });
+        return kOk;
+    }
     // the bars a span holds: a value, and a length where the length varies by bar
     auto counts = [&](int32_t j) { return in[j] != missing && (constant || len[j] != lengthMissing); };
 
-    int32_t n = constant ? roundLength(len.constantValue()) : 0;
     double sum = 0;
     int32_t held = 0, trail = s - 1, previous = -999999;
-    if (constant && n <= 0 && s >= 1) {
+    if (constant && s >= 1) {
         // a running total goes on from the total the output holds at the bar before
         const double total = out.get(s - 1);
         if (total != missing) {
@@ -417,15 +646,7 @@ StatusCode movingSum(SeriesHandle& outH, const SeriesHandle& inH, const SeriesHa
             const int64_t grown = int64_t{previous} + 1;
             if (n < previous || n > grown) {
                 // any change of length but a growth by one bar sums the span again
-                sum = 0;
-                held = 0;
-                int32_t j = b + 1;
-                while (held < n && --j >= 0)
-                    if (counts(j)) {
-                        sum += filtered(in[j]);
-                        ++held;
-                    }
-                trail = std::max(j, 0) - 1;
+                sum = sumSpan(in, b, n, counts, filtered, held, trail);
             } else {
                 sum += filtered(x);
                 ++held;

@@ -3,6 +3,7 @@
 #pragma once
 #include <cstdint>
 
+#include "containers/plain_bars.h"
 #include "containers/series.h"
 #include "frame/status.h"
 
@@ -67,23 +68,6 @@ struct BarWindow {
     double* storage(int32_t from, int32_t to) const {
         return from >= first && to >= from && static_cast<uint32_t>(to - first) <= size ? data + (from - first) : nullptr;
     }
-};
-
-// Bars read from one plain array (q[0] is bar `from`), as a series' storage gives them.
-struct PlainBars {
-    const double* q;
-    int32_t from;
-    double operator[](int32_t i) const { return q[i - from]; }
-};
-
-// Bars written into one plain array (q[0] is bar `from`).
-struct PlainOut {
-    double* q;
-    int32_t from;
-    double blank;
-    void set(int32_t i, double v) const { q[i - from] = v; }
-    double get(int32_t i) const { return q[i - from]; }
-    double fill() const { return blank; }
 };
 
 // A temporary series on the library's heap covering bars first .. end - 1.

@@ -109,20 +109,46 @@ StatusCode permanentStochasticD(SeriesHandle& out, const BarRecord& market, cons
     return smoothOverBars(out, market, k, [](double x, double prev) { return (4 * prev + x) / 2; });
 }
 
-StatusCode volumeAccumulation(SeriesHandle& outH, const BarRecord& market) {
-    NumberOut out(&outH, market.barCount);
-    const MarketView m(market);
+namespace {
+
+// The accumulation over bars 0 .. bars - 1 of any form of bars; a bar missing any of its four
+// values writes the missing value and leaves the sum as it was.
+template <class Bars, class Out>
+void accumulate(const Bars& c, const Bars& h, const Bars& l, const Bars& v, int32_t bars, double missing,
+                double highFill, double lowFill, double volumeFill, Out& out) {
     double ad = 0;
-    for (int32_t i = 0; i < m.bars; ++i) {
-        const double c = m.close[i], h = m.high[i], l = m.low[i], v = m.volume[i];
-        if (c == m.missing || m.high.missing(i) || m.low.missing(i) || m.volume.missing(i)) {
-            out.set(i, m.missing);
+    for (int32_t i = 0; i < bars; ++i) {
+        const double ci = c[i], hi = h[i], li = l[i], vi = v[i];
+        // (one test of the four, not four branches)
+        if ((ci == missing) | (hi == highFill) | (li == lowFill) | (vi == volumeFill)) {
+            out.set(i, missing);
             continue;
         }
         // a bar without range divides by zero as IEEE arithmetic says, and carries the result on
-        ad = v * ((c - l) - (h - c)) / (h - l) + ad;
+        ad = vi * ((ci - li) - (hi - ci)) / (hi - li) + ad;
         out.set(i, ad);
     }
+}
+
+} // namespace
+
+StatusCode volumeAccumulation(SeriesHandle& outH, const BarRecord& market) {
+    NumberOut out(&outH, market.barCount);
+    const MarketView m(market);
+    const int32_t n = m.bars;
+    const double hf = m.high.fill(), lf = m.low.fill(), vf = m.volume.fill();
+    const double *c = m.close.storage(0, n), *h = m.high.storage(0, n), *l = m.low.storage(0, n),
+                 *v = m.volume.storage(0, n);
+    if (c && h && l && v) {
+        // every bar is written, so the output may be written as one array
+        if (double* q = out.storage(0, n)) {
+            PlainOut plain{q, 0, out.fill()};
+            accumulate(PlainBars{c, 0}, PlainBars{h, 0}, PlainBars{l, 0}, PlainBars{v, 0}, n, m.missing, hf, lf, vf,
+                       plain);
+            return kOk;
+        }
+    }
+    accumulate(m.close, m.high, m.low, m.volume, n, m.missing, hf, lf, vf, out);
     return kOk;
 }
 

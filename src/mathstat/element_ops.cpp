@@ -247,10 +247,12 @@ public:
         if (const double* p = v_.storage(from, to + 1)) return p;
         double u;
         if (v_.uniform(from, to + 1, u)) {
-            if (!uniform_ || std::bit_cast<uint64_t>(u) != uniformBits_) {
-                std::fill(buf_, buf_ + kBlock, u);
+            const int32_t n = to + 1 - from;
+            if (!uniform_ || std::bit_cast<uint64_t>(u) != uniformBits_ || filled_ < n) {
+                std::fill(buf_, buf_ + n, u);
                 uniform_ = true;
                 uniformBits_ = std::bit_cast<uint64_t>(u);
+                filled_ = n;
             }
             return buf_;
         }
@@ -269,6 +271,7 @@ private:
     const series::NumberView& v_;
     bool uniform_ = false;
     uint64_t uniformBits_ = 0;
+    int32_t filled_ = 0; // elements of buf_ that hold the uniform value
     alignas(32) double buf_[kBlock];
 };
 

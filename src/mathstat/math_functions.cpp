@@ -7,21 +7,23 @@ namespace fk::mathstat {
 
 namespace {
 
-// A private series holding one value on `length` bars, with the standard fill value; released
-// when it goes out of scope.
+// A read-only single constant holding one value on `length` bars, with the standard fill value.
+// It lives for the length of one call and only as long as the object: no heap block is made.
 class ConstantSeries {
 public:
-    ConstantSeries(double value, int32_t length) {
-        series::createNumbers(h_, 0);
-        series::setConstantNumber(h_, value, length);
-    }
-    ~ConstantSeries() { buffers::release(h_); }
+    ConstantSeries(double value, int32_t length)
+        : slots_{value, kMissing},
+          buffer_{slots_, kKindNumber, kConstantFlags, 1, length > 0 ? length : 0, 1},
+          h_{&buffer_, 0} {}
     ConstantSeries(const ConstantSeries&) = delete;
     ConstantSeries& operator=(const ConstantSeries&) = delete;
     const SeriesHandle& handle() const { return h_; }
 
 private:
-    SeriesHandle h_{nullptr, 0};
+    static constexpr uint8_t kConstantFlags = kFlagConstant | kFlagReadOnly;
+    double slots_[2]; // the constant, then the fill value
+    SharedBuffer buffer_;
+    SeriesHandle h_;
 };
 
 // An input passed as a Number of this value is left out of Max and Min, as if not given.

@@ -7,6 +7,7 @@
 #include <memory>
 #include <new>
 
+#include "containers/plain_bars.h"
 #include "containers/series.h"
 #include "mathstat/element_ops.h"
 
@@ -230,19 +231,26 @@ StatusCode correlation(SeriesHandle& out, const SeriesHandle& y, const SeriesHan
     const double fill = vy.fill();
     // against time when X is a single constant
     const bool byBar = vx.constant();
-    auto xAt = [&](int32_t i) { return byBar ? static_cast<double>(i) : vx[i]; };
-    PairSums s;
-    for (int32_t i = 0; i < n; ++i) {
-        const double yi = vy[i], xi = xAt(i);
-        if (yi != fill && xi != fill) s.add(xi, yi);
-        // the window is the last len bars: bar i - len leaves if it had entered
-        if (i >= len) {
-            const double yo = vy[i - len], xo = xAt(i - len);
-            if (yo != fill && xo != fill) s.remove(xo, yo);
-        }
-        double r;
-        if (s.n >= len && s.pearson(len, r)) o.set(i, r);
-    }
+    const double* xs = byBar ? nullptr : vx.storage(0, n);
+    withSparseOut(vy, o, 0, n, [&](const auto& ys, auto& w) {
+        auto run = [&](auto xAt) {
+            PairSums s;
+            for (int32_t i = 0; i < n; ++i) {
+                const double yi = ys[i], xi = xAt(i);
+                if (yi != fill && xi != fill) s.add(xi, yi);
+                // the window is the last len bars: bar i - len leaves if it had entered
+                if (i >= len) {
+                    const double yo = ys[i - len], xo = xAt(i - len);
+                    if (yo != fill && xo != fill) s.remove(xo, yo);
+                }
+                double r;
+                if (s.n >= len && s.pearson(len, r)) w.set(i, r);
+            }
+        };
+        if (byBar) run([](int32_t i) { return static_cast<double>(i); });
+        else if (xs) run([xs](int32_t i) { return xs[i]; });
+        else run([&vx](int32_t i) { return vx[i]; });
+    });
     return kOk;
 }
 
@@ -253,31 +261,33 @@ StatusCode movingCorrelation(SeriesHandle& out, const SeriesHandle& in, double l
     series::NumberOut o(&out, n);
     const series::NumberView v(&in);
     const double fill = v.fill();
-    PairSums s;
-    double x = 0;      // counts the present values: consecutive in the window
-    int32_t oldest = 0; // bar of the oldest present value in the window
-    for (int32_t i = 0; i < n; ++i) {
-        const double yi = v[i];
-        if (yi != fill) {
-            x += 1;
-            if (s.n == 0) oldest = i;
-            s.add(x, yi);
-            if (s.n > len) {
-                s.remove(x - len, v[oldest]);
-                do ++oldest;
-                while (v[oldest] == fill);
+    withSparseOut(v, o, 0, n, [&](const auto& ys, auto& w) {
+        PairSums s;
+        double x = 0;       // counts the present values: consecutive in the window
+        int32_t oldest = 0; // bar of the oldest present value in the window
+        for (int32_t i = 0; i < n; ++i) {
+            const double yi = ys[i];
+            if (yi != fill) {
+                x += 1;
+                if (s.n == 0) oldest = i;
+                s.add(x, yi);
+                if (s.n > len) {
+                    s.remove(x - len, ys[oldest]);
+                    do ++oldest;
+                    while (ys[oldest] == fill);
+                }
+            }
+            if (s.n >= len) {
+                double r;
+                w.set(i, s.pearson(len, r) ? r : fill);
             }
         }
-        if (s.n >= len) {
-            double r;
-            o.set(i, s.pearson(len, r) ? r : fill);
-        }
-    }
+    });
     return kOk;
 }
 
 StatusCode regressionValue(SeriesHandle& out, const SeriesHandle& in, double length, double offset,
-                           int32_t startBar) {
+                           int32_t startBar, RegressionResume* resume) {
     const bool slopeOnly = length < 0;
     int32_t len = 0;
     const int32_t n = series::count(in);
@@ -286,29 +296,60 @@ StatusCode regressionValue(SeriesHandle& out, const SeriesHandle& in, double len
     const series::NumberView v(&in);
     const double fill = v.fill();
     const double l = len;
-    PairSums s;
-    int32_t oldest = 0;
-    for (int32_t i = 0; i < n; ++i) {
-        const double yi = v[i];
-        if (yi != fill) {
-            if (s.n == 0) oldest = i;
-            s.add(i, yi);
-            if (s.n > len) {
-                s.remove(oldest, v[oldest]);
-                do ++oldest;
-                while (v[oldest] == fill);
-            }
-        }
-        if (s.n >= len && i >= startBar) {
-            const double b = (l * s.sxy - s.sy * s.sx) / (l * s.sxx - s.sx * s.sx);
-            if (slopeOnly) {
-                o.set(i, b);
-            } else {
-                const double a = (s.sy - s.sx * b) / l;
-                o.set(i, a + b * (i - offset));
-            }
-        }
+    // x is the bar number: the sums run from the first bar, and bars from the start bar on are written
+    const int32_t first = std::clamp(startBar, 0, n);
+    // the sums of the last call go on where this one starts, when they were made from the same input
+    RegressionMark from;
+    if (resume) {
+        if (resume->input == in.buffer && resume->word == in.word && resume->length == len &&
+            std::bit_cast<uint64_t>(resume->fill) == std::bit_cast<uint64_t>(fill))
+            for (const RegressionMark& m : resume->marks)
+                if (m.bar == first && first > 0) from = m;
+        resume->input = in.buffer;
+        resume->word = in.word;
+        resume->length = len;
+        resume->fill = fill;
     }
+    withSparseOut(v, o, first, n, [&](const auto& ys, auto& w) {
+        PairSums s;
+        int32_t oldest = 0, next = 0;
+        if (from.bar > 0) {
+            s.n = from.n;
+            s.sx = from.sx;
+            s.sxx = from.sxx;
+            s.sy = from.sy;
+            s.sxy = from.sxy;
+            oldest = from.oldest;
+            next = from.bar;
+        }
+        auto step = [&](int32_t i) {
+            const double yi = ys[i];
+            if (yi != fill) {
+                if (s.n == 0) oldest = i;
+                s.add(i, yi);
+                if (s.n > len) {
+                    s.remove(oldest, ys[oldest]);
+                    do ++oldest;
+                    while (ys[oldest] == fill);
+                }
+            }
+            if (s.n >= len && i >= first) {
+                const double b = (l * s.sxy - s.sy * s.sx) / (l * s.sxx - s.sx * s.sx);
+                if (slopeOnly) {
+                    w.set(i, b);
+                } else {
+                    const double a = (s.sy - s.sx * b) / l;
+                    w.set(i, a + b * (i - offset));
+                }
+            }
+        };
+        // the sums are kept before the last bar and after it
+        const int32_t last = n - 1;
+        for (; next < last; ++next) step(next);
+        if (resume && next == last) resume->marks[0] = RegressionMark{next, s.n, oldest, s.sx, s.sxx, s.sy, s.sxy};
+        if (next == last) step(next++);
+        if (resume) resume->marks[1] = RegressionMark{next, s.n, oldest, s.sx, s.sxx, s.sy, s.sxy};
+    });
     return kOk;
 }
 
