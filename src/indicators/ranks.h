@@ -21,8 +21,8 @@ bool truncated(double v, int32_t& n);
 // values equal to it, and of equal values the first leaves. Nothing branches on the values, whose
 // order a predicting processor cannot foresee. A short array (up to 64 values) is written afresh
 // into a second buffer by comparisons four at a time where the processor has 256-bit vectors,
-// else its places are counted two at a time; a long one is searched by halvings that choose with
-// a conditional move. The values are moved within the array.
+// else its places are counted two at a time; a long one is searched, choosing with conditional
+// moves. The values are moved within the array.
 class SortedArray {
 public:
     // The doubles a SortedArray of n values lives in (kept by the caller for its life).
