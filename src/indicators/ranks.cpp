@@ -220,11 +220,15 @@ StatusCode equityRank(SeriesHandle& out, const SeriesHandle& x, double length, i
     if (series::count(x) == 0) return kTooFewBars;
     int32_t n;
     if (!rounded(length, n) || n < 2) return kDomainError;
+    // The rank depends on 2 below + equal - 1 alone (0 to 2n - 2), so each of its values is
+    // worked out once, in the same operations: no division per bar.
     const double span = static_cast<double>(n - 1);
-    return eachWindow<Keep::LatestRank>(out, x, n, start, [span](const OrderedWindow& w, double) {
+    std::vector<double> ranks(n <= series::count(x) ? 2 * static_cast<size_t>(n) - 1 : 0);
+    for (size_t t = 0; t < ranks.size(); ++t) ranks[t] = 100.0 * (0.5 * static_cast<double>(t)) / span;
+    return eachWindow<Keep::LatestRank>(out, x, n, start, [&ranks](const OrderedWindow& w, double) {
         int32_t below, equal;
         w.latestRank(below, equal);
-        return 100.0 * (below + 0.5 * (equal - 1)) / span;
+        return ranks[static_cast<size_t>(2 * below + equal - 1)];
     });
 }
 
@@ -247,22 +251,70 @@ namespace {
 // What a sideways box reports: its length, or its top, bottom or middle (the selector's values).
 enum class BoxValue { length = 0, top = 1, bottom = 2, middle = 3 };
 
-// Bars in a deque kept as a vector with a moving head; the dropped front is reclaimed when it
-// outgrows the live part.
-struct BarQueue {
-    std::vector<int32_t> bars;
-    size_t head = 0;
-    bool empty() const { return head == bars.size(); }
-    int32_t front() const { return bars[head]; }
-    int32_t back() const { return bars.back(); }
-    void popBack() { bars.pop_back(); }
-    void popFront() {
-        if (++head > 64 && head * 2 > bars.size()) {
-            bars.erase(bars.begin(), bars.begin() + static_cast<std::ptrdiff_t>(head));
-            head = 0;
-        }
+// The highest and lowest value of a run of bars that grows at its end and shrinks at its start,
+// without a branch on the values: the bars taken in before the last turn carry the extremes from
+// each of them to the turn (formed once, from the turn back, when the start reaches the turn),
+// those after it the extremes as they ran. Of equal extremes the latest is the one read, as the
+// value itself. Missing bars are passed over.
+class RunExtremes {
+public:
+    RunExtremes(const NumberView& x, double missing) : x_(x), missing_(missing) {}
+
+    // The run becomes bar a alone, before a is added (a present).
+    void restart(int32_t a) {
+        a_ = turn_ = a;
+        top_ = -HUGE_VAL;
+        bottom_ = HUGE_VAL;
     }
-    void push(int32_t i) { bars.push_back(i); }
+    void add(double v) {
+        top_ = v >= top_ ? v : top_;
+        bottom_ = v <= bottom_ ? v : bottom_;
+    }
+    // Drops the first bar; `last` is the run's last bar.
+    void dropFirst(int32_t last) {
+        do ++a_;
+        while (!present(x_[a_], missing_));
+        if (a_ >= turn_) turnAt(last);
+    }
+    double high() const {
+        const double before = highs_[static_cast<size_t>(a_ & mask_)];
+        return a_ < turn_ && before > top_ ? before : top_;
+    }
+    double low() const {
+        const double before = lows_[static_cast<size_t>(a_ & mask_)];
+        return a_ < turn_ && before < bottom_ ? before : bottom_;
+    }
+
+private:
+    void turnAt(int32_t last) {
+        // bar j's extremes are kept at j modulo a power of 2 that holds the run
+        int32_t size = mask_ + 1;
+        while (size <= last - a_) size *= 2;
+        if (size != mask_ + 1) {
+            highs_.resize(static_cast<size_t>(size));
+            lows_.resize(static_cast<size_t>(size));
+            mask_ = size - 1;
+        }
+        double hi = -HUGE_VAL, lo = HUGE_VAL;
+        for (int32_t j = last; j >= a_; --j) {
+            const double v = x_[j];
+            if (present(v, missing_)) {
+                hi = v > hi ? v : hi;
+                lo = v < lo ? v : lo;
+            }
+            highs_[static_cast<size_t>(j & mask_)] = hi;
+            lows_[static_cast<size_t>(j & mask_)] = lo;
+        }
+        turn_ = last + 1;
+        top_ = -HUGE_VAL;
+        bottom_ = HUGE_VAL;
+    }
+
+    const NumberView& x_;
+    double missing_;
+    std::vector<double> highs_ = std::vector<double>(64), lows_ = std::vector<double>(64); // to the turn
+    int32_t mask_ = 63, a_ = 0, turn_ = 0;
+    double top_ = -HUGE_VAL, bottom_ = HUGE_VAL; // of the bars from the turn on
 };
 
 StatusCode lateralRun(SeriesHandle& outH, const SeriesHandle& xH, double height, double units, double minLength,
@@ -276,24 +328,15 @@ StatusCode lateralRun(SeriesHandle& outH, const SeriesHandle& xH, double height,
     rounded(minLength, nmin);
     auto allowed = [=](double lo) { return percent ? (lo > 0 ? lo * height / 100.0 : 0.0) : height; };
     if (start >= count) return kOk;
-
-    BarQueue top, bottom;  // values falling front to back, and rising
-    int32_t a = start, length = 0;
-    auto add = [&](int32_t i) {
-        const double v = x[i];
-        while (!top.empty() && x[top.back()] <= v) top.popBack();
-        top.push(i);
-        while (!bottom.empty() && x[bottom.back()] >= v) bottom.popBack();
-        bottom.push(i);
-        ++length;
-    };
+    RunExtremes run(x, missing);
+    int32_t length = 0;
 
     // Rebuild the run ending at the last present bar before the start bar.
     int32_t j = start - 1;
     while (j >= 0 && !present(x[j], missing)) --j;
     if (j >= 0) {
         double hi = x[j], lo = x[j];
-        a = j;
+        int32_t a = j;
         for (int32_t i = j - 1; i >= 0; --i) {
             const double v = x[i];
             if (!present(v, missing)) continue;
@@ -303,26 +346,29 @@ StatusCode lateralRun(SeriesHandle& outH, const SeriesHandle& xH, double height,
             lo = l;
             a = i;
         }
+        run.restart(a);
         for (int32_t i = a; i <= j; ++i)
-            if (present(x[i], missing)) add(i);
+            if (present(x[i], missing)) {
+                run.add(x[i]);
+                ++length;
+            }
     }
 
     for (int32_t i = start; i < count; ++i) {
-        if (!present(x[i], missing)) {
+        const double v = x[i];
+        if (!present(v, missing)) {
             out.set(i, fill);
             continue;
         }
-        if (length == 0) a = i;
-        add(i);
-        while (x[top.front()] - x[bottom.front()] > allowed(x[bottom.front()])) {
-            do ++a;
-            while (!present(x[a], missing));
+        if (length == 0) run.restart(i);
+        run.add(v);
+        ++length;
+        while (run.high() - run.low() > allowed(run.low())) {
+            run.dropFirst(i);
             --length;
-            while (top.front() < a) top.popFront();
-            while (bottom.front() < a) bottom.popFront();
         }
         const bool box = length >= nmin;
-        const double hi = x[top.front()], lo = x[bottom.front()];
+        const double hi = run.high(), lo = run.low();
         switch (what) {
         case BoxValue::length: out.set(i, box ? length : 0); break;
         case BoxValue::top: out.set(i, box ? hi : fill); break;
