@@ -92,21 +92,19 @@ struct Tie {
     static bool below(double v, double other, bool strict) { return strict ? v < other : v <= other; }
 };
 
-// The last three short-term points of one side.
+// The last three short-term points of one side, in a ring of four: a candidate is written to the
+// next place whether it is a point or not, and kept by counting it, so that no branch depends on it.
 struct Last3 {
-    Ref r[3];
-    int n = 0;
+    Ref r[4] = {};
+    uint32_t n = 0;
     void clear() { n = 0; }
-    bool push(const Ref& x) {
-        if (n == 3) {
-            r[0] = r[1];
-            r[1] = r[2];
-            r[2] = x;
-        } else {
-            r[n++] = x;
-        }
-        return n == 3;
+    void offer(const Ref& x, bool take) {
+        r[n & 3] = x;
+        n += take ? 1 : 0;
     }
+    // 1 the latest point, 2 the one before, 3 the one before that
+    const Ref& back(uint32_t k) const { return r[(n - k) & 3]; }
+    bool full() const { return n >= 3; }
 };
 
 // Whether the candidate stands above (below) every neighbour in [from, to). Every neighbour is
@@ -135,8 +133,8 @@ struct Scan {
 };
 
 // One pass from bar `from`, reading bar i's two values with read(i, va, vb). The reference list
-// keeps its last 2 st + 1 entries, compacted into the front of a buffer twice that size when it
-// fills. `sink.bar(i)` comes first on every bar; `sink.swing(side, at, now)` reports a swing at
+// keeps its last 2 st + 1 entries, compacted into the front of its buffer (at least 256 entries)
+// when it fills. `sink.bar(i)` comes first on every bar; `sink.swing(side, at, now)` reports a swing at
 // `at` confirmed by the reference `now`. A missing bar clears the lists, or is passed over when
 // PassHoles.
 template <Prices P, bool Skip, bool Intermediate, bool PassHoles, class Sink, class Read>
@@ -144,7 +142,8 @@ void scanWith(const Scan& s, int32_t from, Sink& sink, Read read) {
     const int32_t n = s.src.bars, st = s.strength;
     const int64_t window = 2 * static_cast<int64_t>(st) + 1;
     std::unique_ptr<Ref[]> list;
-    if (window <= n) list.reset(new (std::nothrow) Ref[2 * window]);
+    const int64_t room = std::max<int64_t>(2 * window, 256);
+    if (window <= n) list.reset(new (std::nothrow) Ref[room]);
     if (!list) { // too few bars for a single swing (or no memory for the list)
         for (int32_t i = from; i < n; ++i) sink.bar(i);
         return;
@@ -170,7 +169,7 @@ void scanWith(const Scan& s, int32_t from, Sink& sink, Read read) {
         // judges nothing, so that no branch depends on whether it is inside.
         bool inside = false;
         if constexpr (Skip) inside = (len > 0) & (now.hi <= refs[len - 1].hi) & (now.lo >= refs[len - 1].lo);
-        if (len == 2 * cap) {
+        if (len == room) {
             std::memmove(refs, refs + len - (cap - 1), sizeof(Ref) * (cap - 1));
             len = cap - 1;
         }
@@ -183,12 +182,15 @@ void scanWith(const Scan& s, int32_t from, Sink& sink, Read read) {
         standsOut(cand, refs + k - st, refs + k, s.tie.leftStrict, isHigh, isLow);
         standsOut(cand, refs + k + 1, refs + len, s.tie.rightStrict, isHigh, isLow);
         if constexpr (Intermediate) {
-            if (isHigh && highs.push(cand) && Tie::above(highs.r[1].hi, highs.r[0].hi, s.tie.leftStrict) &&
-                Tie::above(highs.r[1].hi, highs.r[2].hi, s.tie.rightStrict))
-                sink.swing(Side::High, highs.r[1], now);
-            if (isLow && lows.push(cand) && Tie::below(lows.r[1].lo, lows.r[0].lo, s.tie.leftStrict) &&
-                Tie::below(lows.r[1].lo, lows.r[2].lo, s.tie.rightStrict))
-                sink.swing(Side::Low, lows.r[1], now);
+            highs.offer(cand, isHigh);
+            lows.offer(cand, isLow);
+            const Ref &h = highs.back(2), &l = lows.back(2);
+            if (isHigh & highs.full() & Tie::above(h.hi, highs.back(3).hi, s.tie.leftStrict) &
+                Tie::above(h.hi, highs.back(1).hi, s.tie.rightStrict))
+                sink.swing(Side::High, h, now);
+            if (isLow & lows.full() & Tie::below(l.lo, lows.back(3).lo, s.tie.leftStrict) &
+                Tie::below(l.lo, lows.back(1).lo, s.tie.rightStrict))
+                sink.swing(Side::Low, l, now);
         } else {
             if (isHigh) sink.swing(Side::High, cand, now);
             if (isLow) sink.swing(Side::Low, cand, now);
