@@ -21,8 +21,9 @@ bool truncated(double v, int32_t& n) {
 
 namespace {
 
-// Arrays up to this length are short.
-constexpr int32_t kShort = 64;
+// Arrays up to this length are short: counted, or (up to kRebuiltUpTo, with 256-bit vectors)
+// written afresh.
+constexpr int32_t kShort = 64, kRebuiltUpTo = 256;
 
 // Two or four doubles at once: a comparison gives all bits set (-1) where it holds.
 typedef double Pair __attribute__((vector_size(16)));
@@ -165,7 +166,7 @@ void countAround(const double* v, int32_t n, double x, bool wide, int32_t& below
     equal = c.notAboveB - c.belowB;
 }
 
-SortedArray::SortedArray(double* slots, int32_t n, bool wide) : n_(n), rebuilt_(wide && n <= kShort) {
+SortedArray::SortedArray(double* slots, int32_t n, bool wide) : n_(n), rebuilt_(wide && n <= kRebuiltUpTo) {
     if (n <= 0) return;
     s_ = slots + 1;
     t_ = slots + slotsFor(n) / 2 + 1;

@@ -19,10 +19,11 @@ bool truncated(double v, int32_t& n);
 
 // Up to n values sorted ascending, updated one value at a time: a value is placed after the
 // values equal to it, and of equal values the first leaves. Nothing branches on the values, whose
-// order a predicting processor cannot foresee. A short array (up to 64 values) is written afresh
-// into a second buffer by comparisons four at a time where the processor has 256-bit vectors,
-// else its places are counted two at a time; a long one is searched, choosing with conditional
-// moves. The values are moved within the array.
+// order a predicting processor cannot foresee. Where the processor has 256-bit vectors, an array
+// of up to 256 values is written afresh into a second buffer by comparisons four at a time (fixed
+// work, about as fast as a search and a move up to that length). Otherwise the places are counted
+// two at a time (up to 64 values) or searched, choosing with conditional moves, and the values
+// between them moved.
 class SortedArray {
 public:
     // The doubles a SortedArray of n values lives in (kept by the caller for its life).

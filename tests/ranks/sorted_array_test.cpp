@@ -22,7 +22,7 @@ TEST(SortedArray, EveryWayMatchesTheModel) {
     std::vector<bool> ways{false};
     if (wideVectors()) ways.push_back(true);
     for (bool wide : ways)
-        for (int32_t n : {1, 2, 3, 4, 5, 7, 8, 20, 63, 64, 65, 250}) {
+        for (int32_t n : {1, 2, 3, 4, 5, 7, 8, 20, 63, 64, 65, 250, 256, 300}) {
             SCOPED_TRACE(testing::Message() << "n " << n << (wide ? " wide" : " narrow"));
             std::vector<double> slots(static_cast<size_t>(SortedArray::slotsFor(n)));
             SortedArray a(slots.data(), n, wide);
