@@ -185,12 +185,13 @@ void scanWith(const Scan& s, int32_t from, Sink& sink, Read read) {
             highs.offer(cand, isHigh);
             lows.offer(cand, isLow);
             const Ref &h = highs.back(2), &l = lows.back(2);
-            if (isHigh & highs.full() & Tie::above(h.hi, highs.back(3).hi, s.tie.leftStrict) &
-                Tie::above(h.hi, highs.back(1).hi, s.tie.rightStrict))
-                sink.swing(Side::High, h, now);
-            if (isLow & lows.full() & Tie::below(l.lo, lows.back(3).lo, s.tie.leftStrict) &
-                Tie::below(l.lo, lows.back(1).lo, s.tie.rightStrict))
-                sink.swing(Side::Low, l, now);
+            const bool highLeft = Tie::above(h.hi, highs.back(3).hi, s.tie.leftStrict),
+                       highRight = Tie::above(h.hi, highs.back(1).hi, s.tie.rightStrict),
+                       lowLeft = Tie::below(l.lo, lows.back(3).lo, s.tie.leftStrict),
+                       lowRight = Tie::below(l.lo, lows.back(1).lo, s.tie.rightStrict);
+            const bool highsHeld = highs.full(), lowsHeld = lows.full();
+            if (isHigh & highsHeld & highLeft & highRight) sink.swing(Side::High, h, now);
+            if (isLow & lowsHeld & lowLeft & lowRight) sink.swing(Side::Low, l, now);
         } else {
             if (isHigh) sink.swing(Side::High, cand, now);
             if (isLow) sink.swing(Side::Low, cand, now);
