@@ -143,7 +143,7 @@ void scanWith(const Scan& s, int32_t from, Sink& sink, Read read) {
     const int64_t window = 2 * static_cast<int64_t>(st) + 1;
     std::unique_ptr<Ref[]> list;
     const int64_t room = std::max<int64_t>(2 * window, 256);
-    if (window <= n) list.reset(new (std::nothrow) Ref[room]);
+    if (window <= n) list.reset(new (std::nothrow) Ref[room]());
     if (!list) { // too few bars for a single swing (or no memory for the list)
         for (int32_t i = from; i < n; ++i) sink.bar(i);
         return;
@@ -168,7 +168,10 @@ void scanWith(const Scan& s, int32_t from, Sink& sink, Read read) {
         // A bar inside the last one is passed over; it is written past the list all the same and
         // judges nothing, so that no branch depends on whether it is inside.
         bool inside = false;
-        if constexpr (Skip) inside = (len > 0) & (now.hi <= refs[len - 1].hi) & (now.lo >= refs[len - 1].lo);
+        if constexpr (Skip) {
+            const Ref& last = refs[len > 0 ? len - 1 : 0];
+            inside = (len > 0) & (now.hi <= last.hi) & (now.lo >= last.lo);
+        }
         if (len == room) {
             std::memmove(refs, refs + len - (cap - 1), sizeof(Ref) * (cap - 1));
             len = cap - 1;
