@@ -6,6 +6,7 @@
 #include "calendar/date.h"
 #include "containers/scratch.h"
 #include "containers/series.h"
+#include "indicators/ranks.h"
 #include "indicators/sliding_extreme.h"
 #include "market/market_view.h"
 
@@ -43,48 +44,7 @@ void pivotBars(NumberOut& o, const NumberView& price, const NumberView& close, d
     }
 }
 
-// A sorted array of ratios: one added, or one replaced by another. The places are found by
-// halvings without a branch on the data, whose order is unforeseeable.
-void insertSorted(double* a, int32_t n, double q) {
-    int32_t k = 0;
-    if (n > 0) {
-        const double* past = a;
-        for (int32_t len = n; len > 1;) {
-            const int32_t half = len / 2;
-            past = past[half] <= q ? past + half : past;
-            len -= half;
-        }
-        k = static_cast<int32_t>(past - a) + (*past <= q);
-    }
-    std::memmove(a + k + 1, a + k, sizeof(double) * (n - k));
-    a[k] = q;
-}
-
-// The place of `old` and the place for q are searched side by side, so that the waits of the
-// two searches overlap; each step looks at three places and keeps a quarter of the range.
-void replaceSorted(double* a, int32_t n, double old, double q) {
-    const double *atOld = a, *pastQ = a;
-    int32_t len = n;
-    for (; len >= 4; len -= 3 * (len / 4)) {
-        const int32_t s = len / 4;
-        atOld += s * ((atOld[s] < old) + (atOld[2 * s] < old) + (atOld[3 * s] < old));
-        pastQ += s * ((pastQ[s] <= q) + (pastQ[2 * s] <= q) + (pastQ[3 * s] <= q));
-    }
-    for (; len > 1; len -= len / 2) {
-        const int32_t half = len / 2;
-        atOld = atOld[half] < old ? atOld + half : atOld;
-        pastQ = pastQ[half] <= q ? pastQ + half : pastQ;
-    }
-    const int32_t r = static_cast<int32_t>(atOld - a) + (*atOld < old);
-    const int32_t k = static_cast<int32_t>(pastQ - a) + (*pastQ <= q); // counts `old` too when q >= old
-    if (q >= old) { // the ratios between the two places move down one
-        std::memmove(a + r, a + r + 1, sizeof(double) * (k - r - 1));
-        a[k - 1] = q;
-    } else { // up one
-        std::memmove(a + k + 1, a + k, sizeof(double) * (r - k));
-        a[k] = q;
-    }
-}
+typedef double Pair __attribute__((vector_size(16)));
 
 // The last n values of a run, each kept twice in a ring of 2n slots so that they always lie
 // side by side, oldest first. Their sum is formed afresh in one fixed order, so that it depends
@@ -112,16 +72,18 @@ public:
     double latest() const { return slots_[at_ + n_ - 1]; }
     double sum() const {
         const double* w = slots_ + at_;
-        double a = 0.0, b = 0.0, c = 0.0, d = 0.0;
+        Pair ab = {0.0, 0.0}, cd = {0.0, 0.0}; // the sums a and b, c and d, two at a time
         int32_t k = 0;
         for (; k + 4 <= n_; k += 4) {
-            a += w[k];
-            b += w[k + 1];
-            c += w[k + 2];
-            d += w[k + 3];
+            Pair e, f;
+            std::memcpy(&e, w + k, sizeof e);
+            std::memcpy(&f, w + k + 2, sizeof f);
+            ab += e;
+            cd += f;
         }
+        double a = ab[0];
         for (; k < n_; ++k) a += w[k];
-        return (a + b) + (c + d);
+        return (a + ab[1]) + (cd[0] + cd[1]);
     }
 
 private:
@@ -218,11 +180,11 @@ StatusCode bomarBand(SeriesHandle& out, const SeriesHandle& x, const BomarParams
         for (int32_t i = start; i < count; ++i) o.set(i, o.fill());
         return kOk;
     }
-    const int64_t slots = 2 * int64_t{length} + 2 * int64_t{window};
+    const int64_t slots = 2 * int64_t{length} + int64_t{window} + ranks::SortedArray::slotsFor(window);
     Scratch<double> memory(slots <= INT32_MAX ? static_cast<int32_t>(slots) : 0);
     if (slots > INT32_MAX || !memory.ok()) return kOk;
     double* arrivals = memory.data() + 2 * length; // the window's ratios in the order they came, a ring
-    double* sorted = arrivals + window;            // the same ratios in ascending order
+    ranks::SortedArray sorted(arrivals + window, window, ranks::wideVectors()); // the same ratios in order
 
     // Going back from the start, the bar from which the window and its averages are rebuilt:
     // where window - 1 ratios and the length - 1 values before the oldest of them are found.
@@ -262,14 +224,14 @@ StatusCode bomarBand(SeriesHandle& out, const SeriesHandle& x, const BomarParams
         if (v != none) values.push(v);
         if (v != none && values.full() && latestRatio(values, length, average, q)) {
             if (ratios == window) {
-                replaceSorted(sorted, window, arrivals[nextRatio], q);
+                sorted.replace(arrivals[nextRatio], q);
             } else {
-                insertSorted(sorted, ratios, q);
+                sorted.insert(q);
                 ++ratios;
             }
             arrivals[nextRatio] = q;
             nextRatio = nextRatio + 1 == window ? 0 : nextRatio + 1;
-            if (ratios == window) band = average * sorted[upper ? window - 1 - tail : tail];
+            if (ratios == window) band = average * sorted.at(upper ? window - 1 - tail : tail);
         }
         if (i >= start) o.set(i, band);
     }

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
-
+#include <cstring>
 
 namespace fk::ranks {
 
@@ -21,72 +21,193 @@ bool truncated(double v, int32_t& n) {
 
 namespace {
 
-// The number of sorted values for which `before(value)` holds (those come first). On price data
-// each comparison is a coin toss that a predicting processor would lose, so neither way branches
-// on it: a short window is counted whole (the compiler does several at once), a long one searched
-// by halves choosing with a conditional move.
-template <class Before>
-inline int32_t countBefore(const double* s, int32_t n, Before before) {
-    if (n <= 64) {
-        // four counters, so that the additions do not wait on each other
-        int32_t c0 = 0, c1 = 0, c2 = 0, c3 = 0, k = 0;
-        for (; k + 4 <= n; k += 4) {
-            c0 += before(s[k]) ? 1 : 0;
-            c1 += before(s[k + 1]) ? 1 : 0;
-            c2 += before(s[k + 2]) ? 1 : 0;
-            c3 += before(s[k + 3]) ? 1 : 0;
-        }
-        for (; k < n; ++k) c0 += before(s[k]) ? 1 : 0;
-        return c0 + c1 + c2 + c3;
-    }
-    const double* base = s;
-    while (n > 1) {
-        const int32_t half = n >> 1;
-        base = before(base[half]) ? base + half : base;
-        n -= half;
-    }
-    return static_cast<int32_t>(base - s) + (before(*base) ? 1 : 0);
+// Arrays up to this length are short: counted, or (up to kRebuiltUpTo, with 256-bit vectors)
+// written afresh.
+constexpr int32_t kShort = 64, kRebuiltUpTo = 256;
+
+// Two or four doubles at once: a comparison gives all bits set (-1) where it holds.
+typedef double Pair __attribute__((vector_size(16)));
+typedef long long PairCount __attribute__((vector_size(16)));
+typedef double Quad __attribute__((vector_size(32)));
+typedef long long QuadCount __attribute__((vector_size(32)));
+
+// Loads a vector from any address; sets every element of one to x (x + 0 would turn -0 to +0).
+template <class V>
+[[gnu::always_inline]] inline void load(V& v, const double* p) {
+    std::memcpy(&v, p, sizeof v);
 }
-inline int32_t countBelow(const double* s, int32_t n, double v) {
-    return countBefore(s, n, [v](double e) { return e < v; });
+template <class V>
+[[gnu::always_inline]] inline void splat(V& v, double x) {
+    for (size_t k = 0; k < sizeof v / sizeof x; ++k) v[k] = x;
 }
-inline int32_t countNotAbove(const double* s, int32_t n, double v) {
-    return countBefore(s, n, [v](double e) { return e <= v; });
+
+// Of the n values at s: those below a, those not above b and those below b, counted in vectors
+// of type V (whole vectors only; the rest one at a time).
+struct Counts {
+    int32_t belowA, notAboveB, belowB;
+};
+template <class V, class C>
+[[gnu::always_inline]] inline Counts countIn(const double* s, int32_t n, double a, double b) {
+    constexpr int32_t w = sizeof(V) / sizeof(double);
+    V va, vb;
+    splat(va, a);
+    splat(vb, b);
+    C ca = {}, cn = {}, cb = {};
+    int32_t k = 0;
+    for (; k + w <= n; k += w) {
+        V e;
+        load(e, s + k);
+        ca -= e < va;
+        cn -= e <= vb;
+        cb -= e < vb;
+    }
+    Counts r{0, 0, 0};
+    for (int32_t j = 0; j < w; ++j) {
+        r.belowA += static_cast<int32_t>(ca[j]);
+        r.notAboveB += static_cast<int32_t>(cn[j]);
+        r.belowB += static_cast<int32_t>(cb[j]);
+    }
+    for (; k < n; ++k) {
+        r.belowA += s[k] < a;
+        r.notAboveB += s[k] <= b;
+        r.belowB += s[k] < b;
+    }
+    return r;
+}
+[[gnu::target("avx2")]] Counts countWide(const double* s, int32_t n, double a, double b) {
+    return countIn<Quad, QuadCount>(s, n, a, b);
+}
+Counts countNarrow(const double* s, int32_t n, double a, double b) { return countIn<Pair, PairCount>(s, n, a, b); }
+
+// Writes to t the n sorted values of s (-inf at s[-1], +inf from s[n] to s[n + 3]) with the first
+// of those equal to `old` taken out and v put after those equal to it, four places at a time:
+// place i takes the smaller of the value after the removal at i and v, or the value after the
+// removal at i - 1 where that is larger. Of equal values the one that stays in place is kept.
+[[gnu::target("avx2")]] void rebuild(const double* s, double* t, int32_t n, double old, double v) {
+    Quad o, w;
+    splat(o, old);
+    splat(w, v);
+    for (int32_t i = 0; i < n; i += 4) {
+        Quad before, at, after;
+        load(before, s + i - 1);
+        load(at, s + i);
+        load(after, s + i + 1);
+        const Quad left = before < o ? before : at; // after the removal, at i - 1 and at i
+        const Quad here = at < o ? at : after;
+        const Quad low = w < here ? w : here;
+        const Quad r = left > low ? left : low;
+        std::memcpy(t + i, &r, sizeof r);
+    }
+    Quad inf;
+    splat(inf, HUGE_VAL);
+    std::memcpy(t + n, &inf, sizeof inf);
+}
+
+// Of the n sorted values (n >= 1): those below `old` and those not above v, by two searches side
+// by side (so that their waits for memory overlap) that keep a quarter of the range after looking
+// at three places, then halve it, choosing without a branch.
+inline void searches(const double* s, int32_t n, double old, double v, int32_t& belowOld, int32_t& notAbove) {
+    const double *a = s, *b = s;
+    for (; n >= 4; n -= 3 * (n / 4)) {
+        const int32_t q = n / 4;
+        a += q * ((a[q] < old) + (a[2 * q] < old) + (a[3 * q] < old));
+        b += q * ((b[q] <= v) + (b[2 * q] <= v) + (b[3 * q] <= v));
+    }
+    for (; n > 1; n -= n / 2) {
+        const int32_t half = n / 2;
+        a = a[half] < old ? a + half : a;
+        b = b[half] <= v ? b + half : b;
+    }
+    belowOld = static_cast<int32_t>(a - s) + (*a < old ? 1 : 0);
+    notAbove = static_cast<int32_t>(b - s) + (*b <= v ? 1 : 0);
+}
+
+// Moves the values between places r and p one place towards r, freeing place p (the value at r is
+// overwritten). A short move goes two values at a time: its last pair may overwrite place p itself
+// and read the place beyond it, so s[-1] and s[n] must exist.
+inline void moveTowards(double* s, int32_t n, int32_t r, int32_t p) {
+    const int32_t lo = std::min(r, p), hi = std::max(r, p);
+    if (n > kShort) {
+        std::memmove(s + lo + (p < r ? 1 : 0), s + lo + (p < r ? 0 : 1), sizeof(double) * static_cast<size_t>(hi - lo));
+        return;
+    }
+    const int32_t d = p < r ? -1 : 1;
+    double* at = s + (p < r ? r - 1 : r);
+    for (int32_t pairs = (hi - lo + 1) >> 1; pairs > 0; --pairs, at += 2 * d) {
+        const double e0 = at[d], e1 = at[d + 1];
+        at[0] = e0;
+        at[1] = e1;
+    }
 }
 
 } // namespace
 
-void OrderedWindow::push(double v) {
-    double* s = sorted_.data();
-    int32_t k;
-    if (size_ < cap_) {
-        ring_[static_cast<size_t>((head_ + size_) % cap_)] = v;
-        k = size_++;
-    } else {
-        // the leaving value's place becomes the gap, found among equal values at the first
-        const double old = ring_[static_cast<size_t>(head_)];
-        ring_[static_cast<size_t>(head_)] = v;
-        head_ = head_ + 1 == cap_ ? 0 : head_ + 1;
-        k = countBelow(s, size_, old);
-        // move the gap up past the values not above v
-        while (k + 1 < size_ && s[k + 1] <= v) {
-            s[k] = s[k + 1];
-            ++k;
-        }
-    }
-    // move the gap down past the values above v
-    while (k > 0 && s[k - 1] > v) {
-        s[k] = s[k - 1];
-        --k;
-    }
-    s[k] = v;
+bool wideVectors() {
+    static const bool wide = [] {
+        __builtin_cpu_init();
+        return __builtin_cpu_supports("avx2") != 0;
+    }();
+    return wide;
 }
 
-void OrderedWindow::rank(double v, int32_t& below, int32_t& equal) const {
-    const double* s = sorted_.data();
-    const int32_t lo = ranks::countBelow(s, size_, v);
-    below = lo;
-    equal = countNotAbove(s + lo, size_ - lo, v);
+[[gnu::target("avx2")]] void putWide(double* v, int32_t at, double x) {
+    const QuadCount lanes = {0, 1, 2, 3};
+    Quad four;
+    load(four, v + (at & ~3));
+    Quad xs;
+    splat(xs, x);
+    four = lanes == (QuadCount{} + (at & 3)) ? xs : four;
+    std::memcpy(v + (at & ~3), &four, sizeof four);
+}
+
+void countAround(const double* v, int32_t n, double x, bool wide, int32_t& below, int32_t& equal) {
+    const Counts c = wide ? countWide(v, n, x, x) : countNarrow(v, n, x, x);
+    below = c.belowB;
+    equal = c.notAboveB - c.belowB;
+}
+
+SortedArray::SortedArray(double* slots, int32_t n, bool wide) : n_(n), rebuilt_(wide && n <= kRebuiltUpTo) {
+    if (n <= 0) return;
+    s_ = slots + 1;
+    t_ = slots + slotsFor(n) / 2 + 1;
+    for (double* b : {s_, t_}) {
+        b[-1] = -HUGE_VAL;
+        std::fill(b, b + n + kSpare - 1, HUGE_VAL);
+    }
+}
+
+void SortedArray::insert(double v) {
+    // nothing leaves: an `old` of +inf takes out the first +inf, one of those after the values
+    replace(HUGE_VAL, v);
+}
+
+void SortedArray::replace(double old, double v) {
+    const bool grows = size_ < n_;
+    if (rebuilt_) {
+        rebuild(s_, t_, n_, old, v);
+        std::swap(s_, t_);
+    } else {
+        // `old` leaves place r (when one leaves: else the free place after the values) and v
+        // comes to place p of the values that stay
+        int32_t r, notAbove;
+        if (size_ <= kShort) {
+            const Counts c = countNarrow(s_, size_, old, v);
+            r = c.belowA;
+            notAbove = c.notAboveB;
+        } else {
+            searches(s_, size_, old, v, r, notAbove);
+        }
+        if (grows) r = size_;
+        const int32_t p = notAbove - (!grows && old <= v ? 1 : 0);
+        moveTowards(s_, size_, r, p);
+        s_[p] = v;
+    }
+    size_ += grows ? 1 : 0;
+}
+
+double OrderedWindow::percentile(const Rank& r) const {
+    if (r.k >= r.last || r.f == 0) return at(r.k);
+    return at(r.k) + r.f * (at(r.k + 1) - at(r.k));
 }
 
 OrderedWindow::Rank::Rank(int32_t n, double p) : last(n - 1) {
@@ -96,20 +217,19 @@ OrderedWindow::Rank::Rank(int32_t n, double p) : last(n - 1) {
     k = kf >= n - 1 ? n - 1 : static_cast<int32_t>(kf);
 }
 
-double OrderedWindow::percentile(const Rank& r) const {
-    if (r.k >= r.last || r.f == 0) return at(r.k);
-    return at(r.k) + r.f * (at(r.k + 1) - at(r.k));
-}
-
 StatusCode equityRank(SeriesHandle& out, const SeriesHandle& x, double length, int32_t start) {
     if (series::count(x) == 0) return kTooFewBars;
     int32_t n;
     if (!rounded(length, n) || n < 2) return kDomainError;
+    // The rank depends on 2 below + equal - 1 alone (0 to 2n - 2), so each of its values is
+    // worked out once, in the same operations: no division per bar.
     const double span = static_cast<double>(n - 1);
-    return eachWindow(out, x, n, start, [span](const OrderedWindow& w, double v) {
+    std::vector<double> ranks(n <= series::count(x) ? 2 * static_cast<size_t>(n) - 1 : 0);
+    for (size_t t = 0; t < ranks.size(); ++t) ranks[t] = 100.0 * (0.5 * static_cast<double>(t)) / span;
+    return eachWindow<Keep::LatestRank>(out, x, n, start, [&ranks](const OrderedWindow& w, double) {
         int32_t below, equal;
-        w.rank(v, below, equal);
-        return 100.0 * (below + 0.5 * (equal - 1)) / span;
+        w.latestRank(below, equal);
+        return ranks[static_cast<size_t>(2 * below + equal - 1)];
     });
 }
 
@@ -119,7 +239,8 @@ StatusCode percentile(SeriesHandle& out, const SeriesHandle& x, double length, d
     if (!rounded(length, n) || n < 1) return kDomainError;
     if (!(percent >= 0 && percent <= 100)) return kDomainError;
     const OrderedWindow::Rank rank(n, percent);
-    return eachWindow(out, x, n, start, [rank](const OrderedWindow& w, double) { return w.percentile(rank); });
+    return eachWindow<Keep::Sorted>(out, x, n, start,
+                                    [rank](const OrderedWindow& w, double) { return w.percentile(rank); });
 }
 
 StatusCode median(SeriesHandle& out, const SeriesHandle& x, double length, int32_t start) {
@@ -131,22 +252,70 @@ namespace {
 // What a sideways box reports: its length, or its top, bottom or middle (the selector's values).
 enum class BoxValue { length = 0, top = 1, bottom = 2, middle = 3 };
 
-// Bars in a deque kept as a vector with a moving head; the dropped front is reclaimed when it
-// outgrows the live part.
-struct BarQueue {
-    std::vector<int32_t> bars;
-    size_t head = 0;
-    bool empty() const { return head == bars.size(); }
-    int32_t front() const { return bars[head]; }
-    int32_t back() const { return bars.back(); }
-    void popBack() { bars.pop_back(); }
-    void popFront() {
-        if (++head > 64 && head * 2 > bars.size()) {
-            bars.erase(bars.begin(), bars.begin() + static_cast<std::ptrdiff_t>(head));
-            head = 0;
-        }
+// The highest and lowest value of a run of bars that grows at its end and shrinks at its start,
+// without a branch on the values: the bars taken in before the last turn carry the extremes from
+// each of them to the turn (formed once, from the turn back, when the start reaches the turn),
+// those after it the extremes as they ran. Of equal extremes the latest is the one read, as the
+// value itself. Missing bars are passed over.
+class RunExtremes {
+public:
+    RunExtremes(const NumberView& x, double missing) : x_(x), missing_(missing) {}
+
+    // The run becomes bar a alone, before a is added (a present).
+    void restart(int32_t a) {
+        a_ = turn_ = a;
+        top_ = -HUGE_VAL;
+        bottom_ = HUGE_VAL;
     }
-    void push(int32_t i) { bars.push_back(i); }
+    void add(double v) {
+        top_ = v >= top_ ? v : top_;
+        bottom_ = v <= bottom_ ? v : bottom_;
+    }
+    // Drops the first bar; `last` is the run's last bar.
+    void dropFirst(int32_t last) {
+        do ++a_;
+        while (!present(x_[a_], missing_));
+        if (a_ >= turn_) turnAt(last);
+    }
+    double high() const {
+        const double before = highs_[static_cast<size_t>(a_ & mask_)];
+        return a_ < turn_ && before > top_ ? before : top_;
+    }
+    double low() const {
+        const double before = lows_[static_cast<size_t>(a_ & mask_)];
+        return a_ < turn_ && before < bottom_ ? before : bottom_;
+    }
+
+private:
+    void turnAt(int32_t last) {
+        // bar j's extremes are kept at j modulo a power of 2 that holds the run
+        int32_t size = mask_ + 1;
+        while (size <= last - a_) size *= 2;
+        if (size != mask_ + 1) {
+            highs_.resize(static_cast<size_t>(size));
+            lows_.resize(static_cast<size_t>(size));
+            mask_ = size - 1;
+        }
+        double hi = -HUGE_VAL, lo = HUGE_VAL;
+        for (int32_t j = last; j >= a_; --j) {
+            const double v = x_[j];
+            if (present(v, missing_)) {
+                hi = v > hi ? v : hi;
+                lo = v < lo ? v : lo;
+            }
+            highs_[static_cast<size_t>(j & mask_)] = hi;
+            lows_[static_cast<size_t>(j & mask_)] = lo;
+        }
+        turn_ = last + 1;
+        top_ = -HUGE_VAL;
+        bottom_ = HUGE_VAL;
+    }
+
+    const NumberView& x_;
+    double missing_;
+    std::vector<double> highs_ = std::vector<double>(64), lows_ = std::vector<double>(64); // to the turn
+    int32_t mask_ = 63, a_ = 0, turn_ = 0;
+    double top_ = -HUGE_VAL, bottom_ = HUGE_VAL; // of the bars from the turn on
 };
 
 StatusCode lateralRun(SeriesHandle& outH, const SeriesHandle& xH, double height, double units, double minLength,
@@ -160,24 +329,15 @@ StatusCode lateralRun(SeriesHandle& outH, const SeriesHandle& xH, double height,
     rounded(minLength, nmin);
     auto allowed = [=](double lo) { return percent ? (lo > 0 ? lo * height / 100.0 : 0.0) : height; };
     if (start >= count) return kOk;
-
-    BarQueue top, bottom;  // values falling front to back, and rising
-    int32_t a = start, length = 0;
-    auto add = [&](int32_t i) {
-        const double v = x[i];
-        while (!top.empty() && x[top.back()] <= v) top.popBack();
-        top.push(i);
-        while (!bottom.empty() && x[bottom.back()] >= v) bottom.popBack();
-        bottom.push(i);
-        ++length;
-    };
+    RunExtremes run(x, missing);
+    int32_t length = 0;
 
     // Rebuild the run ending at the last present bar before the start bar.
     int32_t j = start - 1;
     while (j >= 0 && !present(x[j], missing)) --j;
     if (j >= 0) {
         double hi = x[j], lo = x[j];
-        a = j;
+        int32_t a = j;
         for (int32_t i = j - 1; i >= 0; --i) {
             const double v = x[i];
             if (!present(v, missing)) continue;
@@ -187,26 +347,29 @@ StatusCode lateralRun(SeriesHandle& outH, const SeriesHandle& xH, double height,
             lo = l;
             a = i;
         }
+        run.restart(a);
         for (int32_t i = a; i <= j; ++i)
-            if (present(x[i], missing)) add(i);
+            if (present(x[i], missing)) {
+                run.add(x[i]);
+                ++length;
+            }
     }
 
     for (int32_t i = start; i < count; ++i) {
-        if (!present(x[i], missing)) {
+        const double v = x[i];
+        if (!present(v, missing)) {
             out.set(i, fill);
             continue;
         }
-        if (length == 0) a = i;
-        add(i);
-        while (x[top.front()] - x[bottom.front()] > allowed(x[bottom.front()])) {
-            do ++a;
-            while (!present(x[a], missing));
+        if (length == 0) run.restart(i);
+        run.add(v);
+        ++length;
+        while (run.high() - run.low() > allowed(run.low())) {
+            run.dropFirst(i);
             --length;
-            while (top.front() < a) top.popFront();
-            while (bottom.front() < a) bottom.popFront();
         }
         const bool box = length >= nmin;
-        const double hi = x[top.front()], lo = x[bottom.front()];
+        const double hi = run.high(), lo = run.low();
         switch (what) {
         case BoxValue::length: out.set(i, box ? length : 0); break;
         case BoxValue::top: out.set(i, box ? hi : fill); break;

@@ -2,6 +2,7 @@
 // median) and sideways-range detection. None keeps state between calls: a call starting at bar s
 // rebuilds what it needs from the input before s, so chunked calls give what one call gives.
 #pragma once
+#include <cmath>
 #include <cstdint>
 #include <vector>
 
@@ -16,17 +17,57 @@ namespace fk::ranks {
 bool rounded(double v, int32_t& n);
 bool truncated(double v, int32_t& n);
 
-// The last N present values in time order (a ring) and the same values sorted ascending. Adding
-// a value to a full window drops the oldest: the leaving value's place in the sorted array
-// becomes a gap that moves to the new value's place.
+// Up to n values sorted ascending, updated one value at a time: a value is placed after the
+// values equal to it, and of equal values the first leaves. Nothing branches on the values, whose
+// order a predicting processor cannot foresee. Where the processor has 256-bit vectors, an array
+// of up to 256 values is written afresh into a second buffer by comparisons four at a time (fixed
+// work, about as fast as a search and a move up to that length). Otherwise the places are counted
+// two at a time (up to 64 values) or searched, choosing with conditional moves, and the values
+// between them moved.
+class SortedArray {
+public:
+    // The doubles a SortedArray of n values lives in (kept by the caller for its life).
+    static int64_t slotsFor(int32_t n) { return 2 * (int64_t{n} + kSpare); }
+    // `wide` chooses the 256-bit vectors; it must be false where the processor has none.
+    SortedArray(double* slots, int32_t n, bool wide);
+
+    int32_t size() const { return size_; }
+    double at(int32_t k) const { return s_[k]; }
+    // Adds v (while fewer than n are held).
+    void insert(double v);
+    // Replaces the first of the values equal to `old` (one held) by v.
+    void replace(double old, double v);
+
+private:
+    static constexpr int32_t kSpare = 8; // -inf before the values, +inf after them
+    double *s_ = nullptr, *t_ = nullptr; // the values, and the buffer the next update writes
+    int32_t n_, size_ = 0;
+    bool rebuilt_;                       // short and wide: written afresh on each update
+};
+
+// Whether the processor has the 256-bit vectors (AVX2).
+bool wideVectors();
+
+// What a window keeps beside its values in time order.
+enum class Keep {
+    Values,     // nothing more
+    Sorted,     // the values sorted, for order statistics
+    LatestRank, // the rank of the value pushed last among the values
+};
+
+// The last N present values in time order (a ring). Adding a value to a full window drops the
+// oldest.
 class OrderedWindow {
 public:
-    explicit OrderedWindow(int32_t n) : cap_(n), ring_(static_cast<size_t>(n)), sorted_(static_cast<size_t>(n)) {}
+    explicit OrderedWindow(int32_t n, Keep keep = Keep::Values, bool wide = wideVectors())
+        : cap_(n), keep_(keep), ring_((static_cast<size_t>(n) + 3) & ~size_t{3}),
+          slots_(keep == Keep::Sorted ? static_cast<size_t>(SortedArray::slotsFor(n)) : 0),
+          sorted_(slots_.data(), keep == Keep::Sorted ? n : 0, wide), wide_(wide) {}
     void push(double v);
     bool full() const { return size_ == cap_; }
     int32_t size() const { return size_; }
-    // ascending order statistic k (0-based)
-    double at(int32_t k) const { return sorted_[static_cast<size_t>(k)]; }
+    // ascending order statistic k (0-based), with Keep::Sorted
+    double at(int32_t k) const { return sorted_.at(k); }
     // f(t, value) for the values in time order, t = 0 the oldest
     template <class F>
     void eachInOrder(F f) const {
@@ -35,8 +76,12 @@ public:
         for (int32_t j = head_; j < size_; ++j) f(t++, r[j]);
         for (int32_t j = 0; j < head_; ++j) f(t++, r[j]);
     }
-    // values strictly below v, and values equal to v
-    void rank(double v, int32_t& below, int32_t& equal) const;
+    // With Keep::LatestRank, of the value pushed last: the values below it, and those equal to
+    // it (itself too).
+    void latestRank(int32_t& below, int32_t& equal) const {
+        below = below_;
+        equal = equal_;
+    }
     // Where the p-th percentile of a full window of n values lies: between order statistics k
     // and k + 1, the fraction f of the way.
     struct Rank {
@@ -49,15 +94,49 @@ public:
 
 private:
     int32_t cap_, size_ = 0, head_ = 0;
-    std::vector<double> ring_, sorted_;
+    Keep keep_;
+    std::vector<double> ring_, slots_;
+    SortedArray sorted_;
+    bool wide_;
+    int32_t below_ = 0, equal_ = 0;
 };
+
+// Of the n values at v: those below x, and those equal to it.
+void countAround(const double* v, int32_t n, double x, bool wide, int32_t& below, int32_t& equal);
+// v[at] = x, written (with 256-bit vectors) as the four values that countAround reads together,
+// so that it reads them from the write without waiting for the memory (v holds a multiple of 4).
+void putWide(double* v, int32_t at, double x);
+
+inline void OrderedWindow::push(double v) {
+    double* r = ring_.data();
+    double old = 0;
+    const bool leaves = size_ == cap_;
+    if (leaves) old = r[head_];
+    if (keep_ == Keep::LatestRank) {
+        int32_t below, equal;
+        countAround(r, size_, v, wide_, below, equal);
+        below_ = below - (leaves && old < v ? 1 : 0);
+        equal_ = equal - (leaves && old == v ? 1 : 0) + 1;
+    }
+    if (keep_ == Keep::Sorted) {
+        if (leaves) sorted_.replace(old, v);
+        else sorted_.insert(v);
+    }
+    // the ring fills from its start, then turns
+    const int32_t at = leaves ? head_ : size_;
+    if (keep_ == Keep::LatestRank && wide_) putWide(r, at, v);
+    else r[at] = v;
+    if (leaves) head_ = head_ + 1 == cap_ ? 0 : head_ + 1;
+    else ++size_;
+}
 
 // A value that can be ordered and is not the series' missing value.
 inline bool present(double v, double missing) { return v != missing && v == v; }
 
 // Runs `value(window, x_i)` on every bar from `start` whose input is present and whose window of
-// the last n present values is full; every other bar receives the output fill.
-template <class Value>
+// the last n present values is full; every other bar receives the output fill. The window keeps
+// what K asks for.
+template <Keep K = Keep::Values, class Value>
 StatusCode eachWindow(SeriesHandle& outH, const SeriesHandle& xH, int32_t n, int32_t start, Value value) {
     const int32_t count = series::count(xH);
     series::NumberOut out(&outH, count);
@@ -69,7 +148,7 @@ StatusCode eachWindow(SeriesHandle& outH, const SeriesHandle& xH, int32_t n, int
         for (int32_t i = start; i < count; ++i) out.set(i, fill);
         return kOk;
     }
-    OrderedWindow w(n);
+    OrderedWindow w(n, K);
     // the n - 1 present values before the start bar, most recent first, pushed oldest first
     std::vector<double> back;
     for (int32_t i = start - 1; i >= 0 && static_cast<int32_t>(back.size()) < n - 1; --i)

@@ -92,22 +92,38 @@ struct Tie {
     static bool below(double v, double other, bool strict) { return strict ? v < other : v <= other; }
 };
 
-// The last three short-term points of one side.
+// The last three short-term points of one side, in a ring of four: a candidate is written to the
+// next place whether it is a point or not, and kept by counting it, so that no branch depends on it.
 struct Last3 {
-    Ref r[3];
-    int n = 0;
+    Ref r[4] = {};
+    uint32_t n = 0;
     void clear() { n = 0; }
-    bool push(const Ref& x) {
-        if (n == 3) {
-            r[0] = r[1];
-            r[1] = r[2];
-            r[2] = x;
-        } else {
-            r[n++] = x;
-        }
-        return n == 3;
+    void offer(const Ref& x, bool take) {
+        r[n & 3] = x;
+        n += take ? 1 : 0;
     }
+    // 1 the latest point, 2 the one before, 3 the one before that
+    const Ref& back(uint32_t k) const { return r[(n - k) & 3]; }
+    bool full() const { return n >= 3; }
 };
+
+// Whether the candidate stands above (below) every neighbour in [from, to). Every neighbour is
+// compared: stopping at the first failure would branch on the prices, which a predicting processor
+// cannot foresee.
+template <bool Strict>
+inline void standsOut(const Ref& cand, const Ref* from, const Ref* to, bool& isHigh, bool& isLow) {
+    bool high = true, low = true;
+    for (const Ref* r = from; r < to; ++r) {
+        high &= Strict ? cand.hi > r->hi : cand.hi >= r->hi;
+        low &= Strict ? cand.lo < r->lo : cand.lo <= r->lo;
+    }
+    isHigh &= high;
+    isLow &= low;
+}
+inline void standsOut(const Ref& cand, const Ref* from, const Ref* to, bool strict, bool& isHigh, bool& isLow) {
+    if (strict) standsOut<true>(cand, from, to, isHigh, isLow);
+    else standsOut<false>(cand, from, to, isHigh, isLow);
+}
 
 struct Scan {
     Source src;
@@ -117,8 +133,8 @@ struct Scan {
 };
 
 // One pass from bar `from`, reading bar i's two values with read(i, va, vb). The reference list
-// keeps its last 2 st + 1 entries, compacted into the front of a buffer twice that size when it
-// fills. `sink.bar(i)` comes first on every bar; `sink.swing(side, at, now)` reports a swing at
+// keeps its last 2 st + 1 entries, compacted into the front of its buffer (at least 256 entries)
+// when it fills. `sink.bar(i)` comes first on every bar; `sink.swing(side, at, now)` reports a swing at
 // `at` confirmed by the reference `now`. A missing bar clears the lists, or is passed over when
 // PassHoles.
 template <Prices P, bool Skip, bool Intermediate, bool PassHoles, class Sink, class Read>
@@ -126,7 +142,8 @@ void scanWith(const Scan& s, int32_t from, Sink& sink, Read read) {
     const int32_t n = s.src.bars, st = s.strength;
     const int64_t window = 2 * static_cast<int64_t>(st) + 1;
     std::unique_ptr<Ref[]> list;
-    if (window <= n) list.reset(new (std::nothrow) Ref[2 * window]);
+    const int64_t room = std::max<int64_t>(2 * window, 256);
+    if (window <= n) list.reset(new (std::nothrow) Ref[room]());
     if (!list) { // too few bars for a single swing (or no memory for the list)
         for (int32_t i = from; i < n; ++i) sink.bar(i);
         return;
@@ -148,34 +165,36 @@ void scanWith(const Scan& s, int32_t from, Sink& sink, Read read) {
             continue;
         }
         const Ref now{i, seq++, hiOf<P>(va, vb), loOf<P>(va, vb)};
+        // A bar inside the last one is passed over; it is written past the list all the same and
+        // judges nothing, so that no branch depends on whether it is inside.
+        bool inside = false;
         if constexpr (Skip) {
-            if (len > 0 && now.hi <= refs[len - 1].hi && now.lo >= refs[len - 1].lo) continue;
+            const Ref& last = refs[len > 0 ? len - 1 : 0];
+            inside = (len > 0) & (now.hi <= last.hi) & (now.lo >= last.lo);
         }
-        if (len == 2 * cap) {
+        if (len == room) {
             std::memmove(refs, refs + len - (cap - 1), sizeof(Ref) * (cap - 1));
             len = cap - 1;
         }
-        refs[len++] = now;
+        refs[len] = now;
+        len += inside ? 0 : 1;
         if (len < cap) continue;
         const int32_t k = len - 1 - st;
         const Ref& cand = refs[k];
-        bool isHigh = s.wantHigh, isLow = s.wantLow;
-        // the first failure on both sides ends the comparisons
-        for (int32_t j = k - st; j < k && (isHigh || isLow); ++j) {
-            isHigh = isHigh && Tie::above(cand.hi, refs[j].hi, s.tie.leftStrict);
-            isLow = isLow && Tie::below(cand.lo, refs[j].lo, s.tie.leftStrict);
-        }
-        for (int32_t j = k + 1; j < len && (isHigh || isLow); ++j) {
-            isHigh = isHigh && Tie::above(cand.hi, refs[j].hi, s.tie.rightStrict);
-            isLow = isLow && Tie::below(cand.lo, refs[j].lo, s.tie.rightStrict);
-        }
+        bool isHigh = s.wantHigh & !inside, isLow = s.wantLow & !inside;
+        standsOut(cand, refs + k - st, refs + k, s.tie.leftStrict, isHigh, isLow);
+        standsOut(cand, refs + k + 1, refs + len, s.tie.rightStrict, isHigh, isLow);
         if constexpr (Intermediate) {
-            if (isHigh && highs.push(cand) && Tie::above(highs.r[1].hi, highs.r[0].hi, s.tie.leftStrict) &&
-                Tie::above(highs.r[1].hi, highs.r[2].hi, s.tie.rightStrict))
-                sink.swing(Side::High, highs.r[1], now);
-            if (isLow && lows.push(cand) && Tie::below(lows.r[1].lo, lows.r[0].lo, s.tie.leftStrict) &&
-                Tie::below(lows.r[1].lo, lows.r[2].lo, s.tie.rightStrict))
-                sink.swing(Side::Low, lows.r[1], now);
+            highs.offer(cand, isHigh);
+            lows.offer(cand, isLow);
+            const Ref &h = highs.back(2), &l = lows.back(2);
+            const bool highLeft = Tie::above(h.hi, highs.back(3).hi, s.tie.leftStrict),
+                       highRight = Tie::above(h.hi, highs.back(1).hi, s.tie.rightStrict),
+                       lowLeft = Tie::below(l.lo, lows.back(3).lo, s.tie.leftStrict),
+                       lowRight = Tie::below(l.lo, lows.back(1).lo, s.tie.rightStrict);
+            const bool highsHeld = highs.full(), lowsHeld = lows.full();
+            if (isHigh & highsHeld & highLeft & highRight) sink.swing(Side::High, h, now);
+            if (isLow & lowsHeld & lowLeft & lowRight) sink.swing(Side::Low, l, now);
         } else {
             if (isHigh) sink.swing(Side::High, cand, now);
             if (isLow) sink.swing(Side::Low, cand, now);
@@ -413,13 +432,16 @@ StatusCode swingSystem(Side side, SeriesHandle& out, const BarRecord& market, do
 
 namespace {
 
-// The swing each bar confirms, or -1.
+// The swings in the order of the bars that confirm them (one bar confirms one swing of a side).
+struct Confirmation {
+    int32_t by, at;
+};
 struct ConfirmSink {
-    int32_t* confirms;
-    int32_t bars;
+    Confirmation* list;
+    int32_t bars, size = 0;
     void bar(int32_t) {}
     void swing(Side, const Ref& at, const Ref& now) {
-        if (now.bar < bars) confirms[now.bar] = at.bar;
+        if (now.bar < bars) list[size++] = {now.bar, at.bar};
     }
 };
 
@@ -432,31 +454,32 @@ StatusCode divergence(Side side, SeriesHandle& out, const SeriesHandle& price, c
     NumberOut w(&out, n);
     const NumberView a(&price), b(&indicator);
     const Setup su = setUp(strength, 0);
-    std::unique_ptr<int32_t[]> confirms(su.valid ? new (std::nothrow) int32_t[2 * static_cast<size_t>(n)] : nullptr);
-    if (!confirms) {
+    // room for a swing at every bar; only the part written is touched
+    std::unique_ptr<Confirmation[]> lists(su.valid ? new (std::nothrow) Confirmation[2 * static_cast<size_t>(n)]
+                                                   : nullptr);
+    if (!lists) {
         for (int32_t t = 0; t < n; ++t) w.set(t, 0.0);
         return kOk;
     }
-    int32_t* byA = confirms.get();
-    int32_t* byB = byA + n;
-    std::fill(byA, byA + 2 * static_cast<size_t>(n), -1);
     const bool high = side == Side::High;
-    ConfirmSink sa{byA, n}, sb{byB, n};
+    ConfirmSink sa{lists.get(), n}, sb{lists.get() + n, n};
     scanBars<Prices::HighLow, false, false, false>(Scan{Source{a, a, n}, su.strength, Tie(0), high, !high}, 0, sa);
     scanBars<Prices::HighLow, false, false, false>(Scan{Source{b, b, b.count()}, su.strength, Tie(0), high, !high},
                                                    0, sb);
     const int64_t st = su.strength;
     int32_t a1 = -1, a2 = -1, b1 = -1, b2 = -1, usedA = -1, usedB = -1;
+    int32_t nextA = 0, nextB = 0;
     for (int32_t t = 0; t < n; ++t) {
         double signal = 0.0;
-        if (byA[t] >= 0 || byB[t] >= 0) {
-            if (byA[t] >= 0) {
+        const bool byA = nextA < sa.size && sa.list[nextA].by == t, byB = nextB < sb.size && sb.list[nextB].by == t;
+        if (byA || byB) {
+            if (byA) {
                 a1 = a2;
-                a2 = byA[t];
+                a2 = sa.list[nextA++].at;
             }
-            if (byB[t] >= 0) {
+            if (byB) {
                 b1 = b2;
-                b2 = byB[t];
+                b2 = sb.list[nextB++].at;
             }
             if (a1 >= 0 && b1 >= 0 && std::abs(static_cast<int64_t>(a2) - b2) <= st &&
                 std::abs(static_cast<int64_t>(a1) - b1) <= st && !(a2 == usedA && b2 == usedB)) {
