@@ -4,7 +4,7 @@
 
 #include <cmath>
 
-#include "averages/series_checks.h"
+#include "support/series_checks.h"
 #include "indicators/averages.h"
 #include "support/heap_check.h"
 

@@ -4,7 +4,7 @@
 
 #include <cmath>
 
-#include "averages/series_checks.h"
+#include "support/series_checks.h"
 #include "support/heap_check.h"
 
 namespace fk {
@@ -246,24 +246,6 @@ TEST_F(RollingTest, WeightedAverageEdges) {
         if (std::string(c.function) == "VOMA") call.arg(ones);
         ASSERT_EQ(call.run(0), kOk);
         EXPECT_EQ(out.values(), c.want);
-    }
-}
-
-TEST_F(RollingTest, StatusCodes) {
-    Series in = Series::of({1, 2, 3, 4}), len = Series::constant(2), w = Series::of({1, 1, 1, 1});
-    struct Case {
-        const char* name;
-        std::function<void(Call&)> build;
-    };
-    const Case cases[] = {
-        {"MovAvg", [&](Call& c) { c.arg(in).arg(2).arg(1); }},
-        {"MovingSum", [&](Call& c) { c.arg(in).arg(len).arg(0); }},
-        {"MovStdDev", [&](Call& c) { c.arg(in).arg(2); }},
-        {"MOMA", [&](Call& c) { c.arg(in).arg(2); }},
-        {"VOMA", [&](Call& c) { c.arg(in).arg(2).arg(w); }},
-    };
-    for (const Case& c : cases) {
-        testing::expectStatusPaths(c.name, c.build);
     }
 }
 

@@ -63,7 +63,7 @@ TEST_F(DateSeriesTest, BarFieldsUseTheTradingDayAndTheOwnClock) {
     for (const Case& c : cases) EXPECT_EQ(run(c.name, m), c.want) << c.name;
 }
 
-TEST_F(DateSeriesTest, BarFieldsHonourTheStartBarAndTheDecoratedNames) {
+TEST_F(DateSeriesTest, BarFieldsHonourTheStartBar) {
     Market m(barsAt({at(2014, 3, 17, 10), at(2014, 3, 17, 11, 5), at(2014, 3, 17, 12, 10)}));
     Series out = Series::of({-1, -1});
     Call call("Minute");
@@ -72,21 +72,6 @@ TEST_F(DateSeriesTest, BarFieldsHonourTheStartBarAndTheDecoratedNames) {
     EXPECT_EQ(out.values(), (std::vector<double>{-1, 5, 10}));
     ASSERT_EQ(call.run(5), 0); // past the last bar: nothing
     EXPECT_EQ(out.count(), 3);
-
-    host::Library lib;
-    ASSERT_TRUE(lib.loaded()) << lib.loadError();
-    for (const char* name : {"Hour", "Minute"}) {
-        const ExportEntry* e = findExport(name);
-        ASSERT_NE(e, nullptr);
-        ASSERT_NE(e->decorated, nullptr);
-        EntryPoint decorated = lib.symbol(librarySymbolName(e->decorated).c_str());
-        ASSERT_NE(decorated, nullptr) << e->decorated;
-        Series viaDecorated;
-        Call c(*e, decorated);
-        c.out(viaDecorated).arg(m);
-        ASSERT_EQ(c.run(0), 0);
-        EXPECT_EQ(viaDecorated.values(), run(name, m)) << name;
-    }
 }
 
 TEST_F(DateSeriesTest, FieldsOfDateTimeValues) {
@@ -175,29 +160,6 @@ TEST_F(DateSeriesTest, SecondsInBar) {
         Market m(barsAt(c.stamps));
         m.period(c.period).session(570, 960, 1020);
         EXPECT_EQ(run("SecondsInBar", m), c.want) << c.name;
-    }
-}
-
-TEST_F(DateSeriesTest, ChunkedCallsGiveWhatOneCallGives) {
-    std::vector<double> stamps;
-    for (int i = 0; i < 40; ++i) stamps.push_back(at(2014, 3, 14, 9, 30) + i * 0.07);
-    const std::vector<host::Bar> all = barsAt(stamps);
-    for (const char* name : {"Day", "DayOfYear", "SecondsInBar", "Hour"}) {
-        Market whole(all);
-        whole.period(0x0300001E).session(570, 960, 1020);
-        const std::vector<double> want = run(name, whole);
-
-        Market growing;
-        growing.period(0x0300001E).session(570, 960, 1020);
-        Series out;
-        Call call(name);
-        call.out(out).arg(growing);
-        ASSERT_EQ(host::playChunks(call, 40, 7,
-                                   [&](int32_t n) {
-                                       while (growing.barCount() < n) growing.append(all[growing.barCount()]);
-                                   }),
-                  0);
-        EXPECT_EQ(out.values(), want) << name;
     }
 }
 

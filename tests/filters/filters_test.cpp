@@ -9,7 +9,7 @@
 
 #include "host/hostkit.h"
 #include "support/heap_check.h"
-#include "support/status_cases.h"
+#include "support/call_builder.h"
 
 namespace fk {
 namespace {
@@ -18,7 +18,6 @@ using host::Call;
 using host::Series;
 using testing::HeapChecked;
 using Vec = std::vector<double>;
-using In = testing::StatusInputs;
 
 constexpr double M = kMissing;
 constexpr double kPi = 3.141592653589793;
@@ -266,24 +265,18 @@ TEST_F(FiltersTest, CentreOfGravityStartsAfterLeadingHolesAndSkipsZeroSums) {
 }
 
 TEST_F(FiltersTest, StatusCodes) {
-    const testing::StatusCase cases[] = {
-        {"release", "Ehlers_SuperSmoother", [](Call& c, In& in) { c.arg(in.x).arg(10); }, -2, 0},
-        {"release before the count check", "CGOscillator", [](Call& c, In&) { c.count(9); }, -2, 0},
-        {"period 0", "Ehlers_SuperSmoother", [](Call& c, In& in) { c.arg(in.x).arg(0); }, 0, -1},
-        {"period -5", "Ehlers_SuperSmoother", [](Call& c, In& in) { c.arg(in.x).arg(-5); }, 0, -1},
-        {"period 0", "Ehlers_Decycler", [](Call& c, In& in) { c.arg(in.x).arg(0); }, 0, -1},
-        {"period -5", "Ehlers_RoofingBase", [](Call& c, In& in) { c.arg(in.x).arg(-5); }, 0, -1},
-        {"period 0", "Ehlers_SinewaveBase", [](Call& c, In& in) { c.arg(in.x).arg(0); }, 0, -1},
-        {"empty input", "Laguerre_Func", [](Call& c, In& in) { c.arg(in.empty).arg(0.5).arg(1); }, 0, -1},
-        {"input without buffer", "Ehlers_Fisher2", [](Call& c, In& in) { c.arg(in.null); }, 0, -1},
-        {"empty input", "CGOscillator", [](Call& c, In& in) { c.arg(in.empty).arg(10); }, 0, -1},
-        {"empty lowest", "Ehlers_Fisher1", [](Call& c, In& in) { c.arg(in.x).arg(in.x).arg(in.empty); }, 0, -1},
-        {"wrong count", "Ehlers_Decycler", [](Call& c, In& in) { c.arg(in.x); }, 0, 0x102},
-        {"input is a text", "Ehlers_Fisher2", [](Call& c, In& in) { c.arg(in.text); }, 0, 0x202},
-        {"period is a series", "Ehlers_Decycler", [](Call& c, In& in) { c.arg(in.x).arg(in.x); }, 0, 0x203},
-        {"start past the last bar", "Ehlers_Decycler", [](Call& c, In& in) { c.arg(in.x).arg(10); }, 9, 0},
-    };
-    testing::expectStatuses(cases);
+    const Vec x = {1, 2, 3};
+    testing::expectStatuses({
+        {"Ehlers_SuperSmoother", {x, 0.0}, kDomainError},
+        {"Ehlers_SuperSmoother", {x, -5.0}, kDomainError},
+        {"Ehlers_Decycler", {x, 0.0}, kDomainError},
+        {"Ehlers_RoofingBase", {x, -5.0}, kDomainError},
+        {"Ehlers_SinewaveBase", {x, 0.0}, kDomainError},
+        {"Laguerre_Func", {'e', 0.5, 1.0}, kDomainError},
+        {"Ehlers_Fisher2", {'e'}, kDomainError},
+        {"CGOscillator", {'e', 10.0}, kDomainError},
+        {"Ehlers_Fisher1", {x, x, 'e'}, kDomainError},
+    });
 }
 
 } // namespace

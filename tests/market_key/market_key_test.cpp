@@ -6,7 +6,7 @@
 
 #include "host/hostkit.h"
 #include "support/heap_check.h"
-#include "support/status_cases.h"
+#include "support/call_builder.h"
 
 namespace fk {
 namespace {
@@ -15,7 +15,6 @@ using host::Call;
 using host::Market;
 using host::Series;
 using Vec = std::vector<double>;
-using In = testing::StatusInputs;
 
 constexpr double F = kMissing;
 
@@ -77,23 +76,10 @@ TEST_F(MarketKeyTest, RecordSheets) {
 }
 
 TEST_F(MarketKeyTest, StatusCodes) {
-    const testing::StatusCase cases[] = {
-        {"release", "JLUpTrend", [](Call& c, In& in) { c.arg(in.x); }, -2, 0},
-        {"release", "JLReactionCust", [](Call&, In&) {}, -2, 0},
-        {"wrong count", "JLRally", [](Call& c, In& in) { c.arg(in.market); }, 0, 0x102},
-        {"wrong count", "JLDownTrendCust", [](Call& c, In& in) { c.arg(in.market).arg(6); }, 0, 0x103},
-        {"market is a series", "JLDownTrend", [](Call& c, In& in) { c.arg(in.x).arg(6); }, 0, 0x202},
-        {"reversal is a text", "JLReaction", [](Call& c, In& in) { c.arg(in.market).arg(in.text); }, 0, 0x203},
-        {"Return Value is a market", "JLRally", [](Call& c, In& in) { c.arg(in.market).arg(6).tag(1, 5); }, 0, 0x201},
-        {"confirmation is a text", "JLUpTrendCust",
-         [](Call& c, In& in) { c.arg(in.market).arg(6).arg(in.text).arg(0); }, 0, 0x204},
-        {"unit is a series", "JLRallyCust", [](Call& c, In& in) { c.arg(in.market).arg(6).arg(3).arg(in.x); }, 0,
-         0x205},
-        {"market without bars", "JLUpTrend", [](Call& c, In& in) { c.arg(in.noBars).arg(6); }, 0, kTooFewBars},
-        {"market without bars", "JLUpTrendCust", [](Call& c, In& in) { c.arg(in.noBars).arg(6).arg(3).arg(0); }, 0,
-         kTooFewBars},
-    };
-    testing::expectStatuses(cases);
+    testing::expectStatuses({
+        {"JLUpTrend", {'n', 6.0}, kTooFewBars},
+        {"JLUpTrendCust", {'n', 6.0, 3.0, 0.0}, kTooFewBars},
+    });
 }
 
 } // namespace

@@ -9,7 +9,7 @@
 
 #include "host/hostkit.h"
 #include "support/heap_check.h"
-#include "support/status_cases.h"
+#include "support/call_builder.h"
 
 namespace fk {
 namespace {
@@ -18,7 +18,7 @@ using host::Call;
 using host::Series;
 using testing::HeapChecked;
 using Vec = std::vector<double>;
-using In = testing::StatusInputs;
+using testing::expectNear;
 
 constexpr double M = kMissing;
 
@@ -32,11 +32,6 @@ Vec run(const char* name, const Vec& x, A... args) {
     (call.arg(args), ...);
     EXPECT_EQ(call.run(0), 0);
     return out.values();
-}
-
-void expectNear(const Vec& got, const Vec& want, double tol = 1e-9) {
-    ASSERT_EQ(got.size(), want.size());
-    for (size_t i = 0; i < got.size(); ++i) EXPECT_NEAR(got[i], want[i], tol) << "bar " << i;
 }
 
 // Small whole values (many ties), about one bar in eight missing and a NaN now and then.
@@ -193,31 +188,22 @@ TEST_F(RanksTest, RestartsMatchOneCall) {
 
 TEST_F(RanksTest, StatusCodes) {
     const double nan = std::nan("");
-    const testing::StatusCase cases[] = {
-        {"release", "EquityRankForBar", [](Call& c, In&) { c.count(9); }, -2, 0},
-        {"release", "LateralBox", [](Call& c, In& in) { c.arg(in.x); }, -2, 0},
-        {"wrong count", "PercentileDLL", [](Call& c, In& in) { c.arg(in.x).arg(3); }, 0, 0x103},
-        {"wrong count", "LateralMovement", [](Call& c, In& in) { c.arg(in.x); }, 0, 0x102},
-        {"input is a text", "TSBarMedian", [](Call& c, In& in) { c.arg(in.text).arg(3); }, 0, 0x202},
-        {"length is a series", "EquityRankForBar", [](Call& c, In& in) { c.arg(in.x).arg(in.x); }, 0, 0x203},
-        {"selector is a text", "LateralBox", [](Call& c, In& in) { c.arg(in.x).arg(1).arg(0).arg(2).arg(in.text); }, 0, 0x206},
-        {"empty input", "EquityRankForBar", [](Call& c, In& in) { c.arg(in.empty).arg(3); }, 0, 0xFF00},
-        {"input without buffer", "PercentileDLL", [](Call& c, In& in) { c.arg(in.null).arg(3).arg(50); }, 0, 0xFF00},
-        {"empty input", "LateralMovement", [](Call& c, In& in) { c.arg(in.empty).arg(1).arg(0).arg(3); }, 0, 0xFF00},
-        {"empty input before a bad length", "TSBarMedian", [](Call& c, In& in) { c.arg(in.empty).arg(0); }, 0, 0xFF00},
-        {"rank length 1", "EquityRankForBar", [](Call& c, In& in) { c.arg(in.x).arg(1); }, 0, -1},
-        {"percentile length 0.4", "PercentileDLL", [](Call& c, In& in) { c.arg(in.x).arg(0.4).arg(50); }, 0, -1},
-        {"percent 101", "PercentileDLL", [](Call& c, In& in) { c.arg(in.x).arg(3).arg(101); }, 0, -1},
-        {"percent NaN", "PercentileDLL", [nan](Call& c, In& in) { c.arg(in.x).arg(3).arg(nan); }, 0, -1},
-        {"median length 0.4", "TSBarMedian", [](Call& c, In& in) { c.arg(in.x).arg(0.4); }, 0, -1},
-        {"median length 3e9", "TSBarMedian", [](Call& c, In& in) { c.arg(in.x).arg(3e9); }, 0, -1},
-        {"height -1", "LateralMovement", [](Call& c, In& in) { c.arg(in.x).arg(-1).arg(0).arg(3); }, 0, -1},
-        {"height NaN", "LateralBox", [nan](Call& c, In& in) { c.arg(in.x).arg(nan).arg(0).arg(3).arg(1); }, 0, -1},
-        {"minimum 0", "LateralMovement", [](Call& c, In& in) { c.arg(in.x).arg(1).arg(0).arg(0.4); }, 0, -1},
-        {"selector 4", "LateralBox", [](Call& c, In& in) { c.arg(in.x).arg(1).arg(0).arg(3).arg(4); }, 0, -1},
-        {"start past the last bar", "PercentileDLL", [](Call& c, In& in) { c.arg(in.x).arg(2).arg(50); }, 9, 0},
-    };
-    testing::expectStatuses(cases);
+    const Vec x = {1, 2, 3};
+    testing::expectStatuses({
+        {"EquityRankForBar", {'e', 3.0}, kTooFewBars},
+        {"LateralMovement", {'e', 1.0, 0.0, 3.0}, kTooFewBars},
+        {"TSBarMedian", {'e', 0.0}, kTooFewBars}, // an empty input before a bad length
+        {"EquityRankForBar", {x, 1.0}, kDomainError},              // rank length 1
+        {"PercentileDLL", {x, 0.4, 50.0}, kDomainError},           // length 0.4
+        {"PercentileDLL", {x, 3.0, 101.0}, kDomainError},          // percent 101
+        {"PercentileDLL", {x, 3.0, nan}, kDomainError},            // percent NaN
+        {"TSBarMedian", {x, 0.4}, kDomainError},                   // median length 0.4
+        {"TSBarMedian", {x, 3e9}, kDomainError},                   // median length 3e9
+        {"LateralMovement", {x, -1.0, 0.0, 3.0}, kDomainError},    // height -1
+        {"LateralBox", {x, nan, 0.0, 3.0, 1.0}, kDomainError},     // height NaN
+        {"LateralMovement", {x, 1.0, 0.0, 0.4}, kDomainError},     // minimum 0
+        {"LateralBox", {x, 1.0, 0.0, 3.0, 4.0}, kDomainError},     // selector 4
+    });
 }
 
 } // namespace

@@ -5,7 +5,7 @@
 #include <cmath>
 #include <optional>
 
-#include "averages/series_checks.h"
+#include "support/series_checks.h"
 #include "support/heap_check.h"
 
 namespace fk {
@@ -101,14 +101,6 @@ TEST_F(RsiSarTest, RsiOf14WithoutMultiplierStartsAtThe140thDifference) {
     EXPECT_NE(got[firstBar], F);
 }
 
-TEST_F(RsiSarTest, Rsi2IsExportedOnlyUnderItsDecoratedName) {
-    host::Library lib;
-    ASSERT_TRUE(lib.loaded()) << lib.loadError();
-    EXPECT_EQ(lib.symbol("RSI2"), nullptr);
-    EXPECT_NE(lib.symbol(librarySymbolName("?RSI2@@YGHPAVCParmBlock@@@Z").c_str()), nullptr);
-    EXPECT_NE(lib.symbol("RSI"), nullptr);
-}
-
 // Bars from (high, low) pairs with the close between them.
 std::vector<Bar> rangeBars(const std::vector<std::pair<double, double>>& ranges) {
     std::vector<Bar> bars;
@@ -196,35 +188,15 @@ TEST_F(RsiSarTest, VolatilityStopTrace) {
 }
 
 TEST_F(RsiSarTest, StatusCodes) {
-    Series in = Series::of({1, 2, 3});
-    Market m(rangeBars({{2, 1}, {3, 2}})), empty;
-    testing::expectStatusPaths("RSI", [&](Call& c) { c.arg(in).arg(2).arg(1); });
-    testing::expectStatusPaths("RSI2", [&](Call& c) { c.arg(in).arg(2).arg(1); });
-    testing::expectStatusPaths("Parabolic", [&](Call& c) { c.arg(m).arg(0).arg(0).arg(0); });
-    testing::expectStatusPaths("WVolatility", [&](Call& c) { c.arg(m).arg(0).arg(0).arg(0); });
-
-    Series none = Series::of({});
-    struct Case {
-        const char* name;
-        std::function<void(Call&)> build;
-        StatusCode want;
-    };
-    const Case cases[] = {
-        {"RSI", [&](Call& c) { c.arg(none).arg(14); }, kTooFewBars},
-        {"RSI", [&](Call& c) { c.arg(in).arg(0.5); }, kTooFewBars},
-        {"RSI2", [&](Call& c) { c.arg(in).arg(0); }, kTooFewBars},
-        {"RSI", [&](Call& c) { c.arg(in).arg(5); }, kOk},
-        {"Parabolic", [&](Call& c) { c.arg(empty).arg(0).arg(0).arg(0); }, kTooFewBars},
-        {"WVolatility", [&](Call& c) { c.arg(empty).arg(0).arg(0).arg(0); }, kTooFewBars},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.name);
-        Series out;
-        Call call(c.name);
-        call.out(out);
-        c.build(call);
-        EXPECT_EQ(call.run(0), c.want);
-    }
+    const std::vector<double> x = {1, 2, 3};
+    testing::expectStatuses({
+        {"RSI", {'e', 14.0}, kTooFewBars},
+        {"RSI", {x, 0.5}, kTooFewBars},
+        {"RSI2", {x, 0.0}, kTooFewBars},
+        {"RSI", {x, 5.0}, kOk},
+        {"Parabolic", {'n', 0.0, 0.0, 0.0}, kTooFewBars},
+        {"WVolatility", {'n', 0.0, 0.0, 0.0}, kTooFewBars},
+    });
 }
 
 } // namespace

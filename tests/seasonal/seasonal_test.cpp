@@ -9,7 +9,7 @@
 #include "calendar/date.h"
 #include "host/hostkit.h"
 #include "support/heap_check.h"
-#include "support/status_cases.h"
+#include "support/call_builder.h"
 
 namespace fk {
 namespace {
@@ -19,16 +19,11 @@ using host::Call;
 using host::Market;
 using host::Series;
 using Vec = std::vector<double>;
-using In = testing::StatusInputs;
+using testing::expectNear;
 
 constexpr double F = kMissing;
 
 class SeasonalTest : public testing::HeapChecked {};
-
-void expectNear(const Vec& got, const Vec& want, double tolerance) {
-    ASSERT_EQ(got.size(), want.size());
-    for (std::size_t i = 0; i < want.size(); ++i) EXPECT_NEAR(got[i], want[i], tolerance) << "bar " << i;
-}
 
 // Bars at the given date-times with one price for open, high, low and close.
 std::vector<Bar> barsAt(const Vec& stamps, const Vec& prices) {
@@ -357,38 +352,25 @@ TEST_F(SeasonalTest, ChunkedHostCallsGiveTheSeriesOfOneCall) {
 }
 
 TEST_F(SeasonalTest, StatusCodes) {
-    const testing::StatusCase cases[] = {
-        {"release", "Seasonal", [](Call& c, In&) { c.count(1); }, -2, 0},
-        {"release", "SeasonalDevUp", [](Call& c, In&) { c.count(1); }, -2, 0},
-        {"release", "CycleCalc", [](Call& c, In&) { c.count(1); }, -2, 0},
-        {"release", "PartialDayData", [](Call& c, In&) { c.count(1); }, -2, 0},
-        {"wrong count", "SeasonalPct", [](Call& c, In& in) { c.arg(in.market).arg(in.x); }, 0, 0x103},
-        {"wrong count", "SeasonalDevDown", [](Call& c, In& in) { c.arg(in.market).arg(in.x).arg(1).arg(1); }, 0, 0x105},
-        {"wrong count", "CycleAnalysis", [](Call& c, In& in) { c.arg(in.x).arg(8).arg(2).arg(8); }, 0, 0x105},
-        {"wrong count", "AvgOfSameBarTime", [](Call& c, In& in) { c.arg(in.market); }, 0, 0x102},
-        {"wrong count", "PartialDayData", [](Call& c, In& in) { c.arg(in.market).arg(1).arg(1); }, 0, 0x104},
-        {"no bars", "Seasonal", [](Call& c, In& in) { c.arg(in.noBars).arg(in.x).arg(1); }, 0, 0xFF00},
-        {"no bars", "SeasonalDevUp", [](Call& c, In& in) { c.arg(in.noBars).arg(in.x).arg(1).arg(1).arg(0); }, 0, 0xFF00},
-        {"no bars", "AvgOfSameBarTime", [](Call& c, In& in) { c.arg(in.noBars).arg(in.x).arg(1); }, 0, 0xFF00},
-        {"no bars", "PartialDayData", [](Call& c, In& in) { c.arg(in.noBars).arg(0); }, 0, 0xFF00},
-        {"empty input", "CycleAnalysis", [](Call& c, In& in) { c.arg(in.empty).arg(8).arg(2).arg(8).arg(0); }, 0, 0xFF00},
-        {"input without buffer", "CycleCalc", [](Call& c, In& in) { c.arg(in.null).arg(8).arg(2).arg(8).arg(0); }, 0, 0xFF00},
-        {"years 0.4", "SeasonalPct", [](Call& c, In& in) { c.arg(in.market).arg(in.x).arg(0.4); }, 0, -1},
-        {"years NaN", "SeasonalDevUp", [](Call& c, In& in) { c.arg(in.market).arg(in.x).arg(NAN).arg(1).arg(0); }, 0, -1},
-        {"window 3", "CycleAnalysis", [](Call& c, In& in) { c.arg(in.x).arg(3).arg(2).arg(3).arg(0); }, 0, -1},
-        {"shortest 1", "CycleCalc", [](Call& c, In& in) { c.arg(in.x).arg(8).arg(1).arg(8).arg(0); }, 0, -1},
-        {"longest below shortest", "CycleAnalysis", [](Call& c, In& in) { c.arg(in.x).arg(8).arg(5).arg(4).arg(0); }, 0, -1},
-        {"longest past the window", "CycleCalc", [](Call& c, In& in) { c.arg(in.x).arg(8).arg(2).arg(9).arg(0); }, 0, -1},
-        {"selector 3", "CycleAnalysis", [](Call& c, In& in) { c.arg(in.x).arg(8).arg(2).arg(8).arg(3); }, 0, -1},
-        {"horizon -1.6", "CycleCalc", [](Call& c, In& in) { c.arg(in.x).arg(8).arg(2).arg(8).arg(-1.6); }, 0, -1},
-        {"sessions 0.4", "AvgOfSameBarTime", [](Call& c, In& in) { c.arg(in.market).arg(in.x).arg(0.4); }, 0, -1},
-        {"selector 8", "PartialDayData", [](Call& c, In& in) { c.arg(in.market).arg(8); }, 0, -1},
-        {"selector -1", "PartialDayData", [](Call& c, In& in) { c.arg(in.market).arg(-1); }, 0, -1},
-    };
-    testing::expectStatuses(cases);
-    for (const char* name : {"Seasonal", "SeasonalPct", "SeasonalDevUp", "SeasonalDevDown", "CycleAnalysis",
-                             "CycleCalc", "AvgOfSameBarTime", "PartialDayData"})
-        testing::expectBadEntries(name);
+    const Vec x = {1, 2, 3};
+    testing::expectStatuses({
+        {"Seasonal", {'n', x, 1.0}, kTooFewBars},
+        {"SeasonalDevUp", {'n', x, 1.0, 1.0, 0.0}, kTooFewBars},
+        {"AvgOfSameBarTime", {'n', x, 1.0}, kTooFewBars},
+        {"PartialDayData", {'n', 0.0}, kTooFewBars},
+        {"CycleAnalysis", {'e', 8.0, 2.0, 8.0, 0.0}, kTooFewBars},
+        {"SeasonalPct", {'m', x, 0.4}, kDomainError},               // years 0.4
+        {"SeasonalDevUp", {'m', x, NAN, 1.0, 0.0}, kDomainError},   // years NaN
+        {"CycleAnalysis", {x, 3.0, 2.0, 3.0, 0.0}, kDomainError},   // window 3
+        {"CycleCalc", {x, 8.0, 1.0, 8.0, 0.0}, kDomainError},       // shortest 1
+        {"CycleAnalysis", {x, 8.0, 5.0, 4.0, 0.0}, kDomainError},   // longest below shortest
+        {"CycleCalc", {x, 8.0, 2.0, 9.0, 0.0}, kDomainError},       // longest past the window
+        {"CycleAnalysis", {x, 8.0, 2.0, 8.0, 3.0}, kDomainError},   // selector 3
+        {"CycleCalc", {x, 8.0, 2.0, 8.0, -1.6}, kDomainError},      // horizon -1.6
+        {"AvgOfSameBarTime", {'m', x, 0.4}, kDomainError},          // sessions 0.4
+        {"PartialDayData", {'m', 8.0}, kDomainError},               // selector 8
+        {"PartialDayData", {'m', -1.0}, kDomainError},              // selector -1
+    });
 }
 
 } // namespace

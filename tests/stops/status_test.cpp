@@ -1,9 +1,8 @@
-// Status codes of the stops, trends, pivots and bands: the common ones, and each export's own
-// checks of its market and its inputs.
+// Status codes of the stops, trends, pivots and bands: each export's own checks of its market and
+// its inputs.
 #include <vector>
 
 #include "market_data.h"
-#include "support/export_status.h"
 #include "support/heap_check.h"
 
 namespace fk {
@@ -14,11 +13,6 @@ using host::Market;
 using host::Series;
 
 class StopsStatusTest : public testing::HeapChecked {};
-
-TEST_F(StopsStatusTest, CountsReleaseAndBadEntries) {
-    testing::expectCommonStatuses({"StopAndReverse", "WaveVolume_DLL", "AgTrend", "WillStopCustom", "BullishPivot",
-                                   "BearishPivot", "EaseOfMove", "BomarUpper", "BomarLower"});
-}
 
 std::vector<host::Bar> flatBars(int n) {
     return std::vector<host::Bar>(static_cast<std::size_t>(n), host::Bar{41640, 1, 2, 1, 1.5, 10});

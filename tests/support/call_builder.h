@@ -1,4 +1,5 @@
-// Runs one export call described compactly, for tables of cases.
+// Runs one export call described compactly, for tables of worked examples, status codes and the
+// host's chunked calls.
 #pragma once
 #include <gtest/gtest.h>
 
@@ -8,6 +9,7 @@
 #include <variant>
 #include <vector>
 
+#include "exports/export_def.h"
 #include "host/hostkit.h"
 
 namespace fk::testing {
@@ -15,31 +17,49 @@ namespace fk::testing {
 inline constexpr double F = kMissing;
 
 // A parameter: a series by its values, a number (a single constant where the export wants a
-// series), or a letter: 'e' an empty series, 'z' a handle without buffer, 't' a text, 'm' a
-// market of three bars.
-using Arg = std::variant<std::vector<double>, double, char>;
+// series), a text, a market set up by the test, or a letter: 'e' an empty series, 'z' a handle
+// without buffer, 'm' a market of three daily bars, 'n' a market without bars.
+using Arg = std::variant<std::vector<double>, double, char, std::string, host::Market*>;
+
+// The Return Value a call starts with: its elements, or a letter: 'z' a handle without buffer,
+// '0' a null handle pointer. An export whose Return Value is a text gets a text.
+struct Out {
+    std::vector<double> values;
+    char kind = 0;
+    Out(std::vector<double> v = {}) : values(std::move(v)) {}
+    Out(char k) : kind(k) {}
+};
 
 struct Result {
     StatusCode status;
     std::vector<double> values; // the Return Value afterwards
 };
 
-// Calls `name` once; the Return Value starts with the elements `out0`. A non-zero `outTag`
-// replaces the Return Value's type tag.
-inline Result runCall(const char* name, const std::vector<Arg>& args, int32_t startBar = 0,
-                      const std::vector<double>& out0 = {}, uint32_t outTag = 0) {
+// The three daily bars of the market 'm'.
+inline std::vector<host::Bar> threeBars() {
+    return {{41713.0, 10, 11, 9, 10, 100}, {41716.0, 10, 12, 9, 11, 200}, {41717.0, 11, 13, 10, 12, 300}};
+}
+
+// Calls `name` once from `startBar`. A non-zero `outTag` replaces the Return Value's type tag.
+inline Result runCall(const char* name, const std::vector<Arg>& args, int32_t startBar = 0, const Out& out0 = {},
+                      uint32_t outTag = 0) {
     std::deque<host::Series> series;
-    host::Text text("x");
-    host::Market market({{36000, 1, 2, 1, 1, 1}, {36001, 1, 3, 2, 2, 1}, {36002, 1, 2, 1, 1, 1}});
-    host::Series out = host::Series::of(out0);
+    std::deque<host::Text> texts;
+    host::Market market(threeBars()), noBars;
+    host::Series out = out0.kind == 'z' ? host::Series::null() : host::Series::of(out0.values);
+    host::Text textOut = out0.kind == 'z' ? host::Text::null() : host::Text();
     host::Call call(name);
-    call.out(out);
+    if (out0.kind == '0') call.rawPointer(kParamNumberSeries, nullptr);
+    else if (call.entry().sig.types[0] == kArgTextSeries) call.out(textOut);
+    else call.out(out);
     for (const Arg& a : args) {
         if (const auto* v = std::get_if<std::vector<double>>(&a)) call.arg(series.emplace_back(host::Series::of(*v)));
         else if (const auto* d = std::get_if<double>(&a)) call.arg(*d);
+        else if (const auto* m = std::get_if<host::Market*>(&a)) call.arg(**m);
+        else if (const auto* t = std::get_if<std::string>(&a)) call.arg(texts.emplace_back(*t));
         else if (std::get<char>(a) == 'e') call.arg(series.emplace_back(host::Series::of({})));
         else if (std::get<char>(a) == 'z') call.arg(series.emplace_back(host::Series::null()));
-        else if (std::get<char>(a) == 't') call.arg(text);
+        else if (std::get<char>(a) == 'n') call.arg(noBars);
         else call.arg(market);
     }
     if (outTag) call.tag(1, outTag);
@@ -64,19 +84,24 @@ inline void expectExamples(const std::vector<Example>& examples) {
     }
 }
 
-// A call and the status it must return.
+// A call and the status it must return. A Return Value given by its elements starts as {7, 7, 7},
+// which a call that computes nothing must leave as it was.
 struct StatusCase {
     const char* function;
     std::vector<Arg> args;
-    int32_t startBar;
     StatusCode expected;
-    uint32_t outTag = 0; // replaces the Return Value's type tag
+    int32_t startBar = 0;
+    Out out = std::vector<double>{7, 7, 7};
 };
 
 inline void expectStatuses(const std::vector<StatusCase>& cases) {
     for (const StatusCase& c : cases) {
         SCOPED_TRACE(std::string(c.function) + " " + std::to_string(c.expected));
-        EXPECT_EQ(runCall(c.function, c.args, c.startBar, {}, c.outTag).status, c.expected);
+        const Result r = runCall(c.function, c.args, c.startBar, c.out);
+        EXPECT_EQ(r.status, c.expected);
+        if (c.out.kind == 0 && c.expected != kOk) {
+            EXPECT_EQ(r.values, c.out.values) << "the Return Value changed";
+        }
     }
 }
 
@@ -105,6 +130,15 @@ inline Result runChunked(const char* name, const std::vector<Arg>& args, int32_t
     };
     const StatusCode st = host::playChunks(call, bars, chunk, grow);
     return {st, out.values()};
+}
+
+// Equal bar for bar within `tolerance`; a missing value where one is wanted.
+inline void expectNear(const std::vector<double>& got, const std::vector<double>& want, double tolerance = 1e-9) {
+    ASSERT_EQ(got.size(), want.size());
+    for (std::size_t i = 0; i < want.size(); ++i) {
+        if (want[i] == F) EXPECT_EQ(got[i], F) << "bar " << i;
+        else EXPECT_NEAR(got[i], want[i], tolerance) << "bar " << i;
+    }
 }
 
 } // namespace fk::testing

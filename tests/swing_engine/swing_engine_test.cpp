@@ -252,5 +252,14 @@ TEST_F(SwingEngineTest, DivergencesAndIntermediateSwings) {
     });
 }
 
+TEST_F(SwingEngineTest, StatusCodes) {
+    testing::expectStatuses({
+        {"SwingSystemHigh", {'n', 1.0, 0.0, 0.0}, kTooFewBars},
+        {"BearDivergence", {'e', Vec{1, 2, 3}, 1.0}, kDomainError},
+        {"BullDivergence", {Vec{1, 2, 3}, 'e', 1.0}, kDomainError},
+        {"LWIntSwing", {'e'}, kDomainError},
+    });
+}
+
 } // namespace
 } // namespace fk

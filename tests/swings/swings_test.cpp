@@ -119,20 +119,5 @@ TEST_F(SwingsTest, ZigZags) {
     }
 }
 
-TEST_F(SwingsTest, StatusCodes) {
-    const V s = {1, 2, 1};
-    testing::expectStatuses({
-        {"ZigZag", {'m'}, 0, 0x102},
-        {"ZigZag", {'t', 5.0}, 0, 514},
-        {"LWZigZag", {'m', 5.0}, -2, kOk},
-        {"LWZigZag", {'m', 5.0}, 0, 513, kParamText},
-        {"IsSwingHighPoint", {s, 't'}, 0, 515},
-        {"IsSwingLowPoint", {s, 1.0, 1.0}, 0, 0x104},
-        {"SwingHighBarsAgo", {s, 't', 1.0}, 0, 515},
-        {"SwingLowBarsAgo", {s, 1.0}, 0, 0x103},
-        {"SwingLowBarsAgo", {}, -2, kOk},
-    });
-}
-
 } // namespace
 } // namespace fk

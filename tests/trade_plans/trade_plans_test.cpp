@@ -8,7 +8,7 @@
 
 #include "host/hostkit.h"
 #include "support/heap_check.h"
-#include "support/status_cases.h"
+#include "support/call_builder.h"
 
 namespace fk {
 namespace {
@@ -18,16 +18,11 @@ using host::Call;
 using host::Market;
 using host::Series;
 using Vec = std::vector<double>;
-using In = testing::StatusInputs;
+using testing::expectNear;
 
 constexpr double F = kMissing;
 
 class TradePlanTest : public testing::HeapChecked {};
-
-void expectNear(const Vec& got, const Vec& want) {
-    ASSERT_EQ(got.size(), want.size());
-    for (std::size_t i = 0; i < want.size(); ++i) EXPECT_NEAR(got[i], want[i], 1e-9) << "bar " << i;
-}
 
 // A market of one bar per day; highs and lows as given, open and close between them.
 std::vector<Bar> barsOf(const Vec& high, const Vec& low, const Vec& close = {}) {
@@ -231,35 +226,31 @@ TEST_F(TradePlanTest, ChunkedHostCallsGiveTheSeriesOfOneCall) {
 }
 
 TEST_F(TradePlanTest, StatusCodes) {
-    const auto untick = [](In& in) -> Market& { return in.market.tick(0, 0); };
-    const testing::StatusCase cases[] = {
-        {"release", "PTF_DLL", [](Call& c, In&) { c.count(2); }, -2, 0},
-        {"release", "PyramidTP", [](Call& c, In&) { c.count(2); }, -2, 0},
-        {"release", "ReverseBarTP", [](Call& c, In&) { c.count(2); }, -2, 0},
-        {"wrong count", "PTF_DLL", [](Call& c, In& in) { c.arg(in.market).arg(in.x).arg(in.x).arg(4); }, 0, 0x105},
-        {"wrong count", "PyramidTP", [](Call& c, In& in) { c.arg(in.market).arg(in.x).arg(in.x).arg(4).arg(3).arg(0).arg(0); }, 0, 0x108},
-        {"wrong count", "ReverseBarTP", [](Call& c, In& in) { c.arg(in.market); }, 0, 0x102},
-        {"no bars", "PTF_DLL", [](Call& c, In& in) { c.arg(in.noBars).arg(in.x).arg(in.x).arg(4).arg(1); }, 0, 0xFF00},
-        {"no bars", "PyramidTP", [](Call& c, In& in) { c.arg(in.noBars).arg(in.x).arg(in.x).arg(4).arg(3).arg(0); }, 0, 0xFF00},
-        {"no bars", "ReverseBarTP", [](Call& c, In& in) { c.arg(in.noBars).arg(2).arg(1).arg(0).arg(0); }, 0, 0xFF00},
-        {"tick size 0", "PTF_DLL", [=](Call& c, In& in) { c.arg(untick(in)).arg(in.x).arg(in.x).arg(4).arg(1); }, 0, -1},
-        {"tick size NaN", "PyramidTP", [](Call& c, In& in) { c.arg(in.market.tick(NAN, 0)).arg(in.x).arg(in.x).arg(4).arg(3).arg(0); }, 0, -1},
-        {"tick size -0.25", "ReverseBarTP", [](Call& c, In& in) { c.arg(in.market.tick(-0.25, 0)).arg(2).arg(1).arg(0).arg(0); }, 0, -1},
-        {"step 0.4", "PTF_DLL", [](Call& c, In& in) { c.arg(in.market).arg(in.x).arg(in.x).arg(0.4).arg(1); }, 0, -1},
-        {"rung NaN", "PTF_DLL", [](Call& c, In& in) { c.arg(in.market).arg(in.x).arg(in.x).arg(4).arg(NAN); }, 0, -1},
-        {"rung 3e9", "PTF_DLL", [](Call& c, In& in) { c.arg(in.market).arg(in.x).arg(in.x).arg(4).arg(3e9); }, 0, -1},
-        {"step 0.4", "PyramidTP", [](Call& c, In& in) { c.arg(in.market).arg(in.x).arg(in.x).arg(0.4).arg(3).arg(0); }, 0, -1},
-        {"units 0.4", "PyramidTP", [](Call& c, In& in) { c.arg(in.market).arg(in.x).arg(in.x).arg(4).arg(0.4).arg(0); }, 0, -1},
-        {"selector 4", "PyramidTP", [](Call& c, In& in) { c.arg(in.market).arg(in.x).arg(in.x).arg(4).arg(3).arg(4); }, 0, -1},
-        {"selector -1", "PyramidTP", [](Call& c, In& in) { c.arg(in.market).arg(in.x).arg(in.x).arg(4).arg(3).arg(-1); }, 0, -1},
-        {"look-back 0.4", "ReverseBarTP", [](Call& c, In& in) { c.arg(in.market).arg(0.4).arg(1).arg(0).arg(0); }, 0, -1},
-        {"multiple 0", "ReverseBarTP", [](Call& c, In& in) { c.arg(in.market).arg(2).arg(0).arg(0).arg(0); }, 0, -1},
-        {"multiple NaN", "ReverseBarTP", [](Call& c, In& in) { c.arg(in.market).arg(2).arg(NAN).arg(0).arg(0); }, 0, -1},
-        {"expiry -1.6", "ReverseBarTP", [](Call& c, In& in) { c.arg(in.market).arg(2).arg(1).arg(-1.6).arg(0); }, 0, -1},
-        {"selector 4", "ReverseBarTP", [](Call& c, In& in) { c.arg(in.market).arg(2).arg(1).arg(0).arg(4); }, 0, -1},
-    };
-    testing::expectStatuses(cases);
-    for (const char* name : {"PTF_DLL", "PyramidTP", "ReverseBarTP"}) testing::expectBadEntries(name);
+    const Vec x = {1, 2, 3};
+    Market tick0(testing::threeBars()), tickNaN(testing::threeBars()), tickNegative(testing::threeBars());
+    tick0.tick(0, 0);
+    tickNaN.tick(NAN, 0);
+    tickNegative.tick(-0.25, 0);
+    testing::expectStatuses({
+        {"PTF_DLL", {'n', x, x, 4.0, 1.0}, kTooFewBars},
+        {"PyramidTP", {'n', x, x, 4.0, 3.0, 0.0}, kTooFewBars},
+        {"ReverseBarTP", {'n', 2.0, 1.0, 0.0, 0.0}, kTooFewBars},
+        {"PTF_DLL", {&tick0, x, x, 4.0, 1.0}, kDomainError},
+        {"PyramidTP", {&tickNaN, x, x, 4.0, 3.0, 0.0}, kDomainError},
+        {"ReverseBarTP", {&tickNegative, 2.0, 1.0, 0.0, 0.0}, kDomainError},
+        {"PTF_DLL", {'m', x, x, 0.4, 1.0}, kDomainError},         // step 0.4
+        {"PTF_DLL", {'m', x, x, 4.0, NAN}, kDomainError},         // rung NaN
+        {"PTF_DLL", {'m', x, x, 4.0, 3e9}, kDomainError},         // rung 3e9
+        {"PyramidTP", {'m', x, x, 0.4, 3.0, 0.0}, kDomainError},  // step 0.4
+        {"PyramidTP", {'m', x, x, 4.0, 0.4, 0.0}, kDomainError},  // units 0.4
+        {"PyramidTP", {'m', x, x, 4.0, 3.0, 4.0}, kDomainError},  // selector 4
+        {"PyramidTP", {'m', x, x, 4.0, 3.0, -1.0}, kDomainError}, // selector -1
+        {"ReverseBarTP", {'m', 0.4, 1.0, 0.0, 0.0}, kDomainError}, // look-back 0.4
+        {"ReverseBarTP", {'m', 2.0, 0.0, 0.0, 0.0}, kDomainError}, // multiple 0
+        {"ReverseBarTP", {'m', 2.0, NAN, 0.0, 0.0}, kDomainError}, // multiple NaN
+        {"ReverseBarTP", {'m', 2.0, 1.0, -1.6, 0.0}, kDomainError}, // expiry -1.6
+        {"ReverseBarTP", {'m', 2.0, 1.0, 0.0, 4.0}, kDomainError}, // selector 4
+    });
 }
 
 } // namespace

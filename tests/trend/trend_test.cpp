@@ -8,7 +8,7 @@
 
 #include "host/hostkit.h"
 #include "support/heap_check.h"
-#include "support/status_cases.h"
+#include "support/call_builder.h"
 
 namespace fk {
 namespace {
@@ -17,7 +17,6 @@ using host::Call;
 using host::Market;
 using host::Series;
 using Vec = std::vector<double>;
-using In = testing::StatusInputs;
 
 constexpr double M = kMissing;
 
@@ -161,22 +160,16 @@ TEST_F(TrendTest, ChunkedHostCallsGiveTheSeriesOfOneCall) {
 }
 
 TEST_F(TrendTest, StatusCodes) {
-    const testing::StatusCase cases[] = {
-        {"release", "SuperTrend_DLL", [](Call& c, In& in) { c.arg(in.x).arg(in.x).arg(in.x); }, -2, 0},
-        {"release", "GannTrend", [](Call& c, In& in) { c.arg(in.market); }, -2, 0},
-        {"empty price", "SuperTrend_DLL", [](Call& c, In& in) { c.arg(in.empty).arg(in.x).arg(in.x); }, 0, -1},
-        {"empty band", "SuperTrend_DLL", [](Call& c, In& in) { c.arg(in.x).arg(in.x).arg(in.empty); }, 0, -1},
-        {"empty oscillator", "QQE_Trailer", [](Call& c, In& in) { c.arg(in.empty).arg(in.x); }, 0, -1},
-        {"empty A", "TTM_Trend", [](Call& c, In& in) { c.arg(in.empty).arg(in.x).arg(5); }, 0, -1},
-        {"lookback 0.9", "TTM_Trend", [](Call& c, In& in) { c.arg(in.x).arg(in.x).arg(0.9); }, 0, -1},
-        {"lookback -5", "TTM_Trend", [](Call& c, In& in) { c.arg(in.x).arg(in.x).arg(-5); }, 0, -1},
-        {"market without bars", "GannTrend", [](Call& c, In& in) { c.arg(in.noBars); }, 0, -1},
-        {"wrong count", "QQE_Trailer", [](Call& c, In& in) { c.arg(in.x); }, 0, 0x102},
-        {"price is a text", "SuperTrend_DLL", [](Call& c, In& in) { c.arg(in.text).arg(in.x).arg(in.x); }, 0, 0x202},
-        {"lookback is a series", "TTM_Trend", [](Call& c, In& in) { c.arg(in.x).arg(in.x).arg(in.x); }, 0, 0x204},
-        {"market is a series", "GannTrend", [](Call& c, In& in) { c.arg(in.x); }, 0, 0x202},
-    };
-    testing::expectStatuses(cases);
+    const Vec x = {1, 2, 3};
+    testing::expectStatuses({
+        {"SuperTrend_DLL", {'e', x, x}, kDomainError},
+        {"SuperTrend_DLL", {x, x, 'e'}, kDomainError},
+        {"QQE_Trailer", {'e', x}, kDomainError},
+        {"TTM_Trend", {'e', x, 5.0}, kDomainError},
+        {"TTM_Trend", {x, x, 0.9}, kDomainError}, // look-back 0.9
+        {"TTM_Trend", {x, x, -5.0}, kDomainError},
+        {"GannTrend", {'n'}, kDomainError},
+    });
 }
 
 } // namespace

@@ -17,7 +17,7 @@
 #include "host/hostkit.h"
 #include "mathstat/utilities.h"
 #include "support/heap_check.h"
-#include "support/status_cases.h"
+#include "support/call_builder.h"
 
 namespace fk {
 namespace {
@@ -26,7 +26,6 @@ using host::Call;
 using host::Series;
 using testing::HeapChecked;
 using Vec = std::vector<double>;
-using In = testing::StatusInputs;
 
 constexpr double M = kMissing;
 
@@ -287,25 +286,13 @@ TEST_F(DumpTest, WriteFailureLeavesTheFileAsItWas) {
 #endif
 
 TEST_F(UtilitiesTest, StatusCodes) {
-    const testing::StatusCase cases[] = {
-        {"release", "TSLineSignificance", [](Call& c, In&) { c.count(9); }, -2, 0},
-        {"release", "Random", [](Call& c, In&) { c.count(1); }, -2, 0},
-        {"release", "DumpArrayT", [](Call& c, In& in) { c.arg(in.x); }, -2, 0},
-        {"wrong count", "TSLineSignificance", [](Call& c, In& in) { c.arg(in.x).arg(3); }, 0, 0x103},
-        {"wrong count", "Random", [](Call& c, In& in) { c.arg(in.x); }, 0, 0x102},
-        {"wrong count", "DumpArrayB", [](Call& c, In& in) { c.arg(in.market).arg(in.x).arg(in.text); }, 0, 0x104},
-        {"range is a text", "Random", [](Call& c, In& in) { c.arg(in.text).arg(1); }, 0, 0x202},
-        {"seed is a series", "Random", [](Call& c, In& in) { c.arg(in.x).arg(in.x); }, 0, 0x203},
-        {"market is a series", "DumpArray", [](Call& c, In& in) { c.arg(in.x).arg(in.x).arg(in.text).arg(0); }, 0, 0x202},
-        {"name is a number", "DumpArrayT", [](Call& c, In& in) { c.arg(in.market).arg(in.x).arg(1).arg(0); }, 0, 0x204},
-        {"empty input", "TSLineSignificance", [](Call& c, In& in) { c.arg(in.empty).arg(3).arg(0); }, 0, 0xFF00},
-        {"empty range", "Random", [](Call& c, In& in) { c.arg(in.empty).arg(1); }, 0, 0xFF00},
-        {"range without buffer", "Random", [](Call& c, In& in) { c.arg(in.null).arg(1); }, 0, 0xFF00},
-        {"length 2", "TSLineSignificance", [](Call& c, In& in) { c.arg(in.x).arg(2).arg(0); }, 0, -1},
-        {"selector 3", "TSLineSignificance", [](Call& c, In& in) { c.arg(in.x).arg(3).arg(3); }, 0, -1},
-                {"start past the last bar", "TSLineSignificance", [](Call& c, In& in) { c.arg(in.x).arg(3).arg(1); }, 9, 0},
-    };
-    testing::expectStatuses(cases);
+    const Vec x = {1, 2, 3};
+    testing::expectStatuses({
+        {"TSLineSignificance", {'e', 3.0, 0.0}, kTooFewBars},
+        {"Random", {'e', 1.0}, kTooFewBars},
+        {"TSLineSignificance", {x, 2.0, 0.0}, kDomainError}, // length 2
+        {"TSLineSignificance", {x, 3.0, 3.0}, kDomainError}, // selector 3
+    });
 }
 
 } // namespace
