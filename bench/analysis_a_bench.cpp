@@ -14,7 +14,7 @@ using fk::host::Market;
 using fk::host::Series;
 
 struct Data {
-    fk::bench::Walk w = fk::bench::randomWalk(fk::bench::kBars);
+    const fk::bench::Walk& w = fk::bench::sharedWalk();
     Market daily{fk::bench::walkBars(w)};
     Market minutes; // one-minute bars from 09:30 to 15:59 on every day
     Series close = Series::of(w.close), volume = Series::of(w.volume), entry, direction;

@@ -1,36 +1,19 @@
 // Date, clock and time-zone exports over 1,000,000 bars, through the full exported call.
-#include <benchmark/benchmark.h>
-
-#include "bench_data.h"
+#include "export_cases.h"
 
 namespace {
 
 using fk::bench::kBars;
-
-// The walk as one-minute bars from 2 January 2014 09:30 on, every minute of the day and night,
-// so that the stamps cross days, years and the changes of daylight saving.
-std::vector<fk::host::Bar> minuteBars() {
-    std::vector<fk::host::Bar> bars = fk::bench::walkBars(fk::bench::randomWalk(kBars));
-    for (std::size_t i = 0; i < bars.size(); ++i)
-        bars[i].dateTime = 41641.0 + (570.0 + static_cast<double>(i)) / 1440.0;
-    return bars;
-}
+using fk::bench::perBar;
 
 fk::host::Market& dailyMarket() {
-    static fk::host::Market m(fk::bench::walkBars(fk::bench::randomWalk(kBars)));
+    static fk::host::Market m(fk::bench::walkBars(fk::bench::sharedWalk()));
     return m;
 }
 
 fk::host::Market& minuteMarket() {
-    static fk::host::Market m(minuteBars());
+    static fk::host::Market m(fk::bench::minuteBars());
     return m;
-}
-
-// Reports the time of one call divided by its bars.
-void perBar(benchmark::State& state) {
-    state.counters["ns/bar"] = benchmark::Counter(static_cast<double>(kBars),
-                                                  benchmark::Counter::kIsIterationInvariantRate |
-                                                      benchmark::Counter::kInvert);
 }
 
 void runOnMarket(benchmark::State& state, const char* name, fk::host::Market& m) {

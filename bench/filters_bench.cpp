@@ -15,7 +15,7 @@ using fk::host::Call;
 using fk::host::Series;
 
 struct Data {
-    fk::bench::Walk w = fk::bench::randomWalk(fk::bench::kBars);
+    const fk::bench::Walk& w = fk::bench::sharedWalk();
     Series close = Series::of(w.close), high = Series::of(w.high), low = Series::of(w.low);
     Series highest, lowest, normalised, oscillator, width, upper, lower;
     fk::host::Market market{fk::bench::walkBars(w)};
@@ -83,9 +83,7 @@ void BM_Baseline_ExponentialAverage(benchmark::State& state) {
         for (std::size_t i = 1; i < x.size(); ++i) y[i] = prev = (x[i] - prev) * k + prev;
         benchmark::DoNotOptimize(y.data());
     }
-    state.counters["per_bar"] = benchmark::Counter(static_cast<double>(x.size()),
-                                                   benchmark::Counter::kIsIterationInvariantRate |
-                                                       benchmark::Counter::kInvert);
+    fk::bench::perBar(state, static_cast<double>(x.size()));
 }
 BENCHMARK(BM_Baseline_ExponentialAverage)->Unit(benchmark::kMillisecond);
 
