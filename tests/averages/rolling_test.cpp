@@ -4,34 +4,18 @@
 
 #include <cmath>
 
-#include "support/series_checks.h"
 #include "support/heap_check.h"
+#include "support/series_checks.h"
 
 namespace fk {
 namespace {
 
-using host::Call;
-using host::Series;
-using testing::F;
-using testing::HeapChecked;
-using testing::lastValid;
-using testing::randomSeries;
-using testing::trimmed;
+using namespace testing;
 
 class RollingTest : public HeapChecked {};
 
-std::vector<double> movingSum(const std::vector<double>& data, Series& length, double mode, int start = 0) {
-    Series in = Series::of(data), out;
-    Call call("MovingSum");
-    call.out(out).arg(in).arg(length).arg(mode);
-    EXPECT_EQ(call.run(start), kOk);
-    return out.values();
-}
-
-std::vector<double> movingSum(const std::vector<double>& data, double length, double mode) {
-    Series len = Series::constant(length);
-    return movingSum(data, len, mode);
-}
+// The length: a number, or a length per bar.
+Vec movingSum(const Vec& data, const Arg& length, double mode) { return valuesOf("MovingSum", {data, length, mode}); }
 
 double filtered(double x, int mode) { return mode > 0 ? std::max(x, 0.0) : mode < 0 ? std::min(x, 0.0) : x; }
 
@@ -50,7 +34,7 @@ TEST_F(RollingTest, MovingSumOfConstantLengthSumsTheLastValidValuesThroughItsSig
                 want[b] = 0;
                 for (double x : w) want[b] += filtered(x, mode);
             }
-            testing::expectSeriesNear(movingSum(centred, n, mode), trimmed(want));
+            expectSeriesNear(movingSum(centred, double(n), mode), trimmed(want));
         }
 }
 
@@ -91,8 +75,7 @@ TEST_F(RollingTest, MovingSumWithLengthsPerBar) {
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
-        Series len = Series::of(c.lengths);
-        EXPECT_EQ(movingSum(c.data, len, 0), c.want);
+        EXPECT_EQ(movingSum(c.data, c.lengths, 0), c.want);
     }
 }
 
@@ -100,35 +83,23 @@ TEST_F(RollingTest, MovingSumContinuedAsBarsArrive) {
     const std::vector<double> data = randomSeries(300, 12, 6);
     for (int chunk : {1, 7, 100}) {
         SCOPED_TRACE(chunk);
-        Series in = Series::of({}), out, len = Series::constant(6);
-        Call call("MovingSum");
-        call.out(out).arg(in).arg(len).arg(0);
-        ASSERT_EQ(testing::playInChunks(call, chunk, {{&in, &data}}), kOk);
-        testing::expectSeriesNear(out.values(), movingSum(data, 6, 0));
+        const Result r = runChunked("MovingSum", {data, 6.0, 0.0}, chunk);
+        ASSERT_EQ(r.status, kOk);
+        expectSeriesNear(r.values, movingSum(data, 6.0, 0));
     }
 }
 
 TEST_F(RollingTest, ARunningTotalGoesOnFromTheBarBeforeTheStartUnlessThatBarIsMissing) {
-    std::vector<double> ones(28, 1.0);
-    {
-        Series in = Series::of({}), out;
-        Call call("MovingSum");
-        call.out(out).arg(in).arg(0).arg(0);
-        ASSERT_EQ(testing::playInChunks(call, 7, {{&in, &ones}}), kOk);
-        EXPECT_EQ(out.values(), movingSum(ones, 0, 0));
-    }
+    Vec ones(28, 1.0);
+    EXPECT_EQ(runChunked("MovingSum", {ones, 0.0, 0.0}, 7).values, movingSum(ones, 0.0, 0));
     ones[13] = F; // the bar before the call that starts at 14
-    Series in = Series::of({}), out;
-    Call call("MovingSum");
-    call.out(out).arg(in).arg(0).arg(0);
-    ASSERT_EQ(testing::playInChunks(call, 7, {{&in, &ones}}), kOk);
-    const std::vector<double> got = out.values();
+    const Vec got = runChunked("MovingSum", {ones, 0.0, 0.0}, 7).values;
     EXPECT_EQ(got[12], 13);
     EXPECT_EQ(got[13], F);
     EXPECT_EQ(got[14], 1);  // the total starts again
     EXPECT_EQ(got[20], 7);
     EXPECT_EQ(got[27], 14); // and goes on from bar 20 in the call at 21
-    EXPECT_EQ(movingSum(ones, 0, 0)[14], 14);
+    EXPECT_EQ(movingSum(ones, 0.0, 0)[14], 14);
 }
 
 TEST_F(RollingTest, MovStdDevIsThePopulationDeviationOfTheLastValidValues) {
@@ -145,11 +116,7 @@ TEST_F(RollingTest, MovStdDevIsThePopulationDeviationOfTheLastValidValues) {
             for (double x : w) var += (x - mean) * (x - mean) / n;
             want[b] = std::sqrt(var);
         }
-        Series in = Series::of(data), out;
-        Call call("MovStdDev");
-        call.out(out).arg(in).arg(length);
-        ASSERT_EQ(call.run(0), kOk);
-        testing::expectSeriesNear(out.values(), want, 1e-7);
+        expectSeriesNear(valuesOf("MovStdDev", {data, length}), want, 1e-7);
     }
 }
 
@@ -168,11 +135,7 @@ TEST_F(RollingTest, MovStdDevEdges) {
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
-        Series in = Series::of(c.data), out = Series::of({9});
-        Call call("MovStdDev");
-        call.out(out).arg(in).arg(c.length);
-        ASSERT_EQ(call.run(0), kOk);
-        EXPECT_EQ(out.values(), c.want);
+        EXPECT_EQ(valuesOf("MovStdDev", {c.data, c.length}, 0, {9}), c.want);
     }
 }
 
@@ -200,11 +163,7 @@ TEST_F(RollingTest, MomaWeighsEachBarByItsAbsoluteChange) {
     auto change = [&](int j) { return j < 1 || data[j] == F || data[j - 1] == F ? -1.0 : std::fabs(data[j] - data[j - 1]); };
     for (int n : {1, 3, 10}) {
         SCOPED_TRACE(n);
-        Series in = Series::of(data), out;
-        Call call("MOMA");
-        call.out(out).arg(in).arg(n);
-        ASSERT_EQ(call.run(0), kOk);
-        testing::expectSeriesNear(out.values(), trimmed(windowWeighted(data, n, change)));
+        expectSeriesNear(valuesOf("MOMA", {data, double(n)}), trimmed(windowWeighted(data, n, change)));
     }
 }
 
@@ -216,11 +175,7 @@ TEST_F(RollingTest, VomaWeighsEachBarByItsWeight) {
     auto weight = [&](int j) { return data[j] == F || volume[j] == F ? -1.0 : volume[j]; };
     for (int n : {1, 4, 10}) {
         SCOPED_TRACE(n);
-        Series in = Series::of(data), w = Series::of(volume), out;
-        Call call("VOMA");
-        call.out(out).arg(in).arg(n).arg(w);
-        ASSERT_EQ(call.run(0), kOk);
-        testing::expectSeriesNear(out.values(), trimmed(windowWeighted(data, n, weight)));
+        expectSeriesNear(valuesOf("VOMA", {data, double(n), volume}), trimmed(windowWeighted(data, n, weight)));
     }
 }
 
@@ -240,12 +195,9 @@ TEST_F(RollingTest, WeightedAverageEdges) {
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
-        Series in = Series::of(c.data), out, ones = Series::of(std::vector<double>(c.data.size(), 1.0));
-        Call call(c.function);
-        call.out(out).arg(in).arg(c.length);
-        if (std::string(c.function) == "VOMA") call.arg(ones);
-        ASSERT_EQ(call.run(0), kOk);
-        EXPECT_EQ(out.values(), c.want);
+        std::vector<Arg> args = {c.data, c.length};
+        if (std::string(c.function) == "VOMA") args.push_back(Vec(c.data.size(), 1.0));
+        EXPECT_EQ(valuesOf(c.function, args), c.want);
     }
 }
 

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <deque>
+#include <initializer_list>
 #include <string>
 #include <variant>
 #include <vector>
@@ -14,12 +15,21 @@
 
 namespace fk::testing {
 
+// The names the tests use most, for `using namespace testing;`.
+using host::Bar;
+using host::Call;
+using host::Market;
+using host::Series;
+using host::Text;
+using Vec = std::vector<double>;
+
 inline constexpr double F = kMissing;
 
 // A parameter: a series by its values, a number (a single constant where the export wants a
-// series), a text, a market set up by the test, or a letter: 'e' an empty series, 'z' a handle
-// without buffer, 'm' a market of three daily bars, 'n' a market without bars.
-using Arg = std::variant<std::vector<double>, double, char, std::string, host::Market*>;
+// series), a text, a market of the given bars (daily, with the host's default settings), a
+// market set up by the test, or a letter: 'e' an empty series, 'z' a handle without buffer,
+// 'm' a market of three daily bars, 'n' a market without bars.
+using Arg = std::variant<std::vector<double>, double, char, std::string, std::vector<host::Bar>, host::Market*>;
 
 // The Return Value a call starts with: its elements, or a letter: 'z' a handle without buffer,
 // '0' a null handle pointer. An export whose Return Value is a text gets a text.
@@ -45,6 +55,7 @@ inline Result runCall(const char* name, const std::vector<Arg>& args, int32_t st
                       uint32_t outTag = 0) {
     std::deque<host::Series> series;
     std::deque<host::Text> texts;
+    std::deque<host::Market> markets;
     host::Market market(threeBars()), noBars;
     host::Series out = out0.kind == 'z' ? host::Series::null() : host::Series::of(out0.values);
     host::Text textOut = out0.kind == 'z' ? host::Text::null() : host::Text();
@@ -57,6 +68,7 @@ inline Result runCall(const char* name, const std::vector<Arg>& args, int32_t st
         else if (const auto* d = std::get_if<double>(&a)) call.arg(*d);
         else if (const auto* m = std::get_if<host::Market*>(&a)) call.arg(**m);
         else if (const auto* t = std::get_if<std::string>(&a)) call.arg(texts.emplace_back(*t));
+        else if (const auto* b = std::get_if<std::vector<host::Bar>>(&a)) call.arg(markets.emplace_back(*b));
         else if (std::get<char>(a) == 'e') call.arg(series.emplace_back(host::Series::of({})));
         else if (std::get<char>(a) == 'z') call.arg(series.emplace_back(host::Series::null()));
         else if (std::get<char>(a) == 'n') call.arg(noBars);
@@ -67,18 +79,27 @@ inline Result runCall(const char* name, const std::vector<Arg>& args, int32_t st
     return {st, out.values()};
 }
 
-// A call and the Return Value it must leave (its elements before the call: out0).
+// The Return Value of a call that must succeed.
+inline std::vector<double> valuesOf(const char* name, const std::vector<Arg>& args, int32_t startBar = 0,
+                                    const std::vector<double>& out0 = {}) {
+    const Result r = runCall(name, args, startBar, out0);
+    EXPECT_EQ(r.status, kOk) << name;
+    return r.values;
+}
+
+// A call from `start` and the Return Value it must leave (its elements before the call: out0).
 struct Example {
     const char* name;
     const char* function;
     std::vector<Arg> args;
     std::vector<double> expected, out0 = {};
+    int32_t start = 0;
 };
 
 inline void expectExamples(const std::vector<Example>& examples) {
     for (const Example& e : examples) {
         SCOPED_TRACE(e.name);
-        const Result r = runCall(e.function, e.args, 0, e.out0);
+        const Result r = runCall(e.function, e.args, e.start, e.out0);
         EXPECT_EQ(r.status, kOk);
         EXPECT_EQ(r.values, e.expected);
     }
@@ -105,20 +126,27 @@ inline void expectStatuses(const std::vector<StatusCase>& cases) {
     }
 }
 
-// Calls `name` as the host does while bars arrive: the series parameters grow `chunk` bars at a
-// time, and each call starts at the first new bar. Parameters are series and numbers only.
+// Calls `name` as the host does while bars arrive: the series and markets grow `chunk` bars at a
+// time, and each call starts at the first new bar. Parameters are series, markets of given bars
+// and numbers.
 inline Result runChunked(const char* name, const std::vector<Arg>& args, int32_t chunk) {
     std::deque<host::Series> series;
+    std::deque<host::Market> markets;
     std::vector<const std::vector<double>*> sources;
+    std::vector<const std::vector<host::Bar>*> bars;
     host::Series out;
     host::Call call(name);
     call.out(out);
-    int32_t bars = 0;
+    std::size_t total = 0;
     for (const Arg& a : args) {
         if (const auto* v = std::get_if<std::vector<double>>(&a)) {
             call.arg(series.emplace_back(host::Series::of({})));
             sources.push_back(v);
-            bars = std::max(bars, static_cast<int32_t>(v->size()));
+            total = std::max(total, v->size());
+        } else if (const auto* b = std::get_if<std::vector<host::Bar>>(&a)) {
+            call.arg(markets.emplace_back());
+            bars.push_back(b);
+            total = std::max(total, b->size());
         } else {
             call.arg(std::get<double>(a));
         }
@@ -127,9 +155,29 @@ inline Result runChunked(const char* name, const std::vector<Arg>& args, int32_t
         for (std::size_t i = 0; i < sources.size(); ++i)
             for (host::Series& s = series[i]; s.count() < n && s.count() < static_cast<int32_t>(sources[i]->size());)
                 s.push((*sources[i])[s.count()]);
+        for (std::size_t i = 0; i < bars.size(); ++i)
+            for (host::Market& m = markets[i]; m.barCount() < n && m.barCount() < static_cast<int32_t>(bars[i]->size());)
+                m.append((*bars[i])[m.barCount()]);
     };
-    const StatusCode st = host::playChunks(call, bars, chunk, grow);
+    const StatusCode st = host::playChunks(call, static_cast<int32_t>(total), chunk, grow);
     return {st, out.values()};
+}
+
+// Calls in chunks of each size in `chunks` give what one call gives, which this answers.
+inline std::vector<double> expectChunksMatchOneCall(const char* name, const std::vector<Arg>& args,
+                                                    std::initializer_list<int32_t> chunks = {1, 7, 100}) {
+    const std::vector<double> whole = valuesOf(name, args);
+    for (int32_t chunk : chunks) {
+        const Result r = runChunked(name, args, chunk);
+        EXPECT_EQ(r.status, kOk) << name << " in chunks of " << chunk;
+        EXPECT_EQ(r.values, whole) << name << " in chunks of " << chunk;
+    }
+    return whole;
+}
+
+// The number of bars of `v` that are not missing.
+inline long presentCount(const std::vector<double>& v) {
+    return std::count_if(v.begin(), v.end(), [](double x) { return x != F; });
 }
 
 // Equal bar for bar within `tolerance`; a missing value where one is wanted.

@@ -1,6 +1,5 @@
 // Data and comparisons shared by the indicator tests: random series with holes, reference
-// windows over the valid bars, series comparison with a relative tolerance, and the host's
-// chunked calls.
+// windows over the valid bars, and series comparison with a relative tolerance.
 #pragma once
 #include <gtest/gtest.h>
 
@@ -57,17 +56,6 @@ inline void expectSeriesNear(const std::vector<double>& got, const std::vector<d
         }
         ASSERT_NEAR(got[i], want[i], rel * std::max(1.0, std::fabs(want[i]))) << what << " bar " << i;
     }
-}
-
-// Plays the host appending bars `chunk` at a time to the given inputs (each filled from its
-// full data) and calling again from the first new bar.
-inline StatusCode playInChunks(host::Call& call, int chunk,
-                               std::vector<std::pair<host::Series*, const std::vector<double>*>> inputs) {
-    const int total = static_cast<int>(inputs.front().second->size());
-    return host::playChunks(call, total, chunk, [&](int32_t n) {
-        for (auto& [series, data] : inputs)
-            while (series->count() < n) series->push((*data)[series->count()]);
-    });
 }
 
 } // namespace fk::testing
