@@ -4,21 +4,15 @@
 
 #include <string>
 
-#include "host/hostkit.h"
-#include "support/heap_check.h"
 #include "support/call_builder.h"
+#include "support/heap_check.h"
 
 namespace fk {
 namespace {
 
-using host::Call;
-using host::Market;
-using host::Series;
-using Vec = std::vector<double>;
+using namespace testing;
 
-constexpr double F = kMissing;
-
-class MarketKeyTest : public testing::HeapChecked {};
+class MarketKeyTest : public HeapChecked {};
 
 // The column each bar's close is recorded in: U upward trend, D downward trend, R natural rally,
 // r secondary rally, E natural reaction, e secondary reaction, - none.
@@ -51,7 +45,7 @@ TEST_F(MarketKeyTest, RecordSheets) {
         std::string shown;
     } exports[] = {{"JLUpTrend", "U"}, {"JLDownTrend", "D"}, {"JLRally", "Rr"}, {"JLReaction", "Ee"}};
     for (const Sheet& s : sheets) {
-        std::vector<host::Bar> bars;
+        std::vector<Bar> bars;
         for (std::size_t i = 0; i < s.closes.size(); ++i) {
             const double c = s.closes[i];
             bars.push_back({40000.0 + i, c, c == F ? F : c + 1, c == F ? F : c - 1, c, 10});
@@ -65,18 +59,15 @@ TEST_F(MarketKeyTest, RecordSheets) {
             for (std::size_t i = 0; i < s.closes.size(); ++i)
                 want.push_back(e.shown.find(s.columns[i]) != std::string::npos ? s.closes[i] : F);
             want.push_back(7); // past the last bar: kept
-            Series out = Series::of(Vec(s.closes.size() + 1, 7.0));
-            Call call(name);
-            call.out(out).arg(m);
-            for (double v : s.numbers) call.arg(v);
-            ASSERT_EQ(call.run(3), 0);
-            EXPECT_EQ(out.values(), want);
+            std::vector<Arg> args = {&m};
+            args.insert(args.end(), s.numbers.begin(), s.numbers.end());
+            EXPECT_EQ(valuesOf(name.c_str(), args, 3, Vec(s.closes.size() + 1, 7.0)), want);
         }
     }
 }
 
 TEST_F(MarketKeyTest, StatusCodes) {
-    testing::expectStatuses({
+    expectStatuses({
         {"JLUpTrend", {'n', 6.0}, kTooFewBars},
         {"JLUpTrendCust", {'n', 6.0, 3.0, 0.0}, kTooFewBars},
     });

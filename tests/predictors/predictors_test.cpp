@@ -6,29 +6,20 @@
 #include <cmath>
 #include <random>
 
-#include "host/hostkit.h"
-#include "support/heap_check.h"
 #include "support/call_builder.h"
+#include "support/heap_check.h"
 
 namespace fk {
 namespace {
 
-using host::Call;
-using host::Series;
-using testing::HeapChecked;
-using Vec = std::vector<double>;
-using testing::expectNear;
+using namespace testing;
 
 constexpr double M = kMissing;
 
 class PredictorsTest : public HeapChecked {};
 
-Vec cycle(const Vec& x, double alpha, double m, int32_t start = 0, Vec before = {}) {
-    Series in = Series::of(x), out = Series::of(before);
-    Call call("EhlersCyberCycle");
-    call.out(out).arg(in).arg(alpha).arg(m);
-    EXPECT_EQ(call.run(start), 0);
-    return out.values();
+Vec cycle(const Vec& x, double alpha, double m, int32_t start = 0, const Vec& before = {}) {
+    return valuesOf("EhlersCyberCycle", {x, alpha, m}, start, before);
 }
 
 TEST_F(PredictorsTest, CyberCycleExamples) {
@@ -67,11 +58,7 @@ struct Predict {
     Vec price;
     double level = 70, kind = 1, n1 = 2, n2 = 0, n3 = 0, step = 0, warmUp = 1, mode = 0, maxMove = 0;
     Vec operator()(int32_t start = 0) const {
-        Series p = Series::of(price), out;
-        Call call(name);
-        call.out(out).arg(p).arg(level).arg(kind).arg(n1).arg(n2).arg(n3).arg(step).arg(warmUp).arg(mode).arg(maxMove);
-        EXPECT_EQ(call.run(start), 0);
-        return out.values();
+        return valuesOf(name, {price, level, kind, n1, n2, n3, step, warmUp, mode, maxMove}, start);
     }
 };
 
@@ -190,9 +177,9 @@ TEST_F(PredictorsTest, RestartsWriteWhatOneCallWrites) {
 TEST_F(PredictorsTest, StatusCodes) {
     const Vec x = {1, 2, 3};
     auto pred = [&](const char* name, double kind, double n1, double n2, double n3, double mode) {
-        return testing::StatusCase{name, {x, 70.0, kind, n1, n2, n3, 0.0, 1.0, mode, 0.0}, kDomainError};
+        return StatusCase{name, {x, 70.0, kind, n1, n2, n3, 0.0, 1.0, mode, 0.0}, kDomainError};
     };
-    testing::expectStatuses({
+    expectStatuses({
         {"EhlersCyberCycle", {'e', 0.07, 0.0}, kDomainError},
         {"UpperOscPredictorDLL", {'e', 70.0, 1.0, 2.0, 0.0, 0.0, 0.0, 1.0, 0.0, 0.0}, kDomainError},
         pred("UpperOscPredictorDLL", 4, 2, 0, 0, 0),   // kind 4

@@ -10,10 +10,7 @@
 namespace fk {
 namespace {
 
-using host::Call;
-using host::Series;
-using testing::F;
-using testing::runCall;
+using namespace testing;
 using V = std::vector<double>;
 
 struct Data {
@@ -77,7 +74,7 @@ std::string trace(const Mode& m, const std::string& what) {
     return std::string(m.function) + " tie " + std::to_string(m.tie) + ", " + what;
 }
 
-class ExtremeTest : public testing::HeapChecked {};
+class ExtremeTest : public HeapChecked {};
 
 TEST_F(ExtremeTest, MatchesASearchOfEverySpan) {
     for (uint32_t seed = 1; seed <= 40; ++seed) {
@@ -118,7 +115,7 @@ TEST_F(ExtremeTest, ChunkedCallsMatchOneCall) {
             const V whole = runCall(m.function, {d.values, d.lengths, m.tie}).values;
             for (int chunk : {1, 7, 100}) {
                 SCOPED_TRACE(trace(m, "seed " + std::to_string(seed) + " chunk " + std::to_string(chunk)));
-                EXPECT_EQ(testing::runChunked(m.function, {d.values, d.lengths, m.tie}, chunk).values, whole);
+                EXPECT_EQ(runChunked(m.function, {d.values, d.lengths, m.tie}, chunk).values, whole);
             }
         }
     }

@@ -9,16 +9,12 @@
 namespace fk {
 namespace {
 
-using host::Call;
-using host::Series;
-using testing::Arg;
-using testing::F;
-using testing::runCall;
+using namespace testing;
 using V = std::vector<double>;
 
 const double NaN = std::nan("");
 
-class RangesTest : public testing::HeapChecked {};
+class RangesTest : public HeapChecked {};
 
 TEST_F(RangesTest, Examples) {
     V cond(11, 0);
@@ -26,7 +22,7 @@ TEST_F(RangesTest, Examples) {
     V limits(11, 0);
     limits[9] = limits[10] = 6;
     const V bits = {-1, 2, F, 3, 0.9, 5.7, NaN, 1073741824.0, 3e9};
-    testing::expectExamples({
+    expectExamples({
         {"equal highs keep the earliest", "HighestIndex", {V{1, 3, 3, 2}, 3.0, 0.0}, {F, F, 1, 2}},
         {"equal highs take the most recent", "HighestIndex", {V{1, 3, 3, 2}, 3.0, 1.0}, {F, F, 0, 1}},
         {"a NaN tie mode is not 0", "HighestIndex", {V{1, 3, 3, 2}, 3.0, NaN}, {F, F, 0, 1}},
@@ -108,7 +104,7 @@ TEST_F(RangesTest, ChunkedCallsMatchOneCall) {
         const V whole = runCall(function, args).values;
         for (int chunk : {1, 4, 7}) {
             SCOPED_TRACE(std::string(function) + " in chunks of " + std::to_string(chunk));
-            EXPECT_EQ(testing::runChunked(function, args, chunk).values, whole);
+            EXPECT_EQ(runChunked(function, args, chunk).values, whole);
         }
     }
 }
@@ -125,7 +121,7 @@ TEST_F(RangesTest, OccurrencesOverAllBarsStartAgainOnAContinuedCall) {
 
 TEST_F(RangesTest, StatusCodes) {
     const V s = {1, 2, 1};
-    testing::expectStatuses({
+    expectStatuses({
         {"HighestIndex", {'e', 2.0, 0.0}, kTooFewBars},
         {"MostRecentOccurrence", {'e', 1.0, 0.0}, kTooFewBars},
         {"IsBitTrueDLL", {s, 31.0}, kDomainError},

@@ -7,31 +7,21 @@
 #include <cmath>
 #include <random>
 
-#include "host/hostkit.h"
-#include "support/heap_check.h"
 #include "support/call_builder.h"
+#include "support/heap_check.h"
 
 namespace fk {
 namespace {
 
-using host::Call;
-using host::Series;
-using testing::HeapChecked;
-using Vec = std::vector<double>;
-using testing::expectNear;
+using namespace testing;
 
 constexpr double M = kMissing;
 
 class RanksTest : public HeapChecked {};
 
 template <class... A>
-Vec run(const char* name, const Vec& x, A... args) {
-    Series in = Series::of(x), out;
-    Call call(name);
-    call.out(out).arg(in);
-    (call.arg(args), ...);
-    EXPECT_EQ(call.run(0), 0);
-    return out.values();
+Vec run(const char* name, const Vec& x, A... numbers) {
+    return valuesOf(name, {x, static_cast<double>(numbers)...});
 }
 
 // Small whole values (many ties), about one bar in eight missing and a NaN now and then.
@@ -159,27 +149,18 @@ TEST_F(RanksTest, LateralAgainstLongestRun) {
 // one call from bar 0 writes.
 TEST_F(RanksTest, RestartsMatchOneCall) {
     const Vec x = tiedWithHoles(120, 3);
-    struct Case { const char* name; std::function<void(Call&)> args; } cases[] = {
-        {"EquityRankForBar", [](Call& c) { c.arg(6); }},
-        {"PercentileDLL", [](Call& c) { c.arg(7).arg(80); }},
-        {"TSBarMedian", [](Call& c) { c.arg(4); }},
-        {"LateralMovement", [](Call& c) { c.arg(3).arg(0).arg(2); }},
-        {"LateralBox", [](Call& c) { c.arg(40).arg(1).arg(2).arg(2); }},
+    const std::pair<const char*, std::vector<Arg>> cases[] = {
+        {"EquityRankForBar", {x, 6.0}},
+        {"PercentileDLL", {x, 7.0, 80.0}},
+        {"TSBarMedian", {x, 4.0}},
+        {"LateralMovement", {x, 3.0, 0.0, 2.0}},
+        {"LateralBox", {x, 40.0, 1.0, 2.0, 2.0}},
     };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.name);
-        Series in = Series::of(x), whole;
-        Call one(c.name);
-        one.out(whole).arg(in);
-        c.args(one);
-        ASSERT_EQ(one.run(0), 0);
+    for (const auto& [name, args] : cases) {
+        SCOPED_TRACE(name);
+        const Vec want = valuesOf(name, args);
         for (int s : {1, 5, 37, 119}) {
-            Series again = Series::of(Vec(x.size(), 123.0));
-            Call call(c.name);
-            call.out(again).arg(in);
-            c.args(call);
-            ASSERT_EQ(call.run(s), 0);
-            const Vec got = again.values(), want = whole.values();
+            const Vec got = valuesOf(name, args, s, Vec(x.size(), 123.0));
             for (int i = 0; i < static_cast<int>(x.size()); ++i)
                 EXPECT_EQ(got[i], i < s ? 123.0 : want[i]) << "start " << s << " bar " << i;
         }
@@ -189,7 +170,7 @@ TEST_F(RanksTest, RestartsMatchOneCall) {
 TEST_F(RanksTest, StatusCodes) {
     const double nan = std::nan("");
     const Vec x = {1, 2, 3};
-    testing::expectStatuses({
+    expectStatuses({
         {"EquityRankForBar", {'e', 3.0}, kTooFewBars},
         {"LateralMovement", {'e', 1.0, 0.0, 3.0}, kTooFewBars},
         {"TSBarMedian", {'e', 0.0}, kTooFewBars}, // an empty input before a bad length

@@ -10,19 +10,16 @@
 namespace fk {
 namespace {
 
-using host::Call;
-using host::Series;
-using testing::F;
-using testing::runCall;
+using namespace testing;
 using V = std::vector<double>;
 
 const double NaN = std::nan("");
 
-class SwingsTest : public testing::HeapChecked {};
+class SwingsTest : public HeapChecked {};
 
 TEST_F(SwingsTest, Examples) {
     const V swings = {0, 0, 1, 0, 0, 2, 0, 0, 0};
-    testing::expectExamples({
+    expectExamples({
         {"equal highs side by side mark the second", "IsSwingHighPoint", {V{1, 3, 3, 1}, 1.0}, {F, 0, 1}},
         {"equal lows side by side mark the second", "IsSwingLowPoint", {V{3, 1, 1, 3}, 1.0}, {F, 0, 1}},
         {"strength 2.9 acts as 2", "IsSwingHighPoint", {V{1, 2, 5, 3, 4, 2, 1}, 2.9}, {F, F, 1, 0, 0}},
@@ -73,15 +70,10 @@ struct HighLow {
 };
 
 V runZigZag(const char* name, const std::vector<HighLow>& bars, double percent, const V& out0) {
-    std::vector<host::Bar> b;
+    std::vector<Bar> b;
     for (std::size_t i = 0; i < bars.size(); ++i)
         b.push_back({36000.0 + static_cast<double>(i), bars[i].low, bars[i].high, bars[i].low, bars[i].high, 100});
-    host::Market m(b);
-    Series out = Series::of(out0);
-    Call call(name);
-    call.out(out).arg(m).arg(percent);
-    EXPECT_EQ(call.run(0), kOk);
-    return out.values();
+    return valuesOf(name, {b, percent}, 0, out0);
 }
 
 TEST_F(SwingsTest, ZigZags) {
