@@ -5,37 +5,20 @@
 #include <vector>
 
 #include "calendar/date.h"
-#include "host/hostkit.h"
+#include "support/call_builder.h"
 #include "support/heap_check.h"
 
 namespace fk {
 namespace {
 
-using host::Call;
-using host::Market;
-using host::Series;
-using testing::HeapChecked;
+using namespace testing;
 using calendar::DayNumberFromDate;
-
-constexpr double F = kMissing;
 
 double at(int32_t y, int32_t m, int32_t d, int32_t hh = 0, int32_t mm = 0, int32_t ss = 0) {
     return DayNumberFromDate(y, m, d) + (hh * 3600 + mm * 60 + ss) / 86400.0;
 }
 
-std::vector<host::Bar> barsAt(const std::vector<double>& stamps) {
-    std::vector<host::Bar> bars;
-    for (double t : stamps) bars.push_back({t, 10, 11, 9, 10, 100});
-    return bars;
-}
-
-std::vector<double> run(const char* name, Market& m, int32_t start = 0) {
-    Series out;
-    Call call(name);
-    call.out(out).arg(m);
-    EXPECT_EQ(call.run(start), 0) << name;
-    return out.values();
-}
+Vec run(const char* name, Market& m) { return valuesOf(name, {&m}); }
 
 class DateSeriesTest : public HeapChecked {};
 
@@ -76,7 +59,7 @@ TEST_F(DateSeriesTest, BarFieldsHonourTheStartBar) {
 
 TEST_F(DateSeriesTest, FieldsOfDateTimeValues) {
     const double v = at(2014, 3, 15, 15, 30, 45);
-    Series in = Series::of({v, at(2012, 12, 31), -693593.5, -693593, F});
+    const Vec in = {v, at(2012, 12, 31), -693593.5, -693593, F};
     struct Case {
         const char* name;
         std::vector<double> want;
@@ -91,13 +74,7 @@ TEST_F(DateSeriesTest, FieldsOfDateTimeValues) {
         {"MinuteOf", {30, 0, 0, 0, F}},
         {"SecondOf", {45, 0, 0, 0, F}},
     };
-    for (const Case& c : cases) {
-        Series out;
-        Call call(c.name);
-        call.out(out).arg(in);
-        ASSERT_EQ(call.run(7), 0) << c.name; // no start bar: every element is written
-        EXPECT_EQ(out.values(), c.want) << c.name;
-    }
+    for (const Case& c : cases) EXPECT_EQ(valuesOf(c.name, {in}, 7), c.want) << c.name; // no start bar: all written
 }
 
 TEST_F(DateSeriesTest, OfAConstantIsAConstantOfTheSameLength) {
@@ -110,11 +87,7 @@ TEST_F(DateSeriesTest, OfAConstantIsAConstantOfTheSameLength) {
         EXPECT_TRUE(out.isConstant());
         EXPECT_EQ(out.values(), std::vector<double>(static_cast<std::size_t>(n), 6.0));
     }
-    Series out;
-    Call number("YearOf");
-    number.out(out).arg(at(2014, 3, 15)); // a Number where a series is wanted
-    ASSERT_EQ(number.run(0), 0);
-    EXPECT_EQ(out.values(), std::vector<double>{2014});
+    EXPECT_EQ(valuesOf("YearOf", {at(2014, 3, 15)}), Vec{2014}); // a Number where a series is wanted
 }
 
 TEST_F(DateSeriesTest, OfASeriesWithAnOffsetReadsTheFillBeforeIt) {

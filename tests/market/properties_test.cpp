@@ -218,18 +218,6 @@ TEST_F(PropertiesTest, TickExportsWriteOneConstant) {
         EXPECT_TRUE(out.isConstant()) << c.name;
         EXPECT_EQ(out.values(), std::vector<double>{c.want}) << c.name;
     }
-
-    host::Library lib;
-    ASSERT_TRUE(lib.loaded()) << lib.loadError();
-    const ExportEntry* e = findExport("MinMove");
-    ASSERT_NE(e, nullptr);
-    EntryPoint decorated = lib.symbol(librarySymbolName("?MinMove@@YGHPAVCParmBlock@@@Z").c_str());
-    ASSERT_NE(decorated, nullptr);
-    Series out;
-    Call call(*e, decorated);
-    call.out(out).arg(m);
-    ASSERT_EQ(call.run(0), 0);
-    EXPECT_EQ(out.values(), std::vector<double>{1.0});
 }
 
 } // namespace

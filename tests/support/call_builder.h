@@ -45,6 +45,13 @@ struct Result {
     std::vector<double> values; // the Return Value afterwards
 };
 
+// Bars at the given date-times, all with the same prices.
+inline std::vector<host::Bar> barsAt(const std::vector<double>& stamps) {
+    std::vector<host::Bar> bars;
+    for (double t : stamps) bars.push_back({t, 10, 11, 9, 10, 100});
+    return bars;
+}
+
 // The three daily bars of the market 'm'.
 inline std::vector<host::Bar> threeBars() {
     return {{41713.0, 10, 11, 9, 10, 100}, {41716.0, 10, 12, 9, 11, 200}, {41717.0, 11, 13, 10, 12, 300}};
