@@ -10,17 +10,15 @@
 #include "host/hostkit.h"
 #include "market/market_view.h"
 #include "market/properties.h"
+#include "support/call_builder.h"
 #include "support/heap_check.h"
 
 namespace fk {
 namespace {
 
-using host::Call;
-using host::Market;
-using host::Series;
-using host::Text;
+using namespace testing;
 
-class PropertiesTest : public testing::HeapChecked {};
+class PropertiesTest : public HeapChecked {};
 
 // A record with a distinct value in every field that a property reads.
 void fillRecord(Market& m) {

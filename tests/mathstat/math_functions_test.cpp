@@ -8,19 +8,15 @@
 
 #include "containers/series.h"
 #include "export_calls.h"
-#include "support/call_builder.h"
 #include "mathstat/element_ops.h"
+#include "support/call_builder.h"
 #include "support/heap_check.h"
 
 namespace fk::mathstat {
 namespace {
 
-using host::Call;
-using host::Series;
-using host::Text;
+using namespace testing;
 using V = std::vector<double>;
-
-constexpr double F = -999999.0;
 
 bool same(double a, double b) {
     return (std::isnan(a) && std::isnan(b)) || std::bit_cast<uint64_t>(a) == std::bit_cast<uint64_t>(b);
@@ -39,7 +35,7 @@ V sampleValues(std::mt19937& rng, int n, double fill) {
     return v;
 }
 
-class MathTest : public testing::HeapChecked {};
+class MathTest : public HeapChecked {};
 
 // Every code, through blocks, offsets, constants and unequal lengths, gives on every bar what the
 // scalar evaluator gives for the two values read there.
@@ -210,7 +206,7 @@ TEST_F(MathTest, TickConversions) {
 // An empty input, a Return Value without buffer, and operands that are both missing.
 TEST_F(MathTest, StatusCodes) {
     const V x = {1, 2};
-    testing::expectStatuses({
+    expectStatuses({
         {"ArrayOperation", {'e', "+", x}, kTooFewBars},
         {"ArrayOperation", {x, "+", x}, kTooFewBars, 0, 'z'},
         {"Round", {'e', 2.0}, kTooFewBars},

@@ -10,18 +10,15 @@
 #include <random>
 
 #include "export_calls.h"
-#include "support/call_builder.h"
 #include "mathstat/statistics.h"
+#include "support/call_builder.h"
 #include "support/heap_check.h"
 
 namespace fk::mathstat {
 namespace {
 
-using host::Call;
-using host::Series;
+using namespace testing;
 using V = std::vector<double>;
-
-constexpr double F = -999999.0;
 
 // A random walk; `gaps` of its bars (chosen at random) are missing.
 V walk(std::mt19937& rng, int n, int gaps = 0) {
@@ -65,7 +62,7 @@ void expectClose(const V& got, const V& want, double tolerance) {
     }
 }
 
-class StatisticsTest : public testing::HeapChecked {};
+class StatisticsTest : public HeapChecked {};
 
 TEST(NormalDistribution, PercentBelowAgreesWithErfc) {
     EXPECT_EQ(NormalPercentBelow(0), 50.0);
@@ -250,7 +247,7 @@ TEST_F(StatisticsTest, SpearmanEdges) {
 
 TEST_F(StatisticsTest, StatusCodes) {
     const V x = {1, 2, 3};
-    testing::expectStatuses({
+    expectStatuses({
         {"StdDevsAsPercentBelow", {'e'}, kTooFewBars},
         {"StdDevsForPercent", {x}, kTooFewBars, 0, 'z'}, // a Return Value without buffer
         {"Correlation", {x, x, 0.4}, kDomainError},

@@ -2,21 +2,17 @@
 #include <gtest/gtest.h>
 
 #include "export_calls.h"
-#include "support/call_builder.h"
 #include "mathstat/text_functions.h"
+#include "support/call_builder.h"
 #include "support/heap_check.h"
 
 namespace fk::mathstat {
 namespace {
 
-using host::Call;
-using host::Series;
-using host::Text;
+using namespace testing;
 using V = std::vector<double>;
 
-constexpr double F = -999999.0;
-
-class TextFunctionsTest : public testing::HeapChecked {};
+class TextFunctionsTest : public HeapChecked {};
 
 TEST_F(TextFunctionsTest, ConvertToString) {
     const struct {
@@ -89,7 +85,7 @@ TEST_F(TextFunctionsTest, IfElse) {
 // An empty input, and a Return Value without buffer or without a handle.
 TEST_F(TextFunctionsTest, StatusCodes) {
     const V x = {1, 2};
-    testing::expectStatuses({
+    expectStatuses({
         {"ConvertToBoolean", {'e'}, kTooFewBars},
         {"ConvertToBoolean", {x}, kTooFewBars, 0, '0'},
         {"ConvertToBoolean", {x}, kOk, 0, 'z'},
