@@ -5,11 +5,10 @@
 
 namespace {
 
-using fk::host::Call;
-using fk::host::Series;
+using namespace fk::bench;
 
 struct Data {
-    const fk::bench::Walk& w = fk::bench::sharedWalk();
+    const Walk& w = sharedWalk();
     Series close = Series::of(w.close);
 };
 
@@ -18,7 +17,7 @@ Data& data() {
     return d;
 }
 
-using Case = fk::bench::ExportCase<Data>;
+using Case = ExportCase<Data>;
 
 const Case kCases[] = {
     {"MovAvg", [](Call& c, Series& o, Data& d) { c.out(o).arg(d.close).arg(20).arg(0); }},
@@ -35,6 +34,6 @@ const Case kCases[] = {
      }},
 };
 
-const bool kRegistered = fk::bench::registerExportCases<Data>(kCases, data);
+const bool kRegistered = registerExportCases<Data>(kCases, data);
 
 } // namespace

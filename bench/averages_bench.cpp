@@ -4,11 +4,7 @@
 
 namespace {
 
-using fk::bench::kBars;
-using fk::bench::perBar;
-using fk::bench::sharedWalk;
-using fk::host::Call;
-using fk::host::Series;
+using namespace fk::bench;
 
 // Every bar again on each call.
 void BM_MovAvg(benchmark::State& state) {

@@ -3,22 +3,21 @@
 
 namespace {
 
-using fk::bench::kBars;
-using fk::bench::perBar;
+using namespace fk::bench;
 
-fk::host::Market& dailyMarket() {
-    static fk::host::Market m(fk::bench::walkBars(fk::bench::sharedWalk()));
+Market& dailyMarket() {
+    static Market m(walkBars(sharedWalk()));
     return m;
 }
 
-fk::host::Market& minuteMarket() {
-    static fk::host::Market m(fk::bench::minuteBars());
+Market& minuteMarket() {
+    static Market m(minuteBars());
     return m;
 }
 
-void runOnMarket(benchmark::State& state, const char* name, fk::host::Market& m) {
-    fk::host::Series out;
-    fk::host::Call call(name);
+void runOnMarket(benchmark::State& state, const char* name, Market& m) {
+    Series out;
+    Call call(name);
     call.out(out).arg(m);
     for (auto _ : state) benchmark::DoNotOptimize(call.run(0));
     perBar(state);
@@ -45,9 +44,9 @@ BENCHMARK(BM_SecondsInBarMinutes)->Unit(benchmark::kMillisecond);
 void BM_DayOf(benchmark::State& state) {
     std::vector<double> stamps(static_cast<std::size_t>(kBars));
     for (std::size_t i = 0; i < stamps.size(); ++i) stamps[i] = 32875.0 + static_cast<double>(i) * 0.37;
-    fk::host::Series in = fk::host::Series::of(stamps);
-    fk::host::Series out;
-    fk::host::Call call("DayOf");
+    Series in = Series::of(stamps);
+    Series out;
+    Call call("DayOf");
     call.out(out).arg(in);
     for (auto _ : state) benchmark::DoNotOptimize(call.run(0));
     perBar(state);
@@ -55,11 +54,11 @@ void BM_DayOf(benchmark::State& state) {
 BENCHMARK(BM_DayOf)->Unit(benchmark::kMillisecond);
 
 void BM_TimeConvert(benchmark::State& state) {
-    fk::host::Market& m = minuteMarket();
+    Market& m = minuteMarket();
     m.period(0x03000001).zone("CHI");
-    fk::host::Text target("GMT");
-    fk::host::Series out;
-    fk::host::Call call("TimeConvert");
+    Text target("GMT");
+    Series out;
+    Call call("TimeConvert");
     call.out(out).arg(m).arg(target);
     for (auto _ : state) benchmark::DoNotOptimize(call.run(0));
     perBar(state);

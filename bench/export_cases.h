@@ -13,6 +13,13 @@
 
 namespace fk::bench {
 
+// The host's names, for `using namespace fk::bench;`.
+using host::Bar;
+using host::Call;
+using host::Market;
+using host::Series;
+using host::Text;
+
 inline const Walk& sharedWalk() {
     static const Walk w = randomWalk(kBars);
     return w;

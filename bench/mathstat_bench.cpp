@@ -3,16 +3,12 @@
 
 namespace {
 
-using fk::bench::kBars;
-using fk::bench::sharedWalk;
-using fk::host::Call;
-using fk::host::Series;
-using fk::host::Text;
+using namespace fk::bench;
 
 // Whole-series calls from bar 0, timed per bar.
 void timeCalls(benchmark::State& state, Call& call) {
     for (auto _ : state) benchmark::DoNotOptimize(call.run(0));
-    fk::bench::perBar(state);
+    perBar(state);
 }
 
 void BM_ArrayOperationSeries(benchmark::State& state, const char* keyword) {

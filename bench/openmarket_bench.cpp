@@ -4,21 +4,17 @@
 
 namespace {
 
-using fk::bench::kBars;
-using fk::bench::perBar;
-using fk::host::Call;
-using fk::host::Market;
-using fk::host::Series;
+using namespace fk::bench;
 
 // Daily bars of the walk, one for every day of the week, from 2 January 1990 on.
 Market& dailyMarket() {
-    static Market m(fk::bench::walkBars(fk::bench::sharedWalk()));
+    static Market m(walkBars(sharedWalk()));
     return m.period(0x11000001).session(570, 960, 960);
 }
 
 // The walk as one-minute bars from 2 January 2014 09:30 on, every minute of the day and night.
 Market& minuteMarket() {
-    static Market m(fk::bench::minuteBars());
+    static Market m(minuteBars());
     return m.session(570, 960, 1020);
 }
 
@@ -69,7 +65,7 @@ BENCHMARK(BM_RemainingBarsInDayTicks)->Unit(benchmark::kMillisecond);
 struct WalkLevels {
     Series high, low, close;
     WalkLevels() {
-        const fk::bench::Walk& w = fk::bench::sharedWalk();
+        const Walk& w = sharedWalk();
         high = Series::of(w.high);
         low = Series::of(w.low);
         close = Series::of(w.close);

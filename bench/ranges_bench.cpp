@@ -4,12 +4,7 @@
 
 namespace {
 
-using fk::bench::kBars;
-using fk::bench::perBar;
-using fk::bench::sharedMarket;
-using fk::bench::sharedWalk;
-using fk::host::Call;
-using fk::host::Series;
+using namespace fk::bench;
 
 // 1 where the bar closed above its open.
 Series upBars() {

@@ -4,13 +4,7 @@
 
 namespace {
 
-using fk::bench::kBars;
-using fk::bench::perBar;
-using fk::bench::sharedMarket;
-using fk::bench::sharedWalk;
-using fk::host::Call;
-using fk::host::Market;
-using fk::host::Series;
+using namespace fk::bench;
 
 void BM_RSI(benchmark::State& state) {
     Series close = Series::of(sharedWalk().close), out;

@@ -5,13 +5,12 @@
 
 namespace {
 
-using fk::host::Call;
-using fk::host::Series;
+using namespace fk::bench;
 
 struct Data {
-    const fk::bench::Walk& w = fk::bench::sharedWalk();
+    const Walk& w = sharedWalk();
     Series close = Series::of(w.close), high = Series::of(w.high);
-    fk::host::Market market{fk::bench::walkBars(w)};
+    Market market{walkBars(w)};
     Data() { market.symbol("ESH14").tick(0.25, 12.5); }
 };
 
@@ -20,7 +19,7 @@ Data& data() {
     return d;
 }
 
-using Case = fk::bench::ExportCase<Data>;
+using Case = ExportCase<Data>;
 
 const Case kCases[] = {
     {"SwingCustomHigh", [](Call& c, Series& o, Data& d) { c.out(o).arg(d.close).arg(3).arg(0); }, "SwingCustomHigh/3"},
@@ -40,6 +39,6 @@ const Case kCases[] = {
      "JLRallyCust/percent", false},
 };
 
-const bool kRegistered = fk::bench::registerExportCases<Data>(kCases, data);
+const bool kRegistered = registerExportCases<Data>(kCases, data);
 
 } // namespace
