@@ -29,9 +29,7 @@ std::vector<Bar> randomBars(int n, uint64_t seed) {
 }
 
 Vec run(const char* name, Market& m, double period, std::optional<double> multiplier = {}) {
-    std::vector<Arg> args = {&m, period};
-    if (multiplier) args.push_back(*multiplier);
-    return valuesOf(name, args);
+    return multiplier ? valuesOf(name, {&m, period, *multiplier}) : valuesOf(name, {&m, period});
 }
 
 TEST_F(DirectionalTest, DiLinesAreSmoothedMovesOverSmoothedTrueRange) {

@@ -16,9 +16,7 @@ using namespace testing;
 class RsiSarTest : public HeapChecked {};
 
 Vec rsi(const Vec& data, double period, std::optional<double> multiplier = {}, const char* name = "RSI") {
-    std::vector<Arg> args = {data, period};
-    if (multiplier) args.push_back(*multiplier);
-    return valuesOf(name, args);
+    return multiplier ? valuesOf(name, {data, period, *multiplier}) : valuesOf(name, {data, period});
 }
 
 Vec stop(const char* name, Market& m, double direction, double a, double b) {

@@ -27,8 +27,8 @@ inline constexpr double F = kMissing;
 
 // A parameter: a series by its values, a number (a single constant where the export wants a
 // series), a text, a market of the given bars (daily, with the host's default settings), a
-// market set up by the test, or a letter: 'e' an empty series, 'z' a handle without buffer,
-// 'm' a market of three daily bars, 'n' a market without bars.
+// market set up by the test, or a letter: 'e' an empty series, 'm' a market of three daily bars,
+// 'n' a market without bars.
 using Arg = std::variant<std::vector<double>, double, char, std::string, std::vector<host::Bar>, host::Market*>;
 
 // The Return Value a call starts with: its elements, or a letter: 'z' a handle without buffer,
@@ -57,9 +57,8 @@ inline std::vector<host::Bar> threeBars() {
     return {{41713.0, 10, 11, 9, 10, 100}, {41716.0, 10, 12, 9, 11, 200}, {41717.0, 11, 13, 10, 12, 300}};
 }
 
-// Calls `name` once from `startBar`. A non-zero `outTag` replaces the Return Value's type tag.
-inline Result runCall(const char* name, const std::vector<Arg>& args, int32_t startBar = 0, const Out& out0 = {},
-                      uint32_t outTag = 0) {
+// Calls `name` once from `startBar`.
+inline Result runCall(const char* name, const std::vector<Arg>& args, int32_t startBar = 0, const Out& out0 = {}) {
     std::deque<host::Series> series;
     std::deque<host::Text> texts;
     std::deque<host::Market> markets;
@@ -77,11 +76,9 @@ inline Result runCall(const char* name, const std::vector<Arg>& args, int32_t st
         else if (const auto* t = std::get_if<std::string>(&a)) call.arg(texts.emplace_back(*t));
         else if (const auto* b = std::get_if<std::vector<host::Bar>>(&a)) call.arg(markets.emplace_back(*b));
         else if (std::get<char>(a) == 'e') call.arg(series.emplace_back(host::Series::of({})));
-        else if (std::get<char>(a) == 'z') call.arg(series.emplace_back(host::Series::null()));
         else if (std::get<char>(a) == 'n') call.arg(noBars);
         else call.arg(market);
     }
-    if (outTag) call.tag(1, outTag);
     const StatusCode st = call.run(startBar);
     return {st, out.values()};
 }
