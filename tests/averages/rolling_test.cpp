@@ -14,8 +14,7 @@ using namespace testing;
 
 class RollingTest : public HeapChecked {};
 
-// The length: a number, or a length per bar.
-Vec movingSum(const Vec& data, const Arg& length, double mode) { return valuesOf("MovingSum", {data, length, mode}); }
+Vec movingSum(const Vec& data, double length, double mode) { return valuesOf("MovingSum", {data, length, mode}); }
 
 double filtered(double x, int mode) { return mode > 0 ? std::max(x, 0.0) : mode < 0 ? std::min(x, 0.0) : x; }
 
@@ -38,45 +37,28 @@ TEST_F(RollingTest, MovingSumOfConstantLengthSumsTheLastValidValuesThroughItsSig
         }
 }
 
-TEST_F(RollingTest, MovingSumOfLengthZeroOrBelowIsARunningTotal) {
-    const std::vector<double> data = {1, -2, F, 3, -4, 5};
-    struct Case {
-        double length, mode;
-        std::vector<double> want;
-    };
-    const Case cases[] = {
-        {0, 0, {1, -1, F, 2, -2, 3}},
-        {-3, 0, {1, -1, F, 2, -2, 3}},
-        {0, 1, {1, 1, F, 4, 4, 9}},
-        {0, -1, {0, -2, F, -2, -6, -6}},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(::testing::Message() << c.length << " " << c.mode);
-        EXPECT_EQ(movingSum(data, c.length, c.mode), c.want);
-    }
-}
-
-TEST_F(RollingTest, MovingSumWithLengthsPerBar) {
-    struct Case {
-        const char* name;
-        std::vector<double> data, lengths, want;
-    };
-    const std::vector<double> ten = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10};
-    const Case cases[] = {
-        {"5, 6, 7 extends the span", ten, {5, 5, 5, 5, 5, 5, 5, 6, 7, 7}, {F, F, F, F, 15, 20, 25, 33, 42, 49}},
-        {"5 then 7 sums seven values again", ten, {5, 5, 5, 5, 5, 5, 5, 5, 7, 7},
+TEST_F(RollingTest, MovingSumExamples) {
+    const Vec data = {1, -2, F, 3, -4, 5}, ten = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10};
+    expectExamples({
+        {"length 0 is a running total", "MovingSum", {data, 0.0, 0.0}, {1, -1, F, 2, -2, 3}},
+        {"so is a length below 0", "MovingSum", {data, -3.0, 0.0}, {1, -1, F, 2, -2, 3}},
+        {"a running total of the gains", "MovingSum", {data, 0.0, 1.0}, {1, 1, F, 4, 4, 9}},
+        {"a running total of the losses", "MovingSum", {data, 0.0, -1.0}, {0, -2, F, -2, -6, -6}},
+        // lengths per bar
+        {"5, 6, 7 extends the span", "MovingSum", {ten, Vec{5, 5, 5, 5, 5, 5, 5, 6, 7, 7}, 0.0},
+         {F, F, F, F, 15, 20, 25, 33, 42, 49}},
+        {"5 then 7 sums seven values again", "MovingSum", {ten, Vec{5, 5, 5, 5, 5, 5, 5, 5, 7, 7}, 0.0},
          {F, F, F, F, 15, 20, 25, 30, 42, 49}},
-        {"7 without seven values writes nothing", ten, {5, 5, 5, 5, 5, 7, 7, 7, 7, 7},
+        {"7 without seven values writes nothing", "MovingSum", {ten, Vec{5, 5, 5, 5, 5, 7, 7, 7, 7, 7}, 0.0},
          {F, F, F, F, 15, F, 28, 35, 42, 49}},
-        {"shrinking", ten, {5, 5, 5, 5, 5, 5, 2, 2, 3, 3}, {F, F, F, F, 15, 20, 13, 15, 24, 27}},
-        {"missing values are not counted", {1, 2, F, 4, 5, 6}, {2, 2, 2, 2, 3, 3}, {F, 3, F, 6, 11, 15}},
-        {"a bar without a length is left out", {1, 2, 3, 4, 5, 6}, {3, 3, 3, F, 3, 3}, {F, F, 6, F, 10, 14}},
-        {"length 0 gives 0 and the span starts again", {1, 2, 3, 4, 5}, {2, 2, 0, 1, 2}, {F, 3, 0, 4, 9}},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.name);
-        EXPECT_EQ(movingSum(c.data, c.lengths, 0), c.want);
-    }
+        {"shrinking", "MovingSum", {ten, Vec{5, 5, 5, 5, 5, 5, 2, 2, 3, 3}, 0.0}, {F, F, F, F, 15, 20, 13, 15, 24, 27}},
+        {"missing values are not counted", "MovingSum", {Vec{1, 2, F, 4, 5, 6}, Vec{2, 2, 2, 2, 3, 3}, 0.0},
+         {F, 3, F, 6, 11, 15}},
+        {"a bar without a length is left out", "MovingSum", {Vec{1, 2, 3, 4, 5, 6}, Vec{3, 3, 3, F, 3, 3}, 0.0},
+         {F, F, 6, F, 10, 14}},
+        {"length 0 gives 0 and the span starts again", "MovingSum", {Vec{1, 2, 3, 4, 5}, Vec{2, 2, 0, 1, 2}, 0.0},
+         {F, 3, 0, 4, 9}},
+    });
 }
 
 TEST_F(RollingTest, MovingSumContinuedAsBarsArrive) {
@@ -121,22 +103,12 @@ TEST_F(RollingTest, MovStdDevIsThePopulationDeviationOfTheLastValidValues) {
 }
 
 TEST_F(RollingTest, MovStdDevEdges) {
-    struct Case {
-        const char* name;
-        std::vector<double> data;
-        double length;
-        std::vector<double> want;
-    };
-    const Case cases[] = {
-        {"constant series", {3.7, 3.7, 3.7, 3.7, 3.7, 3.7, 3.7}, 3, {F, F, 0, 0, 0, 0, 0}},
-        {"length 1 writes nothing", {1, 2, 3}, 1, {9}},
-        {"length 1.4 writes nothing", {1, 2, 3}, 1.4, {9}},
-        {"two values", {1, 3, F, 7}, 2, {F, 1, F, 2}},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.name);
-        EXPECT_EQ(valuesOf("MovStdDev", {c.data, c.length}, 0, {9}), c.want);
-    }
+    expectExamples({
+        {"constant series", "MovStdDev", {Vec(7, 3.7), 3.0}, {F, F, 0, 0, 0, 0, 0}, {9}},
+        {"length 1 writes nothing", "MovStdDev", {Vec{1, 2, 3}, 1.0}, {9}, {9}},
+        {"length 1.4 writes nothing", "MovStdDev", {Vec{1, 2, 3}, 1.4}, {9}, {9}},
+        {"two values", "MovStdDev", {Vec{1, 3, F, 7}, 2.0}, {F, 1, F, 2}, {9}},
+    });
 }
 
 // An average of the bars i - n + 1 .. i weighted by weight(j); bars without a weight get nothing.
@@ -180,26 +152,12 @@ TEST_F(RollingTest, VomaWeighsEachBarByItsWeight) {
 }
 
 TEST_F(RollingTest, WeightedAverageEdges) {
-    struct Case {
-        const char* name;
-        const char* function;
-        std::vector<double> data;
-        double length;
-        std::vector<double> want;
-    };
-    const Case cases[] = {
-        {"MOMA of a flat series is the series", "MOMA", {5, 5, 5, 5, 5}, 3, {F, F, F, 5, 5}},
-        {"MOMA of length 0 gives 0", "MOMA", {1, 2, 4}, 0, {F, 0, 0}},
-        {"MOMA of a length beyond 16 bits", "MOMA", {1, 2, 4}, 1e6, {}},
-        {"VOMA of length -2 gives 0", "VOMA", {1, 2, 4}, -2, {0, 0, 0}},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.name);
-        const bool weighted = std::string(c.function) == "VOMA";
-        EXPECT_EQ(weighted ? valuesOf(c.function, {c.data, c.length, Vec(c.data.size(), 1.0)})
-                           : valuesOf(c.function, {c.data, c.length}),
-                  c.want);
-    }
+    expectExamples({
+        {"MOMA of a flat series is the series", "MOMA", {Vec(5, 5.0), 3.0}, {F, F, F, 5, 5}},
+        {"MOMA of length 0 gives 0", "MOMA", {Vec{1, 2, 4}, 0.0}, {F, 0, 0}},
+        {"MOMA of a length beyond 16 bits", "MOMA", {Vec{1, 2, 4}, 1e6}, {}},
+        {"VOMA of length -2 gives 0", "VOMA", {Vec{1, 2, 4}, -2.0, Vec(3, 1.0)}, {0, 0, 0}},
+    });
 }
 
 } // namespace

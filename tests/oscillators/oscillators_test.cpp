@@ -99,29 +99,20 @@ TEST_F(OscillatorTest, VolumeAccumulationWeighsVolumeByWhereTheCloseLies) {
 }
 
 TEST_F(OscillatorTest, CashFlowScalesLargeResultsByPowersOf1000) {
-    struct Case {
-        const char* name;
-        std::vector<Bar> bars;
-        double selector;
-        std::vector<double> want;
-    };
-    auto twoBars = [](double volume) {
-        return std::vector<Bar>{{1, 5, 6, 4, 0, volume}, {2, 5, 6, 4, 1, volume}};
-    };
-    const Case cases[] = {
-        {"largest 25,000,000 is divided by 1,000,000", twoBars(25e6), 3, {0, 25}},
-        {"largest 50,000 is divided by 1000", twoBars(50000), 3, {0, 50}},
-        {"largest 9,999 stays", twoBars(9999), 3, {0, 9999}},
-        {"selector 9 gives 0", twoBars(9999), 9, {0, 0}},
-        {"midpoint of the range", {{1, 0, 4, 2, 1, 10}, {2, 0, 8, 4, 1, 10}, {3, 0, 8, 4, 1, 10}}, 4, {0, 30, 30}},
-        {"a bar without a close ends the flow",
-         {{1, 0, 0, 0, 1, 10}, {2, 0, 0, 0, 2, 10}, {3, 0, 0, 0, kMissing, 10}, {4, 0, 0, 0, 5, 10}}, 3, {0, 10}},
-        {"a bar of date 0 ends the flow", {{1, 0, 0, 0, 1, 10}, {0.5, 0, 0, 0, 2, 10}, {3, 0, 0, 0, 5, 10}}, 3, {0}},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.name);
-        EXPECT_EQ(valuesOf("CashFlow", {c.bars, c.selector}), c.want);
-    }
+    auto twoBars = [](double volume) { return std::vector<Bar>{{1, 5, 6, 4, 0, volume}, {2, 5, 6, 4, 1, volume}}; };
+    const std::vector<Bar> midpoint = {{1, 0, 4, 2, 1, 10}, {2, 0, 8, 4, 1, 10}, {3, 0, 8, 4, 1, 10}};
+    const std::vector<Bar> noClose = {{1, 0, 0, 0, 1, 10}, {2, 0, 0, 0, 2, 10}, {3, 0, 0, 0, kMissing, 10},
+                                      {4, 0, 0, 0, 5, 10}};
+    const std::vector<Bar> dateZero = {{1, 0, 0, 0, 1, 10}, {0.5, 0, 0, 0, 2, 10}, {3, 0, 0, 0, 5, 10}};
+    expectExamples({
+        {"largest 25,000,000 is divided by 1,000,000", "CashFlow", {twoBars(25e6), 3.0}, {0, 25}},
+        {"largest 50,000 is divided by 1000", "CashFlow", {twoBars(50000), 3.0}, {0, 50}},
+        {"largest 9,999 stays", "CashFlow", {twoBars(9999), 3.0}, {0, 9999}},
+        {"selector 9 gives 0", "CashFlow", {twoBars(9999), 9.0}, {0, 0}},
+        {"midpoint of the range", "CashFlow", {midpoint, 4.0}, {0, 30, 30}},
+        {"a bar without a close ends the flow", "CashFlow", {noClose, 3.0}, {0, 10}},
+        {"a bar of date 0 ends the flow", "CashFlow", {dateZero, 3.0}, {0}},
+    });
 }
 
 TEST_F(OscillatorTest, LogRangeMaxima) {
