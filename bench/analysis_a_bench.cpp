@@ -9,19 +9,17 @@
 
 namespace {
 
-using fk::host::Call;
-using fk::host::Market;
-using fk::host::Series;
+using namespace fk::bench;
 
 struct Data {
-    fk::bench::Walk w = fk::bench::randomWalk(fk::bench::kBars);
-    Market daily{fk::bench::walkBars(w)};
+    const Walk& w = sharedWalk();
+    Market daily{walkBars(w)};
     Market minutes; // one-minute bars from 09:30 to 15:59 on every day
     Series close = Series::of(w.close), volume = Series::of(w.volume), entry, direction;
 
     Data() {
         daily.tick(0.01, 0.01);
-        std::vector<fk::host::Bar> bars = fk::bench::walkBars(w);
+        std::vector<Bar> bars = walkBars(w);
         for (std::size_t i = 0; i < bars.size(); ++i) {
             const double day = 32875.0 + static_cast<double>(i / 390), minute = 570.0 + static_cast<double>(i % 390);
             bars[i].dateTime = day + minute / 1440.0;
@@ -50,7 +48,7 @@ Data& data() {
     return d;
 }
 
-using Case = fk::bench::ExportCase<Data>;
+using Case = ExportCase<Data>;
 
 const Case kCases[] = {
     {"PTF_DLL", [](Call& c, Series& o, Data& d) { c.out(o).arg(d.daily).arg(d.entry).arg(d.direction).arg(10).arg(2); }},
@@ -65,6 +63,6 @@ const Case kCases[] = {
     {"PartialDayData", [](Call& c, Series& o, Data& d) { c.out(o).arg(d.minutes).arg(7); }},
 };
 
-const bool kRegistered = fk::bench::registerExportCases<Data>(kCases, data);
+const bool kRegistered = registerExportCases<Data>(kCases, data);
 
 } // namespace

@@ -1,20 +1,14 @@
 // Rank, percentile, median, sideways box, slope significance, the random series, the Cyber
 // Cycle and the oscillator predictor through the full exported call over 1,000,000 bars
 // (ns/bar), beside the moving average over the same window as a yardstick.
-#include <benchmark/benchmark.h>
-
-#include <functional>
-#include <string>
-
-#include "bench_data.h"
+#include "export_cases.h"
 
 namespace {
 
-using fk::host::Call;
-using fk::host::Series;
+using namespace fk::bench;
 
 struct Data {
-    fk::bench::Walk w = fk::bench::randomWalk(fk::bench::kBars);
+    const Walk& w = sharedWalk();
     Series close = Series::of(w.close);
 };
 
@@ -23,10 +17,7 @@ Data& data() {
     return d;
 }
 
-struct Case {
-    const char* name;
-    std::function<void(Call&, Series& out, Data&)> args;
-};
+using Case = ExportCase<Data>;
 
 const Case kCases[] = {
     {"MovAvg", [](Call& c, Series& o, Data& d) { c.out(o).arg(d.close).arg(20).arg(0); }},
@@ -43,33 +34,6 @@ const Case kCases[] = {
      }},
 };
 
-// All bars in one call; the counter reads as time per bar.
-void allBars(benchmark::State& state, const Case& c) {
-    Series out;
-    Call call(c.name);
-    c.args(call, out, data());
-    for (auto _ : state) benchmark::DoNotOptimize(call.run(0));
-    state.counters["per_bar"] = benchmark::Counter(static_cast<double>(fk::bench::kBars),
-                                                   benchmark::Counter::kIsIterationInvariantRate |
-                                                       benchmark::Counter::kInvert);
-}
-
-// The call after one bar has been appended: start bar at the last bar of a computed series.
-void appendedBar(benchmark::State& state, const Case& c) {
-    Series out;
-    Call call(c.name);
-    c.args(call, out, data());
-    call.run(0);
-    for (auto _ : state) benchmark::DoNotOptimize(call.run(fk::bench::kBars - 1));
-}
-
-const bool kRegistered = [] {
-    for (const Case& c : kCases) {
-        benchmark::RegisterBenchmark((std::string("BM_AnalysisB_AllBars/") + c.name).c_str(), allBars, c)
-            ->Unit(benchmark::kMillisecond);
-        benchmark::RegisterBenchmark((std::string("BM_AnalysisB_AppendedBar/") + c.name).c_str(), appendedBar, c);
-    }
-    return true;
-}();
+const bool kRegistered = registerExportCases<Data>(kCases, data);
 
 } // namespace

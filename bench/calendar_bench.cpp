@@ -1,41 +1,23 @@
 // Date, clock and time-zone exports over 1,000,000 bars, through the full exported call.
-#include <benchmark/benchmark.h>
-
-#include "bench_data.h"
+#include "export_cases.h"
 
 namespace {
 
-using fk::bench::kBars;
+using namespace fk::bench;
 
-// The walk as one-minute bars from 2 January 2014 09:30 on, every minute of the day and night,
-// so that the stamps cross days, years and the changes of daylight saving.
-std::vector<fk::host::Bar> minuteBars() {
-    std::vector<fk::host::Bar> bars = fk::bench::walkBars(fk::bench::randomWalk(kBars));
-    for (std::size_t i = 0; i < bars.size(); ++i)
-        bars[i].dateTime = 41641.0 + (570.0 + static_cast<double>(i)) / 1440.0;
-    return bars;
-}
-
-fk::host::Market& dailyMarket() {
-    static fk::host::Market m(fk::bench::walkBars(fk::bench::randomWalk(kBars)));
+Market& dailyMarket() {
+    static Market m(walkBars(sharedWalk()));
     return m;
 }
 
-fk::host::Market& minuteMarket() {
-    static fk::host::Market m(minuteBars());
+Market& minuteMarket() {
+    static Market m(minuteBars());
     return m;
 }
 
-// Reports the time of one call divided by its bars.
-void perBar(benchmark::State& state) {
-    state.counters["ns/bar"] = benchmark::Counter(static_cast<double>(kBars),
-                                                  benchmark::Counter::kIsIterationInvariantRate |
-                                                      benchmark::Counter::kInvert);
-}
-
-void runOnMarket(benchmark::State& state, const char* name, fk::host::Market& m) {
-    fk::host::Series out;
-    fk::host::Call call(name);
+void runOnMarket(benchmark::State& state, const char* name, Market& m) {
+    Series out;
+    Call call(name);
     call.out(out).arg(m);
     for (auto _ : state) benchmark::DoNotOptimize(call.run(0));
     perBar(state);
@@ -62,9 +44,9 @@ BENCHMARK(BM_SecondsInBarMinutes)->Unit(benchmark::kMillisecond);
 void BM_DayOf(benchmark::State& state) {
     std::vector<double> stamps(static_cast<std::size_t>(kBars));
     for (std::size_t i = 0; i < stamps.size(); ++i) stamps[i] = 32875.0 + static_cast<double>(i) * 0.37;
-    fk::host::Series in = fk::host::Series::of(stamps);
-    fk::host::Series out;
-    fk::host::Call call("DayOf");
+    Series in = Series::of(stamps);
+    Series out;
+    Call call("DayOf");
     call.out(out).arg(in);
     for (auto _ : state) benchmark::DoNotOptimize(call.run(0));
     perBar(state);
@@ -72,11 +54,11 @@ void BM_DayOf(benchmark::State& state) {
 BENCHMARK(BM_DayOf)->Unit(benchmark::kMillisecond);
 
 void BM_TimeConvert(benchmark::State& state) {
-    fk::host::Market& m = minuteMarket();
+    Market& m = minuteMarket();
     m.period(0x03000001).zone("CHI");
-    fk::host::Text target("GMT");
-    fk::host::Series out;
-    fk::host::Call call("TimeConvert");
+    Text target("GMT");
+    Series out;
+    Call call("TimeConvert");
     call.out(out).arg(m).arg(target);
     for (auto _ : state) benchmark::DoNotOptimize(call.run(0));
     perBar(state);

@@ -11,17 +11,16 @@
 
 namespace {
 
-using fk::host::Call;
-using fk::host::Series;
+using namespace fk::bench;
 
 struct Data {
-    fk::bench::Walk w = fk::bench::randomWalk(fk::bench::kBars);
+    const Walk& w = sharedWalk();
     Series close = Series::of(w.close), high = Series::of(w.high), low = Series::of(w.low);
     Series highest, lowest, normalised, oscillator, width, upper, lower;
-    fk::host::Market market{fk::bench::walkBars(w)};
+    Market market{walkBars(w)};
 
     Data() {
-        const int32_t n = fk::bench::kBars;
+        const int32_t n = kBars;
         std::vector<double> hh(n), ll(n), osc(n), up(n), dn(n);
         for (int32_t i = 0; i < n; ++i) {
             const int32_t from = std::max(0, i - 9);
@@ -49,7 +48,7 @@ Data& data() {
     return d;
 }
 
-using Case = fk::bench::ExportCase<Data>;
+using Case = ExportCase<Data>;
 
 const Case kCases[] = {
     {"Laguerre_Func", [](Call& c, Series& o, Data& d) { c.out(o).arg(d.close).arg(0.8).arg(1); }},
@@ -66,7 +65,7 @@ const Case kCases[] = {
     {"GannTrend", [](Call& c, Series& o, Data& d) { c.out(o).arg(d.market); }},
 };
 
-const bool kRegistered = fk::bench::registerExportCases<Data>(kCases, data);
+const bool kRegistered = registerExportCases<Data>(kCases, data);
 
 } // namespace
 
@@ -83,9 +82,7 @@ void BM_Baseline_ExponentialAverage(benchmark::State& state) {
         for (std::size_t i = 1; i < x.size(); ++i) y[i] = prev = (x[i] - prev) * k + prev;
         benchmark::DoNotOptimize(y.data());
     }
-    state.counters["per_bar"] = benchmark::Counter(static_cast<double>(x.size()),
-                                                   benchmark::Counter::kIsIterationInvariantRate |
-                                                       benchmark::Counter::kInvert);
+    perBar(state, static_cast<double>(x.size()));
 }
 BENCHMARK(BM_Baseline_ExponentialAverage)->Unit(benchmark::kMillisecond);
 

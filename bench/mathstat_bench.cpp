@@ -1,29 +1,18 @@
 // The element-wise engine and the rolling statistics over 1,000,000 bars, through the exported call.
-#include <benchmark/benchmark.h>
-
-#include "bench_data.h"
+#include "export_cases.h"
 
 namespace {
 
-using fk::bench::kBars;
-using fk::host::Call;
-using fk::host::Series;
-using fk::host::Text;
-
-const fk::bench::Walk& walk() {
-    static const fk::bench::Walk w = fk::bench::randomWalk(kBars);
-    return w;
-}
+using namespace fk::bench;
 
 // Whole-series calls from bar 0, timed per bar.
 void timeCalls(benchmark::State& state, Call& call) {
     for (auto _ : state) benchmark::DoNotOptimize(call.run(0));
-    state.counters["per_bar"] =
-        benchmark::Counter(kBars, benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
+    perBar(state);
 }
 
 void BM_ArrayOperationSeries(benchmark::State& state, const char* keyword) {
-    Series a = Series::of(walk().close), b = Series::of(walk().open), out;
+    Series a = Series::of(sharedWalk().close), b = Series::of(sharedWalk().open), out;
     Text word(keyword);
     Call call("ArrayOperation");
     call.out(out).arg(a).arg(word).arg(b);
@@ -34,7 +23,7 @@ BENCHMARK_CAPTURE(BM_ArrayOperationSeries, multiply, "*")->Unit(benchmark::kMill
 BENCHMARK_CAPTURE(BM_ArrayOperationSeries, less, "<")->Unit(benchmark::kMillisecond);
 
 void BM_ArrayOperationRound(benchmark::State& state) {
-    Series a = Series::of(walk().close), out;
+    Series a = Series::of(sharedWalk().close), out;
     Text word("ROUND");
     Call call("ArrayOperation");
     call.out(out).arg(a).arg(word).arg(2.0);
@@ -43,7 +32,7 @@ void BM_ArrayOperationRound(benchmark::State& state) {
 BENCHMARK(BM_ArrayOperationRound)->Unit(benchmark::kMillisecond);
 
 void BM_RegressionValue(benchmark::State& state) {
-    Series in = Series::of(walk().close), out;
+    Series in = Series::of(sharedWalk().close), out;
     Call call("RegressionValue");
     call.out(out).arg(in).arg(20.0).arg(0.0);
     timeCalls(state, call);
@@ -51,7 +40,7 @@ void BM_RegressionValue(benchmark::State& state) {
 BENCHMARK(BM_RegressionValue)->Unit(benchmark::kMillisecond);
 
 void BM_Correlation(benchmark::State& state) {
-    Series y = Series::of(walk().close), x = Series::of(walk().open), out;
+    Series y = Series::of(sharedWalk().close), x = Series::of(sharedWalk().open), out;
     Call call("Correlation");
     call.out(out).arg(y).arg(x).arg(20.0);
     timeCalls(state, call);
@@ -59,7 +48,7 @@ void BM_Correlation(benchmark::State& state) {
 BENCHMARK(BM_Correlation)->Unit(benchmark::kMillisecond);
 
 void BM_SpearmanRCI(benchmark::State& state) {
-    Series in = Series::of(walk().close), out;
+    Series in = Series::of(sharedWalk().close), out;
     Call call("SpearmanRCI");
     call.out(out).arg(in).arg(static_cast<double>(state.range(0)));
     timeCalls(state, call);

@@ -1,37 +1,21 @@
 // Trading calendar, stops, waves, trends, pivots and bands over 1,000,000 bars, through the full
 // exported call.
-#include <benchmark/benchmark.h>
-
-#include "bench_data.h"
+#include "export_cases.h"
 
 namespace {
 
-using fk::bench::kBars;
-using fk::host::Call;
-using fk::host::Market;
-using fk::host::Series;
+using namespace fk::bench;
 
 // Daily bars of the walk, one for every day of the week, from 2 January 1990 on.
 Market& dailyMarket() {
-    static Market m(fk::bench::walkBars(fk::bench::randomWalk(kBars)));
+    static Market m(walkBars(sharedWalk()));
     return m.period(0x11000001).session(570, 960, 960);
 }
 
 // The walk as one-minute bars from 2 January 2014 09:30 on, every minute of the day and night.
 Market& minuteMarket() {
-    static Market m([] {
-        std::vector<fk::host::Bar> bars = fk::bench::walkBars(fk::bench::randomWalk(kBars));
-        for (std::size_t i = 0; i < bars.size(); ++i)
-            bars[i].dateTime = 41641.0 + (570.0 + static_cast<double>(i)) / 1440.0;
-        return bars;
-    }());
+    static Market m(minuteBars());
     return m.session(570, 960, 1020);
-}
-
-void perBar(benchmark::State& state) {
-    state.counters["ns/bar"] = benchmark::Counter(static_cast<double>(kBars),
-                                                  benchmark::Counter::kIsIterationInvariantRate |
-                                                      benchmark::Counter::kInvert);
 }
 
 // One call of the export over the entries given, timed per bar.
@@ -81,7 +65,7 @@ BENCHMARK(BM_RemainingBarsInDayTicks)->Unit(benchmark::kMillisecond);
 struct WalkLevels {
     Series high, low, close;
     WalkLevels() {
-        const fk::bench::Walk w = fk::bench::randomWalk(kBars);
+        const Walk& w = sharedWalk();
         high = Series::of(w.high);
         low = Series::of(w.low);
         close = Series::of(w.close);

@@ -1,33 +1,13 @@
 // Oscillators and volume indicators through the full exported call on 1,000,000 bars. The
 // counter "per_bar" is the time per bar in seconds (shown as n for nanoseconds).
-#include <benchmark/benchmark.h>
-
-#include "bench_data.h"
+#include "export_cases.h"
 
 namespace {
 
-using fk::bench::kBars;
-using fk::host::Call;
-using fk::host::Market;
-using fk::host::Series;
-
-const fk::bench::Walk& walk() {
-    static const fk::bench::Walk w = fk::bench::randomWalk(kBars);
-    return w;
-}
-
-Market& market() {
-    static Market m(fk::bench::walkBars(walk()));
-    return m;
-}
-
-void perBar(benchmark::State& state) {
-    state.counters["per_bar"] =
-        benchmark::Counter(kBars, benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
-}
+using namespace fk::bench;
 
 void BM_CCI(benchmark::State& state) {
-    Series close = Series::of(walk().close), out;
+    Series close = Series::of(sharedWalk().close), out;
     Call call("CCI");
     call.out(out).arg(close).arg(static_cast<double>(state.range(0)));
     for (auto _ : state) benchmark::DoNotOptimize(call.run(0));
@@ -37,7 +17,7 @@ BENCHMARK(BM_CCI)->ArgName("length")->Arg(14)->Arg(20)->Unit(benchmark::kMillise
 
 // The host's call for one new bar: the start bar at the last bar of the series.
 void BM_CCILastBar(benchmark::State& state) {
-    Series close = Series::of(walk().close), out;
+    Series close = Series::of(sharedWalk().close), out;
     Call call("CCI");
     call.out(out).arg(close).arg(20.0);
     call.run(0);
@@ -47,9 +27,9 @@ BENCHMARK(BM_CCILastBar)->Unit(benchmark::kMicrosecond);
 
 // An export over the market with a series and numbers after it.
 void runOnMarket(benchmark::State& state, const char* name, bool withSeries, std::initializer_list<double> numbers) {
-    Series k = Series::of(walk().close), out;
+    Series k = Series::of(sharedWalk().close), out;
     Call call(name);
-    call.out(out).arg(market());
+    call.out(out).arg(sharedMarket());
     if (withSeries) call.arg(k);
     for (double v : numbers) call.arg(v);
     for (auto _ : state) benchmark::DoNotOptimize(call.run(0));

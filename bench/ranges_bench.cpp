@@ -1,28 +1,14 @@
 // Range searches, occurrence counts, shifted views and swings through the exported call on
-// 1,000,000 bars. The "s/bar" counter is the time per bar.
-#include <benchmark/benchmark.h>
-
-#include "bench_data.h"
+// 1,000,000 bars. The "per_bar" counter is the time per bar.
+#include "export_cases.h"
 
 namespace {
 
-using fk::bench::kBars;
-using fk::host::Call;
-using fk::host::Series;
-
-const fk::bench::Walk& walk() {
-    static const fk::bench::Walk w = fk::bench::randomWalk(kBars);
-    return w;
-}
-
-void perBar(benchmark::State& state, int64_t bars = kBars) {
-    using benchmark::Counter;
-    state.counters["s/bar"] = Counter(static_cast<double>(bars), Counter::kIsIterationInvariantRate | Counter::kInvert);
-}
+using namespace fk::bench;
 
 // 1 where the bar closed above its open.
 Series upBars() {
-    const auto& w = walk();
+    const auto& w = sharedWalk();
     std::vector<double> v(kBars);
     for (int32_t i = 0; i < kBars; ++i) v[i] = w.close[i] > w.open[i] ? 1.0 : 0.0;
     return Series::of(v);
@@ -34,7 +20,7 @@ void runWhole(benchmark::State& state, Call& call) {
 }
 
 void BM_HighestIndex(benchmark::State& state) {
-    Series close = Series::of(walk().close), out;
+    Series close = Series::of(sharedWalk().close), out;
     Call call("HighestIndex");
     call.out(out).arg(close).arg(static_cast<double>(state.range(0))).arg(0.0);
     runWhole(state, call);
@@ -42,7 +28,7 @@ void BM_HighestIndex(benchmark::State& state) {
 BENCHMARK(BM_HighestIndex)->Arg(5)->Arg(20)->Arg(200);
 
 void BM_LowestIndex(benchmark::State& state) {
-    Series low = Series::of(walk().low), out;
+    Series low = Series::of(sharedWalk().low), out;
     Call call("LowestIndex");
     call.out(out).arg(low).arg(static_cast<double>(state.range(0))).arg(static_cast<double>(state.range(1)));
     runWhole(state, call);
@@ -53,7 +39,7 @@ BENCHMARK(BM_LowestIndex)->Args({20, 0})->Args({20, 1}); // equal lows: the earl
 void BM_HighestIndexLengthSeries(benchmark::State& state) {
     std::vector<double> l(kBars);
     for (int32_t i = 0; i < kBars; ++i) l[i] = 15 + (i / 50) % 11;
-    Series close = Series::of(walk().close), lengths = Series::of(l), out;
+    Series close = Series::of(sharedWalk().close), lengths = Series::of(l), out;
     Call call("HighestIndex");
     call.out(out).arg(close).arg(lengths).arg(0.0);
     runWhole(state, call);
@@ -62,7 +48,7 @@ BENCHMARK(BM_HighestIndexLengthSeries);
 
 // The host's call as one bar arrives after 1,000,000: the search goes on from the last call.
 void BM_HighestIndexAppendedBar(benchmark::State& state) {
-    const auto& w = walk();
+    const auto& w = sharedWalk();
     Series close = Series::of(w.close), out;
     Call call("HighestIndex");
     call.out(out).arg(close).arg(20.0).arg(0.0);
@@ -102,7 +88,7 @@ BENCHMARK(BM_MostRecentOccurrence);
 
 // The cost of a shift does not depend on the number of bars or on the shift.
 void BM_ShiftBars(benchmark::State& state) {
-    Series close = Series::of(walk().close), out;
+    Series close = Series::of(sharedWalk().close), out;
     Call call("ShiftBars");
     call.out(out).arg(close).arg(static_cast<double>(state.range(0)));
     for (auto _ : state) benchmark::DoNotOptimize(call.run(0));
@@ -110,7 +96,7 @@ void BM_ShiftBars(benchmark::State& state) {
 BENCHMARK(BM_ShiftBars)->Arg(1)->Arg(100000);
 
 void BM_IsSwingHighPoint(benchmark::State& state) {
-    Series high = Series::of(walk().high), out;
+    Series high = Series::of(sharedWalk().high), out;
     Call call("IsSwingHighPoint");
     call.out(out).arg(high).arg(3.0);
     runWhole(state, call);
@@ -119,7 +105,7 @@ BENCHMARK(BM_IsSwingHighPoint);
 
 // Swing highs of strength 3 marked with 3, as a swing series.
 void BM_SwingHighBarsAgo(benchmark::State& state) {
-    Series high = Series::of(walk().high), marks;
+    Series high = Series::of(sharedWalk().high), marks;
     Call mark("IsSwingHighPoint");
     mark.out(marks).arg(high).arg(3.0);
     mark.run(0);
@@ -133,10 +119,9 @@ void BM_SwingHighBarsAgo(benchmark::State& state) {
 BENCHMARK(BM_SwingHighBarsAgo)->Arg(1)->Arg(10);
 
 void BM_ZigZag(benchmark::State& state) {
-    fk::host::Market m(fk::bench::walkBars(walk()));
     Series out;
     Call call("ZigZag");
-    call.out(out).arg(m).arg(5.0);
+    call.out(out).arg(sharedMarket()).arg(5.0);
     runWhole(state, call);
 }
 BENCHMARK(BM_ZigZag);

@@ -1,33 +1,13 @@
 // RSI, the stops and directional movement through the full exported call on 1,000,000 bars.
 // The counter "per_bar" is the time per bar in seconds (shown as n for nanoseconds).
-#include <benchmark/benchmark.h>
-
-#include "bench_data.h"
+#include "export_cases.h"
 
 namespace {
 
-using fk::bench::kBars;
-using fk::host::Call;
-using fk::host::Market;
-using fk::host::Series;
-
-const fk::bench::Walk& walk() {
-    static const fk::bench::Walk w = fk::bench::randomWalk(kBars);
-    return w;
-}
-
-Market& market() {
-    static Market m(fk::bench::walkBars(walk()));
-    return m;
-}
-
-void perBar(benchmark::State& state) {
-    state.counters["per_bar"] =
-        benchmark::Counter(kBars, benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
-}
+using namespace fk::bench;
 
 void BM_RSI(benchmark::State& state) {
-    Series close = Series::of(walk().close), out;
+    Series close = Series::of(sharedWalk().close), out;
     Call call("RSI");
     call.out(out).arg(close).arg(14.0);
     for (auto _ : state) benchmark::DoNotOptimize(call.run(0));
@@ -36,7 +16,7 @@ void BM_RSI(benchmark::State& state) {
 BENCHMARK(BM_RSI)->Unit(benchmark::kMillisecond);
 
 void BM_RSI2(benchmark::State& state) {
-    Series close = Series::of(walk().close), out;
+    Series close = Series::of(sharedWalk().close), out;
     Call call("RSI2");
     call.out(out).arg(close).arg(14.0).arg(1.0);
     for (auto _ : state) benchmark::DoNotOptimize(call.run(0));
@@ -48,7 +28,7 @@ BENCHMARK(BM_RSI2)->Unit(benchmark::kMillisecond);
 void runOnMarket(benchmark::State& state, const char* name, std::initializer_list<double> numbers) {
     Series out;
     Call call(name);
-    call.out(out).arg(market());
+    call.out(out).arg(sharedMarket());
     for (double v : numbers) call.arg(v);
     for (auto _ : state) benchmark::DoNotOptimize(call.run(0));
     perBar(state);

@@ -4,29 +4,18 @@
 
 #include <cmath>
 
-#include "averages/series_checks.h"
 #include "indicators/averages.h"
 #include "support/heap_check.h"
+#include "support/series_checks.h"
 
 namespace fk {
 namespace {
 
-using host::Call;
-using host::Series;
-using testing::F;
-using testing::HeapChecked;
-using testing::lastValid;
-using testing::randomSeries;
+using namespace testing;
 
 class MovAvgTest : public HeapChecked {};
 
-std::vector<double> movAvg(const std::vector<double>& data, double length, double kind) {
-    Series in = Series::of(data), out;
-    Call call("MovAvg");
-    call.out(out).arg(in).arg(length).arg(kind);
-    EXPECT_EQ(call.run(0), kOk);
-    return out.values();
-}
+Vec movAvg(const Vec& data, double length, double kind) { return valuesOf("MovAvg", {data, length, kind}); }
 
 // Windows of the last n valid values; bars short of n values hold the missing value.
 std::vector<double> windowAverage(const std::vector<double>& v, int n, bool weighted) {
@@ -74,8 +63,8 @@ TEST_F(MovAvgTest, WindowKindsMatchARecomputationOfEveryWindow) {
     };
     for (const Case c : {Case{2, 2}, Case{4.6, 5}, Case{20, 20}, Case{61, 61}, Case{0.2, 9}}) {
         SCOPED_TRACE(c.length);
-        testing::expectSeriesNear(movAvg(data, c.length, 1), windowAverage(data, c.n, false), 1e-9, "simple");
-        testing::expectSeriesNear(movAvg(data, c.length, 3), windowAverage(data, c.n, true), 1e-9, "weighted");
+        expectSeriesNear(movAvg(data, c.length, 1), windowAverage(data, c.n, false), 1e-9, "simple");
+        expectSeriesNear(movAvg(data, c.length, 3), windowAverage(data, c.n, true), 1e-9, "weighted");
     }
 }
 
@@ -97,7 +86,7 @@ TEST_F(MovAvgTest, ExponentialFormsAndTheirWarmUps) {
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
-        testing::expectSeriesNear(movAvg(data, c.length, c.kind), smoothed(data, c.alpha, c.firstValue, c.wilder));
+        expectSeriesNear(movAvg(data, c.length, c.kind), smoothed(data, c.alpha, c.firstValue, c.wilder));
     }
 }
 
@@ -122,7 +111,7 @@ TEST_F(MovAvgTest, AdaptiveFollowsTheEfficiencyOfTheMove) {
             avg += sc * sc * (data[i] - avg);
             want[i] = avg;
         }
-        testing::expectSeriesNear(movAvg(data, c.length, 5), want);
+        expectSeriesNear(movAvg(data, c.length, 5), want);
     }
 }
 
@@ -169,11 +158,7 @@ TEST_F(MovAvgTest, LengthsAndKindsThatComputeNothingLeaveTheOutputAsItWas) {
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
-        Series in = Series::of({1, 2, 3, 4, 5, 6}), out = Series::of({9, 9, 9});
-        Call call("MovAvg");
-        call.out(out).arg(in).arg(c.length).arg(c.kind);
-        EXPECT_EQ(call.run(0), kOk);
-        EXPECT_EQ(out.values(), (std::vector<double>{9, 9, 9}));
+        EXPECT_EQ(valuesOf("MovAvg", {Vec{1, 2, 3, 4, 5, 6}, c.length, c.kind}, 0, {9, 9, 9}), (Vec{9, 9, 9}));
     }
 }
 
@@ -199,7 +184,7 @@ TEST_F(MovAvgTest, TriangularIsTwoSimplePasses) {
             for (int k = 0; k < span; ++k) sum += c.weights[k] * data[i - span + 1 + k];
             want[i] = sum / div;
         }
-        testing::expectSeriesNear(movAvg(data, c.length, 6), want);
+        expectSeriesNear(movAvg(data, c.length, 6), want);
         const double inner = std::floor((c.length + 1) / 2), outer = std::ceil((c.length + 1) / 2);
         EXPECT_EQ(movAvg(data, c.length, 6), movAvg(movAvg(data, inner, 1), outer, 1));
     }
@@ -212,11 +197,9 @@ TEST_F(MovAvgTest, CallsContinuedAsBarsArriveEqualOneCallOverAllBars) {
         const std::vector<double> whole = movAvg(data, 7, kind);
         for (int chunk : {1, 7, 100}) {
             SCOPED_TRACE(::testing::Message() << "kind " << kind << " chunk " << chunk);
-            Series in = Series::of({}), out;
-            Call call("MovAvg");
-            call.out(out).arg(in).arg(7).arg(kind);
-            ASSERT_EQ(testing::playInChunks(call, chunk, {{&in, &data}}), kOk);
-            testing::expectSeriesNear(out.values(), whole);
+            const Result r = runChunked("MovAvg", {data, 7.0, kind}, chunk);
+            ASSERT_EQ(r.status, kOk);
+            expectSeriesNear(r.values, whole);
         }
     }
 }
@@ -233,11 +216,7 @@ TEST_F(MovAvgTest, AContinuedCallLeavesTheBarsBeforeItsStart) {
         std::vector<double> marked = whole;
         for (int i = 0; i < last; ++i)
             if (marked[i] != F) marked[i] = 7.0;
-        Series in = Series::of(data), out = Series::of(marked);
-        Call call("MovAvg");
-        call.out(out).arg(in).arg(5).arg(kind);
-        ASSERT_EQ(call.run(last), kOk);
-        std::vector<double> got = out.values();
+        const Vec got = valuesOf("MovAvg", {data, 5.0, kind}, last, marked);
         EXPECT_EQ(std::vector<double>(got.begin(), got.end() - 1), std::vector<double>(marked.begin(), marked.end() - 1));
         const double alpha = kind == 2 ? 2.0 / 6 : 1.0 / 5;
         if (kind == 2 || kind == 4) {

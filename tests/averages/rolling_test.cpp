@@ -4,34 +4,17 @@
 
 #include <cmath>
 
-#include "averages/series_checks.h"
 #include "support/heap_check.h"
+#include "support/series_checks.h"
 
 namespace fk {
 namespace {
 
-using host::Call;
-using host::Series;
-using testing::F;
-using testing::HeapChecked;
-using testing::lastValid;
-using testing::randomSeries;
-using testing::trimmed;
+using namespace testing;
 
 class RollingTest : public HeapChecked {};
 
-std::vector<double> movingSum(const std::vector<double>& data, Series& length, double mode, int start = 0) {
-    Series in = Series::of(data), out;
-    Call call("MovingSum");
-    call.out(out).arg(in).arg(length).arg(mode);
-    EXPECT_EQ(call.run(start), kOk);
-    return out.values();
-}
-
-std::vector<double> movingSum(const std::vector<double>& data, double length, double mode) {
-    Series len = Series::constant(length);
-    return movingSum(data, len, mode);
-}
+Vec movingSum(const Vec& data, double length, double mode) { return valuesOf("MovingSum", {data, length, mode}); }
 
 double filtered(double x, int mode) { return mode > 0 ? std::max(x, 0.0) : mode < 0 ? std::min(x, 0.0) : x; }
 
@@ -50,85 +33,55 @@ TEST_F(RollingTest, MovingSumOfConstantLengthSumsTheLastValidValuesThroughItsSig
                 want[b] = 0;
                 for (double x : w) want[b] += filtered(x, mode);
             }
-            testing::expectSeriesNear(movingSum(centred, n, mode), trimmed(want));
+            expectSeriesNear(movingSum(centred, double(n), mode), trimmed(want));
         }
 }
 
-TEST_F(RollingTest, MovingSumOfLengthZeroOrBelowIsARunningTotal) {
-    const std::vector<double> data = {1, -2, F, 3, -4, 5};
-    struct Case {
-        double length, mode;
-        std::vector<double> want;
-    };
-    const Case cases[] = {
-        {0, 0, {1, -1, F, 2, -2, 3}},
-        {-3, 0, {1, -1, F, 2, -2, 3}},
-        {0, 1, {1, 1, F, 4, 4, 9}},
-        {0, -1, {0, -2, F, -2, -6, -6}},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(::testing::Message() << c.length << " " << c.mode);
-        EXPECT_EQ(movingSum(data, c.length, c.mode), c.want);
-    }
-}
-
-TEST_F(RollingTest, MovingSumWithLengthsPerBar) {
-    struct Case {
-        const char* name;
-        std::vector<double> data, lengths, want;
-    };
-    const std::vector<double> ten = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10};
-    const Case cases[] = {
-        {"5, 6, 7 extends the span", ten, {5, 5, 5, 5, 5, 5, 5, 6, 7, 7}, {F, F, F, F, 15, 20, 25, 33, 42, 49}},
-        {"5 then 7 sums seven values again", ten, {5, 5, 5, 5, 5, 5, 5, 5, 7, 7},
+TEST_F(RollingTest, MovingSumExamples) {
+    const Vec data = {1, -2, F, 3, -4, 5}, ten = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10};
+    expectExamples({
+        {"length 0 is a running total", "MovingSum", {data, 0.0, 0.0}, {1, -1, F, 2, -2, 3}},
+        {"so is a length below 0", "MovingSum", {data, -3.0, 0.0}, {1, -1, F, 2, -2, 3}},
+        {"a running total of the gains", "MovingSum", {data, 0.0, 1.0}, {1, 1, F, 4, 4, 9}},
+        {"a running total of the losses", "MovingSum", {data, 0.0, -1.0}, {0, -2, F, -2, -6, -6}},
+        // lengths per bar
+        {"5, 6, 7 extends the span", "MovingSum", {ten, Vec{5, 5, 5, 5, 5, 5, 5, 6, 7, 7}, 0.0},
+         {F, F, F, F, 15, 20, 25, 33, 42, 49}},
+        {"5 then 7 sums seven values again", "MovingSum", {ten, Vec{5, 5, 5, 5, 5, 5, 5, 5, 7, 7}, 0.0},
          {F, F, F, F, 15, 20, 25, 30, 42, 49}},
-        {"7 without seven values writes nothing", ten, {5, 5, 5, 5, 5, 7, 7, 7, 7, 7},
+        {"7 without seven values writes nothing", "MovingSum", {ten, Vec{5, 5, 5, 5, 5, 7, 7, 7, 7, 7}, 0.0},
          {F, F, F, F, 15, F, 28, 35, 42, 49}},
-        {"shrinking", ten, {5, 5, 5, 5, 5, 5, 2, 2, 3, 3}, {F, F, F, F, 15, 20, 13, 15, 24, 27}},
-        {"missing values are not counted", {1, 2, F, 4, 5, 6}, {2, 2, 2, 2, 3, 3}, {F, 3, F, 6, 11, 15}},
-        {"a bar without a length is left out", {1, 2, 3, 4, 5, 6}, {3, 3, 3, F, 3, 3}, {F, F, 6, F, 10, 14}},
-        {"length 0 gives 0 and the span starts again", {1, 2, 3, 4, 5}, {2, 2, 0, 1, 2}, {F, 3, 0, 4, 9}},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.name);
-        Series len = Series::of(c.lengths);
-        EXPECT_EQ(movingSum(c.data, len, 0), c.want);
-    }
+        {"shrinking", "MovingSum", {ten, Vec{5, 5, 5, 5, 5, 5, 2, 2, 3, 3}, 0.0}, {F, F, F, F, 15, 20, 13, 15, 24, 27}},
+        {"missing values are not counted", "MovingSum", {Vec{1, 2, F, 4, 5, 6}, Vec{2, 2, 2, 2, 3, 3}, 0.0},
+         {F, 3, F, 6, 11, 15}},
+        {"a bar without a length is left out", "MovingSum", {Vec{1, 2, 3, 4, 5, 6}, Vec{3, 3, 3, F, 3, 3}, 0.0},
+         {F, F, 6, F, 10, 14}},
+        {"length 0 gives 0 and the span starts again", "MovingSum", {Vec{1, 2, 3, 4, 5}, Vec{2, 2, 0, 1, 2}, 0.0},
+         {F, 3, 0, 4, 9}},
+    });
 }
 
 TEST_F(RollingTest, MovingSumContinuedAsBarsArrive) {
     const std::vector<double> data = randomSeries(300, 12, 6);
     for (int chunk : {1, 7, 100}) {
         SCOPED_TRACE(chunk);
-        Series in = Series::of({}), out, len = Series::constant(6);
-        Call call("MovingSum");
-        call.out(out).arg(in).arg(len).arg(0);
-        ASSERT_EQ(testing::playInChunks(call, chunk, {{&in, &data}}), kOk);
-        testing::expectSeriesNear(out.values(), movingSum(data, 6, 0));
+        const Result r = runChunked("MovingSum", {data, 6.0, 0.0}, chunk);
+        ASSERT_EQ(r.status, kOk);
+        expectSeriesNear(r.values, movingSum(data, 6.0, 0));
     }
 }
 
 TEST_F(RollingTest, ARunningTotalGoesOnFromTheBarBeforeTheStartUnlessThatBarIsMissing) {
-    std::vector<double> ones(28, 1.0);
-    {
-        Series in = Series::of({}), out;
-        Call call("MovingSum");
-        call.out(out).arg(in).arg(0).arg(0);
-        ASSERT_EQ(testing::playInChunks(call, 7, {{&in, &ones}}), kOk);
-        EXPECT_EQ(out.values(), movingSum(ones, 0, 0));
-    }
+    Vec ones(28, 1.0);
+    EXPECT_EQ(runChunked("MovingSum", {ones, 0.0, 0.0}, 7).values, movingSum(ones, 0.0, 0));
     ones[13] = F; // the bar before the call that starts at 14
-    Series in = Series::of({}), out;
-    Call call("MovingSum");
-    call.out(out).arg(in).arg(0).arg(0);
-    ASSERT_EQ(testing::playInChunks(call, 7, {{&in, &ones}}), kOk);
-    const std::vector<double> got = out.values();
+    const Vec got = runChunked("MovingSum", {ones, 0.0, 0.0}, 7).values;
     EXPECT_EQ(got[12], 13);
     EXPECT_EQ(got[13], F);
     EXPECT_EQ(got[14], 1);  // the total starts again
     EXPECT_EQ(got[20], 7);
     EXPECT_EQ(got[27], 14); // and goes on from bar 20 in the call at 21
-    EXPECT_EQ(movingSum(ones, 0, 0)[14], 14);
+    EXPECT_EQ(movingSum(ones, 0.0, 0)[14], 14);
 }
 
 TEST_F(RollingTest, MovStdDevIsThePopulationDeviationOfTheLastValidValues) {
@@ -145,35 +98,17 @@ TEST_F(RollingTest, MovStdDevIsThePopulationDeviationOfTheLastValidValues) {
             for (double x : w) var += (x - mean) * (x - mean) / n;
             want[b] = std::sqrt(var);
         }
-        Series in = Series::of(data), out;
-        Call call("MovStdDev");
-        call.out(out).arg(in).arg(length);
-        ASSERT_EQ(call.run(0), kOk);
-        testing::expectSeriesNear(out.values(), want, 1e-7);
+        expectSeriesNear(valuesOf("MovStdDev", {data, length}), want, 1e-7);
     }
 }
 
 TEST_F(RollingTest, MovStdDevEdges) {
-    struct Case {
-        const char* name;
-        std::vector<double> data;
-        double length;
-        std::vector<double> want;
-    };
-    const Case cases[] = {
-        {"constant series", {3.7, 3.7, 3.7, 3.7, 3.7, 3.7, 3.7}, 3, {F, F, 0, 0, 0, 0, 0}},
-        {"length 1 writes nothing", {1, 2, 3}, 1, {9}},
-        {"length 1.4 writes nothing", {1, 2, 3}, 1.4, {9}},
-        {"two values", {1, 3, F, 7}, 2, {F, 1, F, 2}},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.name);
-        Series in = Series::of(c.data), out = Series::of({9});
-        Call call("MovStdDev");
-        call.out(out).arg(in).arg(c.length);
-        ASSERT_EQ(call.run(0), kOk);
-        EXPECT_EQ(out.values(), c.want);
-    }
+    expectExamples({
+        {"constant series", "MovStdDev", {Vec(7, 3.7), 3.0}, {F, F, 0, 0, 0, 0, 0}, {9}},
+        {"length 1 writes nothing", "MovStdDev", {Vec{1, 2, 3}, 1.0}, {9}, {9}},
+        {"length 1.4 writes nothing", "MovStdDev", {Vec{1, 2, 3}, 1.4}, {9}, {9}},
+        {"two values", "MovStdDev", {Vec{1, 3, F, 7}, 2.0}, {F, 1, F, 2}, {9}},
+    });
 }
 
 // An average of the bars i - n + 1 .. i weighted by weight(j); bars without a weight get nothing.
@@ -200,11 +135,7 @@ TEST_F(RollingTest, MomaWeighsEachBarByItsAbsoluteChange) {
     auto change = [&](int j) { return j < 1 || data[j] == F || data[j - 1] == F ? -1.0 : std::fabs(data[j] - data[j - 1]); };
     for (int n : {1, 3, 10}) {
         SCOPED_TRACE(n);
-        Series in = Series::of(data), out;
-        Call call("MOMA");
-        call.out(out).arg(in).arg(n);
-        ASSERT_EQ(call.run(0), kOk);
-        testing::expectSeriesNear(out.values(), trimmed(windowWeighted(data, n, change)));
+        expectSeriesNear(valuesOf("MOMA", {data, double(n)}), trimmed(windowWeighted(data, n, change)));
     }
 }
 
@@ -216,55 +147,17 @@ TEST_F(RollingTest, VomaWeighsEachBarByItsWeight) {
     auto weight = [&](int j) { return data[j] == F || volume[j] == F ? -1.0 : volume[j]; };
     for (int n : {1, 4, 10}) {
         SCOPED_TRACE(n);
-        Series in = Series::of(data), w = Series::of(volume), out;
-        Call call("VOMA");
-        call.out(out).arg(in).arg(n).arg(w);
-        ASSERT_EQ(call.run(0), kOk);
-        testing::expectSeriesNear(out.values(), trimmed(windowWeighted(data, n, weight)));
+        expectSeriesNear(valuesOf("VOMA", {data, double(n), volume}), trimmed(windowWeighted(data, n, weight)));
     }
 }
 
 TEST_F(RollingTest, WeightedAverageEdges) {
-    struct Case {
-        const char* name;
-        const char* function;
-        std::vector<double> data;
-        double length;
-        std::vector<double> want;
-    };
-    const Case cases[] = {
-        {"MOMA of a flat series is the series", "MOMA", {5, 5, 5, 5, 5}, 3, {F, F, F, 5, 5}},
-        {"MOMA of length 0 gives 0", "MOMA", {1, 2, 4}, 0, {F, 0, 0}},
-        {"MOMA of a length beyond 16 bits", "MOMA", {1, 2, 4}, 1e6, {}},
-        {"VOMA of length -2 gives 0", "VOMA", {1, 2, 4}, -2, {0, 0, 0}},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.name);
-        Series in = Series::of(c.data), out, ones = Series::of(std::vector<double>(c.data.size(), 1.0));
-        Call call(c.function);
-        call.out(out).arg(in).arg(c.length);
-        if (std::string(c.function) == "VOMA") call.arg(ones);
-        ASSERT_EQ(call.run(0), kOk);
-        EXPECT_EQ(out.values(), c.want);
-    }
-}
-
-TEST_F(RollingTest, StatusCodes) {
-    Series in = Series::of({1, 2, 3, 4}), len = Series::constant(2), w = Series::of({1, 1, 1, 1});
-    struct Case {
-        const char* name;
-        std::function<void(Call&)> build;
-    };
-    const Case cases[] = {
-        {"MovAvg", [&](Call& c) { c.arg(in).arg(2).arg(1); }},
-        {"MovingSum", [&](Call& c) { c.arg(in).arg(len).arg(0); }},
-        {"MovStdDev", [&](Call& c) { c.arg(in).arg(2); }},
-        {"MOMA", [&](Call& c) { c.arg(in).arg(2); }},
-        {"VOMA", [&](Call& c) { c.arg(in).arg(2).arg(w); }},
-    };
-    for (const Case& c : cases) {
-        testing::expectStatusPaths(c.name, c.build);
-    }
+    expectExamples({
+        {"MOMA of a flat series is the series", "MOMA", {Vec(5, 5.0), 3.0}, {F, F, F, 5, 5}},
+        {"MOMA of length 0 gives 0", "MOMA", {Vec{1, 2, 4}, 0.0}, {F, 0, 0}},
+        {"MOMA of a length beyond 16 bits", "MOMA", {Vec{1, 2, 4}, 1e6}, {}},
+        {"VOMA of length -2 gives 0", "VOMA", {Vec{1, 2, 4}, -2.0, Vec(3, 1.0)}, {0, 0, 0}},
+    });
 }
 
 } // namespace

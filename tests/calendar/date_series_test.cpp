@@ -5,37 +5,20 @@
 #include <vector>
 
 #include "calendar/date.h"
-#include "host/hostkit.h"
+#include "support/call_builder.h"
 #include "support/heap_check.h"
 
 namespace fk {
 namespace {
 
-using host::Call;
-using host::Market;
-using host::Series;
-using testing::HeapChecked;
+using namespace testing;
 using calendar::DayNumberFromDate;
-
-constexpr double F = kMissing;
 
 double at(int32_t y, int32_t m, int32_t d, int32_t hh = 0, int32_t mm = 0, int32_t ss = 0) {
     return DayNumberFromDate(y, m, d) + (hh * 3600 + mm * 60 + ss) / 86400.0;
 }
 
-std::vector<host::Bar> barsAt(const std::vector<double>& stamps) {
-    std::vector<host::Bar> bars;
-    for (double t : stamps) bars.push_back({t, 10, 11, 9, 10, 100});
-    return bars;
-}
-
-std::vector<double> run(const char* name, Market& m, int32_t start = 0) {
-    Series out;
-    Call call(name);
-    call.out(out).arg(m);
-    EXPECT_EQ(call.run(start), 0) << name;
-    return out.values();
-}
+Vec run(const char* name, Market& m) { return valuesOf(name, {&m}); }
 
 class DateSeriesTest : public HeapChecked {};
 
@@ -63,7 +46,7 @@ TEST_F(DateSeriesTest, BarFieldsUseTheTradingDayAndTheOwnClock) {
     for (const Case& c : cases) EXPECT_EQ(run(c.name, m), c.want) << c.name;
 }
 
-TEST_F(DateSeriesTest, BarFieldsHonourTheStartBarAndTheDecoratedNames) {
+TEST_F(DateSeriesTest, BarFieldsHonourTheStartBar) {
     Market m(barsAt({at(2014, 3, 17, 10), at(2014, 3, 17, 11, 5), at(2014, 3, 17, 12, 10)}));
     Series out = Series::of({-1, -1});
     Call call("Minute");
@@ -72,26 +55,11 @@ TEST_F(DateSeriesTest, BarFieldsHonourTheStartBarAndTheDecoratedNames) {
     EXPECT_EQ(out.values(), (std::vector<double>{-1, 5, 10}));
     ASSERT_EQ(call.run(5), 0); // past the last bar: nothing
     EXPECT_EQ(out.count(), 3);
-
-    host::Library lib;
-    ASSERT_TRUE(lib.loaded()) << lib.loadError();
-    for (const char* name : {"Hour", "Minute"}) {
-        const ExportEntry* e = findExport(name);
-        ASSERT_NE(e, nullptr);
-        ASSERT_NE(e->decorated, nullptr);
-        EntryPoint decorated = lib.symbol(librarySymbolName(e->decorated).c_str());
-        ASSERT_NE(decorated, nullptr) << e->decorated;
-        Series viaDecorated;
-        Call c(*e, decorated);
-        c.out(viaDecorated).arg(m);
-        ASSERT_EQ(c.run(0), 0);
-        EXPECT_EQ(viaDecorated.values(), run(name, m)) << name;
-    }
 }
 
 TEST_F(DateSeriesTest, FieldsOfDateTimeValues) {
     const double v = at(2014, 3, 15, 15, 30, 45);
-    Series in = Series::of({v, at(2012, 12, 31), -693593.5, -693593, F});
+    const Vec in = {v, at(2012, 12, 31), -693593.5, -693593, F};
     struct Case {
         const char* name;
         std::vector<double> want;
@@ -106,13 +74,7 @@ TEST_F(DateSeriesTest, FieldsOfDateTimeValues) {
         {"MinuteOf", {30, 0, 0, 0, F}},
         {"SecondOf", {45, 0, 0, 0, F}},
     };
-    for (const Case& c : cases) {
-        Series out;
-        Call call(c.name);
-        call.out(out).arg(in);
-        ASSERT_EQ(call.run(7), 0) << c.name; // no start bar: every element is written
-        EXPECT_EQ(out.values(), c.want) << c.name;
-    }
+    for (const Case& c : cases) EXPECT_EQ(valuesOf(c.name, {in}, 7), c.want) << c.name; // no start bar: all written
 }
 
 TEST_F(DateSeriesTest, OfAConstantIsAConstantOfTheSameLength) {
@@ -125,11 +87,7 @@ TEST_F(DateSeriesTest, OfAConstantIsAConstantOfTheSameLength) {
         EXPECT_TRUE(out.isConstant());
         EXPECT_EQ(out.values(), std::vector<double>(static_cast<std::size_t>(n), 6.0));
     }
-    Series out;
-    Call number("YearOf");
-    number.out(out).arg(at(2014, 3, 15)); // a Number where a series is wanted
-    ASSERT_EQ(number.run(0), 0);
-    EXPECT_EQ(out.values(), std::vector<double>{2014});
+    EXPECT_EQ(valuesOf("YearOf", {at(2014, 3, 15)}), Vec{2014}); // a Number where a series is wanted
 }
 
 TEST_F(DateSeriesTest, OfASeriesWithAnOffsetReadsTheFillBeforeIt) {
@@ -175,29 +133,6 @@ TEST_F(DateSeriesTest, SecondsInBar) {
         Market m(barsAt(c.stamps));
         m.period(c.period).session(570, 960, 1020);
         EXPECT_EQ(run("SecondsInBar", m), c.want) << c.name;
-    }
-}
-
-TEST_F(DateSeriesTest, ChunkedCallsGiveWhatOneCallGives) {
-    std::vector<double> stamps;
-    for (int i = 0; i < 40; ++i) stamps.push_back(at(2014, 3, 14, 9, 30) + i * 0.07);
-    const std::vector<host::Bar> all = barsAt(stamps);
-    for (const char* name : {"Day", "DayOfYear", "SecondsInBar", "Hour"}) {
-        Market whole(all);
-        whole.period(0x0300001E).session(570, 960, 1020);
-        const std::vector<double> want = run(name, whole);
-
-        Market growing;
-        growing.period(0x0300001E).session(570, 960, 1020);
-        Series out;
-        Call call(name);
-        call.out(out).arg(growing);
-        ASSERT_EQ(host::playChunks(call, 40, 7,
-                                   [&](int32_t n) {
-                                       while (growing.barCount() < n) growing.append(all[growing.barCount()]);
-                                   }),
-                  0);
-        EXPECT_EQ(out.values(), want) << name;
     }
 }
 

@@ -15,14 +15,13 @@
 #include "calendar/zone.h"
 #include "host/hostkit.h"
 #include "platform/host_zone.h"
+#include "support/call_builder.h"
 #include "support/heap_check.h"
 
 namespace fk::calendar {
 namespace {
 
-using host::Call;
 using host::Market;
-using host::Series;
 
 constexpr double F = kMissing;
 const std::string kUs = kUnitedStatesRules;
@@ -277,18 +276,11 @@ TEST(HostZoneTest, ReadersNeverSeeAHalfWrittenRule) {
 
 class TimeConvertTest : public testing::HeapChecked {};
 
-std::vector<host::Bar> barsAt(const std::vector<double>& stamps) {
-    std::vector<host::Bar> bars;
-    for (double t : stamps) bars.push_back({t, 10, 11, 9, 10, 100});
-    return bars;
-}
+using testing::barsAt;
 
-std::vector<double> timeConvert(Market& m, const char* target, Series out = Series(), int32_t start = 0) {
-    host::Text zone(target);
-    Call call("TimeConvert");
-    call.out(out).arg(m).arg(zone);
-    EXPECT_EQ(call.run(start), 0);
-    return out.values();
+std::vector<double> timeConvert(Market& m, const char* target, const std::vector<double>& before = {},
+                                int32_t start = 0) {
+    return testing::valuesOf("TimeConvert", {&m, std::string(target)}, start, before);
 }
 
 TEST_F(TimeConvertTest, ClockNumbersInTheTargetZone) {
@@ -316,9 +308,9 @@ TEST_F(TimeConvertTest, ClockNumbersInTheTargetZone) {
 TEST_F(TimeConvertTest, StartBarAndDailyMarkets) {
     Market m(barsAt({at(2014, 7, 1, 10), at(2014, 7, 1, 11), at(2014, 7, 1, 12)}));
     m.period(0x03000001);
-    EXPECT_EQ(timeConvert(m, "GMT", Series::of({-1}), 1), (std::vector<double>{-1, 1500, 1600}));
+    EXPECT_EQ(timeConvert(m, "GMT", {-1}, 1), (std::vector<double>{-1, 1500, 1600}));
     m.period(0x11000001); // daily bars: left alone
-    EXPECT_EQ(timeConvert(m, "GMT", Series::of({-1})), (std::vector<double>{-1}));
+    EXPECT_EQ(timeConvert(m, "GMT", {-1}), (std::vector<double>{-1}));
 }
 
 TEST_F(TimeConvertTest, DailyBarsAreTakenAtTheirSessionClose) {

@@ -6,25 +6,20 @@
 #include <cmath>
 #include <optional>
 
-#include "averages/series_checks.h"
 #include "indicators/directional.h"
 #include "support/heap_check.h"
+#include "support/series_checks.h"
 
 namespace fk {
 namespace {
 
-using host::Bar;
-using host::Call;
-using host::Market;
-using host::Series;
-using testing::F;
-using testing::HeapChecked;
+using namespace testing;
 
 class DirectionalTest : public HeapChecked {};
 
 std::vector<Bar> randomBars(int n, uint64_t seed) {
-    const std::vector<double> mid = testing::randomSeries(n, seed);
-    const std::vector<double> spread = testing::randomSeries(n, seed + 100);
+    const std::vector<double> mid = randomSeries(n, seed);
+    const std::vector<double> spread = randomSeries(n, seed + 100);
     std::vector<Bar> bars;
     for (int i = 0; i < n; ++i) {
         const double half = 0.2 + std::fabs(spread[i] - 100) / 4;
@@ -33,13 +28,8 @@ std::vector<Bar> randomBars(int n, uint64_t seed) {
     return bars;
 }
 
-std::vector<double> run(const char* name, Market& m, double period, std::optional<double> multiplier = {}) {
-    Series out;
-    Call call(name);
-    call.out(out).arg(m).arg(period);
-    if (multiplier) call.arg(*multiplier);
-    EXPECT_EQ(call.run(0), kOk);
-    return out.values();
+Vec run(const char* name, Market& m, double period, std::optional<double> multiplier = {}) {
+    return multiplier ? valuesOf(name, {&m, period, *multiplier}) : valuesOf(name, {&m, period});
 }
 
 TEST_F(DirectionalTest, DiLinesAreSmoothedMovesOverSmoothedTrueRange) {
@@ -69,8 +59,8 @@ TEST_F(DirectionalTest, DiLinesAreSmoothedMovesOverSmoothedTrueRange) {
             wantMinus[i] = 100 * minus / range;
         }
     }
-    testing::expectSeriesNear(run("PDMI", m, n, 1), wantPlus);
-    testing::expectSeriesNear(run("NDMI", m, n, 1), wantMinus);
+    expectSeriesNear(run("PDMI", m, n, 1), wantPlus);
+    expectSeriesNear(run("NDMI", m, n, 1), wantMinus);
 }
 
 TEST_F(DirectionalTest, AdxAveragesTheDxOfItsOwnDiLines) {
@@ -163,28 +153,13 @@ TEST_F(DirectionalTest, TheEngineAlsoGivesTheRatingAndTheAverageTrueRange) {
 }
 
 TEST_F(DirectionalTest, StatusCodes) {
-    Market m(randomBars(30, 36)), empty;
     for (const char* name : {"ADX", "ModADX", "PDMI", "NDMI"}) {
-        testing::expectStatusPaths(name, [&](Call& c) { c.arg(m).arg(5).arg(1); });
-        struct Case {
-            const char* name;
-            Market* market;
-            double period;
-            StatusCode want;
-        };
-        const Case cases[] = {
-            {"period 0", &m, 0, kTooFewBars},
-            {"period 0.9", &m, 0.9, kTooFewBars},
-            {"market without bars", &empty, 5, kTooFewBars},
-            {"period beyond the bars", &m, 100, kOk},
-        };
-        for (const Case& c : cases) {
-            SCOPED_TRACE(::testing::Message() << name << " " << c.name);
-            Series out;
-            Call call(name);
-            call.out(out).arg(*c.market).arg(c.period);
-            EXPECT_EQ(call.run(0), c.want);
-        }
+        expectStatuses({
+            {name, {'m', 0.0}, kTooFewBars},
+            {name, {'m', 0.9}, kTooFewBars},
+            {name, {'n', 5.0}, kTooFewBars},
+            {name, {'m', 100.0}, kOk}, // a period beyond the bars
+        });
     }
 }
 

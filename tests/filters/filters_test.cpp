@@ -7,18 +7,13 @@
 #include <functional>
 #include <random>
 
-#include "host/hostkit.h"
+#include "support/call_builder.h"
 #include "support/heap_check.h"
-#include "support/status_cases.h"
 
 namespace fk {
 namespace {
 
-using host::Call;
-using host::Series;
-using testing::HeapChecked;
-using Vec = std::vector<double>;
-using In = testing::StatusInputs;
+using namespace testing;
 
 constexpr double M = kMissing;
 constexpr double kPi = 3.141592653589793;
@@ -157,23 +152,13 @@ History inputs(const FilterCase& c, int n) {
     return r;
 }
 
-// Series for the inputs, grown by the host as bars arrive.
-struct Host {
-    Series x, h, l, out;
-    Call call;
-    explicit Host(const FilterCase& c) : call(c.name) {
-        call.out(out).arg(x);
-        if (c.step == fisher1) call.arg(h).arg(l);
-        else if (c.step == laguerreFirst || c.step == laguerreLater) call.arg(c.gamma).arg(c.period);
-        else if (c.step != fisher2) call.arg(c.period);
-    }
-    void growTo(const History& r, int n) {
-        for (int i = x.count(); i < n; ++i) {
-            x.push(r.x[i]);
-            if (!r.h.empty()) h.push(r.h[i]), l.push(r.l[i]);
-        }
-    }
-};
+// The parameters of a call for a case.
+std::vector<Arg> argsOf(const FilterCase& c, const History& r) {
+    if (c.step == fisher1) return {r.x, r.h, r.l};
+    if (c.step == laguerreFirst || c.step == laguerreLater) return {r.x, c.gamma, c.period};
+    if (c.step == fisher2) return {r.x};
+    return {r.x, c.period};
+}
 
 TEST_F(FiltersTest, MatchDirectEvaluationOnDataWithHoles) {
     const int n = 600;
@@ -181,26 +166,15 @@ TEST_F(FiltersTest, MatchDirectEvaluationOnDataWithHoles) {
         SCOPED_TRACE(std::string(c.name) + " " + std::to_string(c.period));
         History r = inputs(c, n);
         for (int i = 0; i < n; ++i) r.y.push_back(c.step(r, i));
-        Host host(c);
-        host.growTo(r, n);
-        ASSERT_EQ(host.call.run(0), 0);
-        EXPECT_EQ(host.out.values(), r.y);
+        EXPECT_EQ(valuesOf(c.name, argsOf(c, r)), r.y);
     }
 }
 
 TEST_F(FiltersTest, ChunkedHostCallsGiveTheSeriesOfOneCall) {
     const int n = 450;
     for (const FilterCase& c : kFilters) {
-        History r = inputs(c, n);
-        Host whole(c);
-        whole.growTo(r, n);
-        ASSERT_EQ(whole.call.run(0), 0);
-        for (int chunk : {1, 7, 100}) {
-            SCOPED_TRACE(std::string(c.name) + " chunk " + std::to_string(chunk));
-            Host host(c);
-            ASSERT_EQ(host::playChunks(host.call, n, chunk, [&](int32_t k) { host.growTo(r, k); }), 0);
-            EXPECT_EQ(host.out.values(), whole.out.values());
-        }
+        SCOPED_TRACE(c.period);
+        expectChunksMatchOneCall(c.name, argsOf(c, inputs(c, n)));
     }
 }
 
@@ -251,39 +225,27 @@ TEST_F(FiltersTest, CentreOfGravityStartsAfterLeadingHolesAndSkipsZeroSums) {
     // three leading holes and length 10: the first span is bars 3..12
     Vec v(20, 2.0);
     v[0] = v[1] = v[2] = M;
-    Series x = Series::of(v), out = Series::of(Vec(20, 7.0));
-    Call call("CGOscillator");
-    call.out(out).arg(x).arg(10);
-    ASSERT_EQ(call.run(5), 0);
-    for (int i = 0; i < 20; ++i) EXPECT_EQ(out.at(i), i < 12 ? 7.0 : 0.0) << i;
+    const Vec got = valuesOf("CGOscillator", {v, 10.0}, 5, Vec(20, 7.0));
+    for (int i = 0; i < 20; ++i) EXPECT_EQ(got[i], i < 12 ? 7.0 : 0.0) << i;
 
     // spans summing to zero stay unwritten; a missing input is written missing
-    Series y = Series::of({1, -1, 1, 3, M, 2}), out2 = Series::of(Vec(6, 7.0));
-    Call call2("CGOscillator");
-    call2.out(out2).arg(y).arg(2);
-    ASSERT_EQ(call2.run(0), 0);
-    EXPECT_EQ(out2.values(), (Vec{7, 7, 7, 1.5 - 5.0 / 4, M, 1.5 - 2.0 / 2}));
+    EXPECT_EQ(valuesOf("CGOscillator", {Vec{1, -1, 1, 3, M, 2}, 2.0}, 0, Vec(6, 7.0)),
+              (Vec{7, 7, 7, 1.5 - 5.0 / 4, M, 1.5 - 2.0 / 2}));
 }
 
 TEST_F(FiltersTest, StatusCodes) {
-    const testing::StatusCase cases[] = {
-        {"release", "Ehlers_SuperSmoother", [](Call& c, In& in) { c.arg(in.x).arg(10); }, -2, 0},
-        {"release before the count check", "CGOscillator", [](Call& c, In&) { c.count(9); }, -2, 0},
-        {"period 0", "Ehlers_SuperSmoother", [](Call& c, In& in) { c.arg(in.x).arg(0); }, 0, -1},
-        {"period -5", "Ehlers_SuperSmoother", [](Call& c, In& in) { c.arg(in.x).arg(-5); }, 0, -1},
-        {"period 0", "Ehlers_Decycler", [](Call& c, In& in) { c.arg(in.x).arg(0); }, 0, -1},
-        {"period -5", "Ehlers_RoofingBase", [](Call& c, In& in) { c.arg(in.x).arg(-5); }, 0, -1},
-        {"period 0", "Ehlers_SinewaveBase", [](Call& c, In& in) { c.arg(in.x).arg(0); }, 0, -1},
-        {"empty input", "Laguerre_Func", [](Call& c, In& in) { c.arg(in.empty).arg(0.5).arg(1); }, 0, -1},
-        {"input without buffer", "Ehlers_Fisher2", [](Call& c, In& in) { c.arg(in.null); }, 0, -1},
-        {"empty input", "CGOscillator", [](Call& c, In& in) { c.arg(in.empty).arg(10); }, 0, -1},
-        {"empty lowest", "Ehlers_Fisher1", [](Call& c, In& in) { c.arg(in.x).arg(in.x).arg(in.empty); }, 0, -1},
-        {"wrong count", "Ehlers_Decycler", [](Call& c, In& in) { c.arg(in.x); }, 0, 0x102},
-        {"input is a text", "Ehlers_Fisher2", [](Call& c, In& in) { c.arg(in.text); }, 0, 0x202},
-        {"period is a series", "Ehlers_Decycler", [](Call& c, In& in) { c.arg(in.x).arg(in.x); }, 0, 0x203},
-        {"start past the last bar", "Ehlers_Decycler", [](Call& c, In& in) { c.arg(in.x).arg(10); }, 9, 0},
-    };
-    testing::expectStatuses(cases);
+    const Vec x = {1, 2, 3};
+    expectStatuses({
+        {"Ehlers_SuperSmoother", {x, 0.0}, kDomainError},
+        {"Ehlers_SuperSmoother", {x, -5.0}, kDomainError},
+        {"Ehlers_Decycler", {x, 0.0}, kDomainError},
+        {"Ehlers_RoofingBase", {x, -5.0}, kDomainError},
+        {"Ehlers_SinewaveBase", {x, 0.0}, kDomainError},
+        {"Laguerre_Func", {'e', 0.5, 1.0}, kDomainError},
+        {"Ehlers_Fisher2", {'e'}, kDomainError},
+        {"CGOscillator", {'e', 10.0}, kDomainError},
+        {"Ehlers_Fisher1", {x, x, 'e'}, kDomainError},
+    });
 }
 
 } // namespace

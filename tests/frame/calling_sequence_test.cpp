@@ -4,17 +4,15 @@
 
 #include "frame/call.h"
 #include "host/hostkit.h"
+#include "support/call_builder.h"
 #include "support/heap_check.h"
 
 namespace fk {
 namespace {
 
-using host::Call;
-using host::Market;
-using host::Series;
-using host::Text;
+using namespace testing;
 
-class CallingSequenceTest : public testing::HeapChecked {};
+class CallingSequenceTest : public HeapChecked {};
 
 TEST_F(CallingSequenceTest, StatusOfEachFault) {
     struct Case {

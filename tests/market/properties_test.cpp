@@ -10,17 +10,15 @@
 #include "host/hostkit.h"
 #include "market/market_view.h"
 #include "market/properties.h"
+#include "support/call_builder.h"
 #include "support/heap_check.h"
 
 namespace fk {
 namespace {
 
-using host::Call;
-using host::Market;
-using host::Series;
-using host::Text;
+using namespace testing;
 
-class PropertiesTest : public testing::HeapChecked {};
+class PropertiesTest : public HeapChecked {};
 
 // A record with a distinct value in every field that a property reads.
 void fillRecord(Market& m) {
@@ -218,18 +216,6 @@ TEST_F(PropertiesTest, TickExportsWriteOneConstant) {
         EXPECT_TRUE(out.isConstant()) << c.name;
         EXPECT_EQ(out.values(), std::vector<double>{c.want}) << c.name;
     }
-
-    host::Library lib;
-    ASSERT_TRUE(lib.loaded()) << lib.loadError();
-    const ExportEntry* e = findExport("MinMove");
-    ASSERT_NE(e, nullptr);
-    EntryPoint decorated = lib.symbol(librarySymbolName("?MinMove@@YGHPAVCParmBlock@@@Z").c_str());
-    ASSERT_NE(decorated, nullptr);
-    Series out;
-    Call call(*e, decorated);
-    call.out(out).arg(m);
-    ASSERT_EQ(call.run(0), 0);
-    EXPECT_EQ(out.values(), std::vector<double>{1.0});
 }
 
 } // namespace

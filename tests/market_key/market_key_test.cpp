@@ -4,22 +4,15 @@
 
 #include <string>
 
-#include "host/hostkit.h"
+#include "support/call_builder.h"
 #include "support/heap_check.h"
-#include "support/status_cases.h"
 
 namespace fk {
 namespace {
 
-using host::Call;
-using host::Market;
-using host::Series;
-using Vec = std::vector<double>;
-using In = testing::StatusInputs;
+using namespace testing;
 
-constexpr double F = kMissing;
-
-class MarketKeyTest : public testing::HeapChecked {};
+class MarketKeyTest : public HeapChecked {};
 
 // The column each bar's close is recorded in: U upward trend, D downward trend, R natural rally,
 // r secondary rally, E natural reaction, e secondary reaction, - none.
@@ -52,7 +45,7 @@ TEST_F(MarketKeyTest, RecordSheets) {
         std::string shown;
     } exports[] = {{"JLUpTrend", "U"}, {"JLDownTrend", "D"}, {"JLRally", "Rr"}, {"JLReaction", "Ee"}};
     for (const Sheet& s : sheets) {
-        std::vector<host::Bar> bars;
+        std::vector<Bar> bars;
         for (std::size_t i = 0; i < s.closes.size(); ++i) {
             const double c = s.closes[i];
             bars.push_back({40000.0 + i, c, c == F ? F : c + 1, c == F ? F : c - 1, c, 10});
@@ -66,34 +59,18 @@ TEST_F(MarketKeyTest, RecordSheets) {
             for (std::size_t i = 0; i < s.closes.size(); ++i)
                 want.push_back(e.shown.find(s.columns[i]) != std::string::npos ? s.closes[i] : F);
             want.push_back(7); // past the last bar: kept
-            Series out = Series::of(Vec(s.closes.size() + 1, 7.0));
-            Call call(name);
-            call.out(out).arg(m);
-            for (double v : s.numbers) call.arg(v);
-            ASSERT_EQ(call.run(3), 0);
-            EXPECT_EQ(out.values(), want);
+            std::vector<Arg> args = {&m};
+            args.insert(args.end(), s.numbers.begin(), s.numbers.end());
+            EXPECT_EQ(valuesOf(name.c_str(), args, 3, Vec(s.closes.size() + 1, 7.0)), want);
         }
     }
 }
 
 TEST_F(MarketKeyTest, StatusCodes) {
-    const testing::StatusCase cases[] = {
-        {"release", "JLUpTrend", [](Call& c, In& in) { c.arg(in.x); }, -2, 0},
-        {"release", "JLReactionCust", [](Call&, In&) {}, -2, 0},
-        {"wrong count", "JLRally", [](Call& c, In& in) { c.arg(in.market); }, 0, 0x102},
-        {"wrong count", "JLDownTrendCust", [](Call& c, In& in) { c.arg(in.market).arg(6); }, 0, 0x103},
-        {"market is a series", "JLDownTrend", [](Call& c, In& in) { c.arg(in.x).arg(6); }, 0, 0x202},
-        {"reversal is a text", "JLReaction", [](Call& c, In& in) { c.arg(in.market).arg(in.text); }, 0, 0x203},
-        {"Return Value is a market", "JLRally", [](Call& c, In& in) { c.arg(in.market).arg(6).tag(1, 5); }, 0, 0x201},
-        {"confirmation is a text", "JLUpTrendCust",
-         [](Call& c, In& in) { c.arg(in.market).arg(6).arg(in.text).arg(0); }, 0, 0x204},
-        {"unit is a series", "JLRallyCust", [](Call& c, In& in) { c.arg(in.market).arg(6).arg(3).arg(in.x); }, 0,
-         0x205},
-        {"market without bars", "JLUpTrend", [](Call& c, In& in) { c.arg(in.noBars).arg(6); }, 0, kTooFewBars},
-        {"market without bars", "JLUpTrendCust", [](Call& c, In& in) { c.arg(in.noBars).arg(6).arg(3).arg(0); }, 0,
-         kTooFewBars},
-    };
-    testing::expectStatuses(cases);
+    expectStatuses({
+        {"JLUpTrend", {'n', 6.0}, kTooFewBars},
+        {"JLUpTrendCust", {'n', 6.0, 3.0, 0.0}, kTooFewBars},
+    });
 }
 
 } // namespace

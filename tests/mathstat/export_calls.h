@@ -1,9 +1,7 @@
-// Calls of exports by name in one line, and status-code tables.
+// Calls of exports by name in one line.
 #pragma once
 #include <gtest/gtest.h>
 
-#include <functional>
-#include <initializer_list>
 #include <utility>
 #include <vector>
 
@@ -27,25 +25,6 @@ template <class... Entries>
 std::vector<double> run(const char* name, Entries&&... entries) {
     host::Series out;
     return runInto(name, out, 0, std::forward<Entries>(entries)...);
-}
-
-struct StatusRow {
-    const char* name;
-    std::function<void(host::Call&)> build;
-    StatusCode status;
-};
-
-// Each row builds one call of an export; its status, then the release call, which an export that
-// reads the start bar answers with 0 before looking at its entries.
-inline void expectStatuses(std::initializer_list<StatusRow> rows) {
-    for (const StatusRow& r : rows) {
-        host::Call call(r.name);
-        r.build(call);
-        EXPECT_EQ(call.run(0), r.status) << r.name << " expecting " << r.status;
-        if (call.entry().sig.readsStartBar) {
-            EXPECT_EQ(call.release(), 0) << r.name;
-        }
-    }
 }
 
 } // namespace fk::mathstat

@@ -11,16 +11,14 @@
 
 #include "export_calls.h"
 #include "mathstat/statistics.h"
+#include "support/call_builder.h"
 #include "support/heap_check.h"
 
 namespace fk::mathstat {
 namespace {
 
-using host::Call;
-using host::Series;
+using namespace testing;
 using V = std::vector<double>;
-
-constexpr double F = -999999.0;
 
 // A random walk; `gaps` of its bars (chosen at random) are missing.
 V walk(std::mt19937& rng, int n, int gaps = 0) {
@@ -64,7 +62,7 @@ void expectClose(const V& got, const V& want, double tolerance) {
     }
 }
 
-class StatisticsTest : public testing::HeapChecked {};
+class StatisticsTest : public HeapChecked {};
 
 TEST(NormalDistribution, PercentBelowAgreesWithErfc) {
     EXPECT_EQ(NormalPercentBelow(0), 50.0);
@@ -248,25 +246,16 @@ TEST_F(StatisticsTest, SpearmanEdges) {
 }
 
 TEST_F(StatisticsTest, StatusCodes) {
-    Series in = Series::of({1, 2, 3}), empty, out, noBuffer = Series::null();
+    const V x = {1, 2, 3};
     expectStatuses({
-        {"StdDevsAsPercentBelow", [&](Call& c) { c.out(out); }, 0x101},
-        {"StdDevsAsPercentBelow", [&](Call& c) { c.out(out).arg(in).tag(1, 1); }, 513},
-        {"StdDevsAsPercentBelow", [&](Call& c) { c.out(out).arg(empty); }, 0xFF00},
-        {"StdDevsForPercent", [&](Call& c) { c.out(noBuffer).arg(in); }, 0xFF00},
-        {"StdDevsForPercent", [&](Call& c) { c.out(out).arg(in).tag(2, 6); }, 514},
-        {"Correlation", [&](Call& c) { c.out(out).arg(in).arg(in); }, 0x103},
-        {"Correlation", [&](Call& c) { c.out(out).arg(in).arg(in).tag(3, 2).arg(3); }, 515},
-        {"Correlation", [&](Call& c) { c.out(out).arg(in).arg(in).arg(in); }, 516},
-        {"Correlation", [&](Call& c) { c.out(out).arg(in).arg(in).arg(0.4); }, -1},
-        {"Correlation", [&](Call& c) { c.out(out).arg(empty).arg(in).arg(3); }, -1},
-        {"Correlation", [&](Call& c) { c.out(out).arg(in).arg(in).arg(NAN); }, -1},
-        {"MovingCorrelation", [&](Call& c) { c.out(out).arg(in).arg(-2); }, -1},
-        {"MovingCorrelation", [&](Call& c) { c.out(out).arg(in).arg(2).tag(2, 8); }, 514},
-        {"RegressionValue", [&](Call& c) { c.out(out).arg(in).arg(0.2).arg(0); }, 0},
-        {"RegressionValue", [&](Call& c) { c.out(out).arg(in).arg(2).arg(in); }, 516},
-        {"SpearmanRCI", [&](Call& c) { c.out(out).arg(in).arg(2).arg(2); }, 0x104},
-        {"SpearmanRCI", [&](Call& c) { c.out(out).arg(empty).arg(2); }, 0},
+        {"StdDevsAsPercentBelow", {'e'}, kTooFewBars},
+        {"StdDevsForPercent", {x}, kTooFewBars, 0, 'z'}, // a Return Value without buffer
+        {"Correlation", {x, x, 0.4}, kDomainError},
+        {"Correlation", {'e', x, 3.0}, kDomainError},
+        {"Correlation", {x, x, NAN}, kDomainError},
+        {"MovingCorrelation", {x, -2.0}, kDomainError},
+        {"RegressionValue", {x, 0.2, 0.0}, kOk},
+        {"SpearmanRCI", {'e', 2.0}, kOk},
     });
 }
 

@@ -3,19 +3,16 @@
 
 #include "export_calls.h"
 #include "mathstat/text_functions.h"
+#include "support/call_builder.h"
 #include "support/heap_check.h"
 
 namespace fk::mathstat {
 namespace {
 
-using host::Call;
-using host::Series;
-using host::Text;
+using namespace testing;
 using V = std::vector<double>;
 
-constexpr double F = -999999.0;
-
-class TextFunctionsTest : public testing::HeapChecked {};
+class TextFunctionsTest : public HeapChecked {};
 
 TEST_F(TextFunctionsTest, ConvertToString) {
     const struct {
@@ -85,30 +82,16 @@ TEST_F(TextFunctionsTest, IfElse) {
     }
 }
 
+// An empty input, and a Return Value without buffer or without a handle.
 TEST_F(TextFunctionsTest, StatusCodes) {
-    Series in = Series::of({1, 2}), empty, out, noBuffer = Series::null();
-    Text text("abc"), textOut, noText = Text::null();
+    const V x = {1, 2};
     expectStatuses({
-        {"ConvertToBoolean", [&](Call& c) { c.out(out); }, 0x101},
-        {"ConvertToBoolean", [&](Call& c) { c.out(out).arg(text); }, 514},
-        {"ConvertToBoolean", [&](Call& c) { c.out(out).arg(empty); }, 0xFF00},
-        {"ConvertToBoolean", [&](Call& c) { c.out(out).arg(noBuffer); }, 0xFF00},
-        {"ConvertToBoolean", [&](Call& c) { c.rawPointer(4, nullptr).arg(in); }, 0xFF00},
-        {"ConvertToBoolean", [&](Call& c) { c.out(noBuffer).arg(in); }, 0},
-        {"ConvertToConstant", [&](Call& c) { c.out(out).arg(in).tag(1, 2); }, 513},
-        {"ConvertToConstant", [&](Call& c) { c.out(out).arg(empty); }, 0xFF00},
-        {"ConvertToConstant", [&](Call& c) { c.rawPointer(4, nullptr).arg(in); }, 0xFF00},
-        {"ConvertToString", [&](Call& c) { c.out(textOut).arg(1.0); }, 0x102},
-        {"ConvertToString", [&](Call& c) { c.out(out).arg(1.0).arg(text); }, 513},
-        {"ConvertToString", [&](Call& c) { c.out(textOut).arg(in).arg(text); }, 514},
-        {"ConvertToString", [&](Call& c) { c.out(textOut).arg(1.0).arg(2.0); }, 515},
-        {"ConvertToString", [&](Call& c) { c.out(noText).arg(1.0).arg(text); }, 0xFF00},
-        {"ConvertToString", [&](Call& c) { c.rawPointer(8, &out.handle()).arg(1.0).arg(text); }, 0xFF00},
-        {"StrCmp", [&](Call& c) { c.out(out).arg(text).arg(text).arg(text); }, 0x104},
-        {"StrCmp", [&](Call& c) { c.out(out).arg(text).arg(in); }, 515},
-        {"InStr", [&](Call& c) { c.out(out).arg(in).arg(text); }, 514},
-        {"IfElse", [&](Call& c) { c.out(out).arg(in).arg(in); }, 0x103},
-        {"IfElse", [&](Call& c) { c.out(out).arg(in).arg(in).arg(text); }, 516},
+        {"ConvertToBoolean", {'e'}, kTooFewBars},
+        {"ConvertToBoolean", {x}, kTooFewBars, 0, '0'},
+        {"ConvertToBoolean", {x}, kOk, 0, 'z'},
+        {"ConvertToConstant", {'e'}, kTooFewBars},
+        {"ConvertToConstant", {x}, kTooFewBars, 0, '0'},
+        {"ConvertToString", {1.0, "abc"}, kTooFewBars, 0, 'z'},
     });
 }
 

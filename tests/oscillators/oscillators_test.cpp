@@ -4,30 +4,17 @@
 
 #include <cmath>
 
-#include "averages/series_checks.h"
 #include "support/heap_check.h"
+#include "support/series_checks.h"
 
 namespace fk {
 namespace {
 
-using host::Bar;
-using host::Call;
-using host::Market;
-using host::Series;
-using testing::F;
-using testing::HeapChecked;
-using testing::lastValid;
-using testing::randomSeries;
+using namespace testing;
 
 class OscillatorTest : public HeapChecked {};
 
-std::vector<double> cci(const std::vector<double>& data, double n) {
-    Series in = Series::of(data), out;
-    Call call("CCI");
-    call.out(out).arg(in).arg(n);
-    EXPECT_EQ(call.run(0), kOk);
-    return out.values();
-}
+Vec cci(const Vec& data, double n) { return valuesOf("CCI", {data, n}); }
 
 // Bars from closes (high and low around them), one day apart.
 std::vector<Bar> barsOf(const std::vector<double>& closes, double volume = 1000) {
@@ -35,16 +22,6 @@ std::vector<Bar> barsOf(const std::vector<double>& closes, double volume = 1000)
     for (std::size_t i = 0; i < closes.size(); ++i)
         bars.push_back({40000.0 + i, closes[i], closes[i] + 1, closes[i] - 1, closes[i], volume});
     return bars;
-}
-
-std::vector<double> onMarket(const char* name, Market& m, const std::vector<double>& numbers, Series* series = nullptr) {
-    Series out;
-    Call call(name);
-    call.out(out).arg(m);
-    if (series) call.arg(*series);
-    for (double v : numbers) call.arg(v);
-    EXPECT_EQ(call.run(0), kOk);
-    return out.values();
 }
 
 TEST_F(OscillatorTest, CciMatchesARecomputationWithItsWarmUp) {
@@ -63,17 +40,13 @@ TEST_F(OscillatorTest, CciMatchesARecomputationWithItsWarmUp) {
             for (int j = i - n + 1; j <= i; ++j) dev += std::fabs(data[j] - avg); // missing bars count too
             want[i] = (data[i] - avg) / (dev / n * 0.015);
         }
-        testing::expectSeriesNear(cci(data, n), want);
+        expectSeriesNear(cci(data, n), want);
     }
 }
 
 TEST_F(OscillatorTest, CciOfLength20WarmsUpOverItsFirst39Bars) {
     const std::vector<double> data = randomSeries(45, 22);
-    Series in = Series::of(data), out = Series::of(std::vector<double>(45, 5.0));
-    Call call("CCI");
-    call.out(out).arg(in).arg(20);
-    ASSERT_EQ(call.run(0), kOk);
-    const std::vector<double> got = out.values();
+    const Vec got = valuesOf("CCI", {data, 20.0}, 0, Vec(45, 5.0));
     for (int i = 0; i <= 18; ++i) EXPECT_EQ(got[i], 5.0) << i; // no average: not written
     for (int i = 19; i <= 38; ++i) EXPECT_EQ(got[i], F) << i;
     EXPECT_NE(got[39], F);
@@ -96,12 +69,8 @@ TEST_F(OscillatorTest, CciContinuedGoesOnWithoutANewWarmUp) {
     while (whole[firstValue] == F) ++firstValue;
     for (int chunk : {1, 7, 100}) {
         SCOPED_TRACE(chunk);
-        Series in = Series::of({}), out;
-        Call call("CCI");
-        call.out(out).arg(in).arg(n);
-        ASSERT_EQ(testing::playInChunks(call, chunk, {{&in, &data}}), kOk);
-        const std::vector<double> got = out.values();
-        testing::expectSeriesNear(std::vector<double>(got.begin() + firstValue, got.end()),
+        const Vec got = runChunked("CCI", {data, double(n)}, chunk).values;
+        expectSeriesNear(std::vector<double>(got.begin() + firstValue, got.end()),
                                   std::vector<double>(whole.begin() + firstValue, whole.end()));
         if (chunk == 1) {
             int valued = 0;
@@ -114,10 +83,8 @@ TEST_F(OscillatorTest, CciContinuedGoesOnWithoutANewWarmUp) {
 TEST_F(OscillatorTest, PermanentStochasticSteps) {
     std::vector<Bar> bars = barsOf({10, 10, 10, 10, 10});
     bars[2].close = kMissing;
-    Market m(bars);
-    Series eight = Series::constant(8), one = Series::constant(1);
-    EXPECT_EQ(onMarket("PermStochK", m, {}, &eight), (std::vector<double>{4, 6, F, 7, 7.5}));
-    EXPECT_EQ(onMarket("PermStochD", m, {}, &one), (std::vector<double>{0.5, 1.5, F, 3.5, 7.5}));
+    EXPECT_EQ(valuesOf("PermStochK", {bars, 8.0}), (Vec{4, 6, F, 7, 7.5}));
+    EXPECT_EQ(valuesOf("PermStochD", {bars, 1.0}), (Vec{0.5, 1.5, F, 3.5, 7.5}));
 }
 
 TEST_F(OscillatorTest, VolumeAccumulationWeighsVolumeByWhereTheCloseLies) {
@@ -128,35 +95,24 @@ TEST_F(OscillatorTest, VolumeAccumulationWeighsVolumeByWhereTheCloseLies) {
         {4, 0, 12, 10, kMissing, 70},
         {5, 0, 14, 10, 13, 40},  // three quarters up: half the volume
     };
-    Market m(bars);
-    EXPECT_EQ(onMarket("VolAccumDist", m, {}), (std::vector<double>{100, 50, 50, F, 70}));
+    EXPECT_EQ(valuesOf("VolAccumDist", {bars}), (Vec{100, 50, 50, F, 70}));
 }
 
 TEST_F(OscillatorTest, CashFlowScalesLargeResultsByPowersOf1000) {
-    struct Case {
-        const char* name;
-        std::vector<Bar> bars;
-        double selector;
-        std::vector<double> want;
-    };
-    auto twoBars = [](double volume) {
-        return std::vector<Bar>{{1, 5, 6, 4, 0, volume}, {2, 5, 6, 4, 1, volume}};
-    };
-    const Case cases[] = {
-        {"largest 25,000,000 is divided by 1,000,000", twoBars(25e6), 3, {0, 25}},
-        {"largest 50,000 is divided by 1000", twoBars(50000), 3, {0, 50}},
-        {"largest 9,999 stays", twoBars(9999), 3, {0, 9999}},
-        {"selector 9 gives 0", twoBars(9999), 9, {0, 0}},
-        {"midpoint of the range", {{1, 0, 4, 2, 1, 10}, {2, 0, 8, 4, 1, 10}, {3, 0, 8, 4, 1, 10}}, 4, {0, 30, 30}},
-        {"a bar without a close ends the flow",
-         {{1, 0, 0, 0, 1, 10}, {2, 0, 0, 0, 2, 10}, {3, 0, 0, 0, kMissing, 10}, {4, 0, 0, 0, 5, 10}}, 3, {0, 10}},
-        {"a bar of date 0 ends the flow", {{1, 0, 0, 0, 1, 10}, {0.5, 0, 0, 0, 2, 10}, {3, 0, 0, 0, 5, 10}}, 3, {0}},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.name);
-        Market m(c.bars);
-        EXPECT_EQ(onMarket("CashFlow", m, {c.selector}), c.want);
-    }
+    auto twoBars = [](double volume) { return std::vector<Bar>{{1, 5, 6, 4, 0, volume}, {2, 5, 6, 4, 1, volume}}; };
+    const std::vector<Bar> midpoint = {{1, 0, 4, 2, 1, 10}, {2, 0, 8, 4, 1, 10}, {3, 0, 8, 4, 1, 10}};
+    const std::vector<Bar> noClose = {{1, 0, 0, 0, 1, 10}, {2, 0, 0, 0, 2, 10}, {3, 0, 0, 0, kMissing, 10},
+                                      {4, 0, 0, 0, 5, 10}};
+    const std::vector<Bar> dateZero = {{1, 0, 0, 0, 1, 10}, {0.5, 0, 0, 0, 2, 10}, {3, 0, 0, 0, 5, 10}};
+    expectExamples({
+        {"largest 25,000,000 is divided by 1,000,000", "CashFlow", {twoBars(25e6), 3.0}, {0, 25}},
+        {"largest 50,000 is divided by 1000", "CashFlow", {twoBars(50000), 3.0}, {0, 50}},
+        {"largest 9,999 stays", "CashFlow", {twoBars(9999), 3.0}, {0, 9999}},
+        {"selector 9 gives 0", "CashFlow", {twoBars(9999), 9.0}, {0, 0}},
+        {"midpoint of the range", "CashFlow", {midpoint, 4.0}, {0, 30, 30}},
+        {"a bar without a close ends the flow", "CashFlow", {noClose, 3.0}, {0, 10}},
+        {"a bar of date 0 ends the flow", "CashFlow", {dateZero, 3.0}, {0}},
+    });
 }
 
 TEST_F(OscillatorTest, LogRangeMaxima) {
@@ -178,12 +134,9 @@ TEST_F(OscillatorTest, LogRangeMaxima) {
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
-        Market m(c.bars);
-        const std::vector<double> got = onMarket(c.function, m, {c.shortest, c.longest});
-        testing::expectSeriesNear(got, c.want, 1e-12);
+        expectSeriesNear(valuesOf(c.function, {c.bars, c.shortest, c.longest}), c.want, 1e-12);
     }
-    Market m(barsOf(randomSeries(15, 24)));
-    const std::vector<double> got = onMarket("KSDIMaxDn", m, {2, 10});
+    const Vec got = valuesOf("KSDIMaxDn", {barsOf(randomSeries(15, 24)), 2.0, 10.0});
     for (int i = 0; i <= 9; ++i) EXPECT_EQ(got[i], F) << i;
     for (int i = 10; i < 15; ++i) EXPECT_GE(got[i], 0) << i;
 }
@@ -205,49 +158,24 @@ TEST_F(OscillatorTest, ZeroBalanceProjections) {
         SCOPED_TRACE(c.name);
         std::vector<double> closes(64, 100);
         for (int i = c.lastClose + 1; i < 64; ++i) closes[i] = kMissing;
-        Market m(barsOf(closes));
-        std::vector<double> turns(64, 0);
+        Vec turns(64, 0);
         for (int k = 1; k <= c.turningPoints; ++k) turns[10 * k] = k;
         turns[15] = kMissing;
-        Series in = Series::of(turns), out = Series::of(std::vector<double>(64, -1));
-        Call call("CalcZeroBal");
-        call.out(out).arg(m).arg(in);
-        ASSERT_EQ(call.run(0), kOk);
-        std::vector<double> want(64, -1);
+        Vec want(64, -1);
         for (auto [bar, v] : c.want) want[bar] = v;
-        EXPECT_EQ(out.values(), want);
+        EXPECT_EQ(valuesOf("CalcZeroBal", {barsOf(closes), turns}, 0, Vec(64, -1)), want);
     }
 }
 
-TEST_F(OscillatorTest, StatusCodes) {
-    Series in = Series::of({1, 2, 3});
-    Market m(barsOf({1, 2, 3}));
-    struct Case {
-        const char* name;
-        std::function<void(Call&)> build;
-    };
-    const Case cases[] = {
-        {"CCI", [&](Call& c) { c.arg(in).arg(2); }},
-        {"PermStochK", [&](Call& c) { c.arg(m).arg(in); }},
-        {"PermStochD", [&](Call& c) { c.arg(m).arg(in); }},
-        {"VolAccumDist", [&](Call& c) { c.arg(m); }},
-        {"CashFlow", [&](Call& c) { c.arg(m).arg(3); }},
-        {"KSDIMaxUp", [&](Call& c) { c.arg(m).arg(1).arg(2); }},
-        {"KSDIMaxDn", [&](Call& c) { c.arg(m).arg(1).arg(2); }},
-        {"CalcZeroBal", [&](Call& c) { c.arg(m).arg(in); }},
-    };
-    for (const Case& c : cases) testing::expectStatusPaths(c.name, c.build);
-
-    // a market without bars computes nothing and is no fault
-    Market empty;
-    for (const char* name : {"VolAccumDist", "PermStochK", "CalcZeroBal", "KSDIMaxUp"}) {
-        Series out;
-        Call call(name);
-        call.out(out).arg(empty);
-        if (std::string(name) == "PermStochK" || std::string(name) == "CalcZeroBal") call.arg(in);
-        if (std::string(name) == "KSDIMaxUp") call.arg(1).arg(2);
-        EXPECT_EQ(call.run(0), kOk) << name;
-        EXPECT_EQ(out.count(), 0) << name;
+// A market without bars computes nothing and is no fault.
+TEST_F(OscillatorTest, MarketWithoutBars) {
+    const Vec x = {1, 2, 3};
+    const std::pair<const char*, std::vector<Arg>> cases[] = {
+        {"VolAccumDist", {'n'}}, {"PermStochK", {'n', x}}, {"CalcZeroBal", {'n', x}}, {"KSDIMaxUp", {'n', 1.0, 2.0}}};
+    for (const auto& [name, args] : cases) {
+        const Result r = runCall(name, args);
+        EXPECT_EQ(r.status, kOk) << name;
+        EXPECT_TRUE(r.values.empty()) << name;
     }
 }
 

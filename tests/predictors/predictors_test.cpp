@@ -6,37 +6,20 @@
 #include <cmath>
 #include <random>
 
-#include "host/hostkit.h"
+#include "support/call_builder.h"
 #include "support/heap_check.h"
-#include "support/status_cases.h"
 
 namespace fk {
 namespace {
 
-using host::Call;
-using host::Series;
-using testing::HeapChecked;
-using Vec = std::vector<double>;
-using In = testing::StatusInputs;
+using namespace testing;
 
 constexpr double M = kMissing;
 
 class PredictorsTest : public HeapChecked {};
 
-void expectNear(const Vec& got, const Vec& want, double tol) {
-    ASSERT_EQ(got.size(), want.size());
-    for (size_t i = 0; i < got.size(); ++i) {
-        if (want[i] == M) EXPECT_EQ(got[i], M) << "bar " << i;
-        else EXPECT_NEAR(got[i], want[i], tol) << "bar " << i;
-    }
-}
-
-Vec cycle(const Vec& x, double alpha, double m, int32_t start = 0, Vec before = {}) {
-    Series in = Series::of(x), out = Series::of(before);
-    Call call("EhlersCyberCycle");
-    call.out(out).arg(in).arg(alpha).arg(m);
-    EXPECT_EQ(call.run(start), 0);
-    return out.values();
+Vec cycle(const Vec& x, double alpha, double m, int32_t start = 0, const Vec& before = {}) {
+    return valuesOf("EhlersCyberCycle", {x, alpha, m}, start, before);
 }
 
 TEST_F(PredictorsTest, CyberCycleExamples) {
@@ -75,11 +58,7 @@ struct Predict {
     Vec price;
     double level = 70, kind = 1, n1 = 2, n2 = 0, n3 = 0, step = 0, warmUp = 1, mode = 0, maxMove = 0;
     Vec operator()(int32_t start = 0) const {
-        Series p = Series::of(price), out;
-        Call call(name);
-        call.out(out).arg(p).arg(level).arg(kind).arg(n1).arg(n2).arg(n3).arg(step).arg(warmUp).arg(mode).arg(maxMove);
-        EXPECT_EQ(call.run(start), 0);
-        return out.values();
+        return valuesOf(name, {price, level, kind, n1, n2, n3, step, warmUp, mode, maxMove}, start);
     }
 };
 
@@ -196,36 +175,22 @@ TEST_F(PredictorsTest, RestartsWriteWhatOneCallWrites) {
 }
 
 TEST_F(PredictorsTest, StatusCodes) {
-    auto pred = [](double kind, double n1, double n2, double n3, double mode) {
-        return [=](Call& c, In& in) {
-            c.arg(in.x).arg(70).arg(kind).arg(n1).arg(n2).arg(n3).arg(0).arg(1).arg(mode).arg(0);
-        };
+    const Vec x = {1, 2, 3};
+    auto pred = [&](const char* name, double kind, double n1, double n2, double n3, double mode) {
+        return StatusCase{name, {x, 70.0, kind, n1, n2, n3, 0.0, 1.0, mode, 0.0}, kDomainError};
     };
-    const testing::StatusCase cases[] = {
-        {"release", "EhlersCyberCycle", [](Call& c, In&) { c.count(2); }, -2, 0},
-        {"release", "UpperOscPredictorDLL", [](Call& c, In& in) { c.arg(in.x); }, -2, 0},
-        {"wrong count", "EhlersCyberCycle", [](Call& c, In& in) { c.arg(in.x).arg(0.07); }, 0, 0x103},
-        {"wrong count", "LowerOscPredictorDLL", [](Call& c, In& in) { c.arg(in.x).arg(70); }, 0, 0x103},
-        {"input is a text", "EhlersCyberCycle", [](Call& c, In& in) { c.arg(in.text).arg(0.07).arg(0); }, 0, 0x202},
-        {"level is a text", "UpperOscPredictorDLL",
-         [](Call& c, In& in) { c.arg(in.x).arg(in.text).arg(1).arg(2).arg(0).arg(0).arg(0).arg(1).arg(0).arg(0); }, 0, 0x203},
-        {"mode is a series", "LowerOscPredictorDLL",
-         [](Call& c, In& in) { c.arg(in.x).arg(30).arg(1).arg(2).arg(0).arg(0).arg(0).arg(1).arg(in.x).arg(0); }, 0, 0x20A},
-        {"empty input", "EhlersCyberCycle", [](Call& c, In& in) { c.arg(in.empty).arg(0.07).arg(0); }, 0, -1},
-        {"input without buffer", "EhlersCyberCycle", [](Call& c, In& in) { c.arg(in.null).arg(0.07).arg(0); }, 0, -1},
-        {"empty price", "UpperOscPredictorDLL",
-         [](Call& c, In& in) { c.arg(in.empty).arg(70).arg(1).arg(2).arg(0).arg(0).arg(0).arg(1).arg(0).arg(0); }, 0, -1},
-        {"kind 4", "UpperOscPredictorDLL", pred(4, 2, 0, 0, 0), 0, -1},
-        {"kind 0.9", "LowerOscPredictorDLL", pred(0.9, 2, 0, 0, 0), 0, -1},
-        {"RSI period 1", "UpperOscPredictorDLL", pred(1, 1.9, 0, 0, 0), 0, -1},
-        {"MACD n1 0", "UpperOscPredictorDLL", pred(2, 0, 4, 0, 0), 0, -1},
-        {"MACD n1 = n2", "UpperOscPredictorDLL", pred(2, 4, 4, 0, 0), 0, -1},
-        {"histogram n3 1", "LowerOscPredictorDLL", pred(3, 2, 4, 1, 0), 0, -1},
-        {"mode 3", "UpperOscPredictorDLL", pred(1, 2, 0, 0, 3), 0, -1},
-        {"mode NaN", "UpperOscPredictorDLL", pred(1, 2, 0, 0, std::nan("")), 0, -1},
-        {"start past the last bar", "EhlersCyberCycle", [](Call& c, In& in) { c.arg(in.x).arg(0.07).arg(0); }, 9, 0},
-    };
-    testing::expectStatuses(cases);
+    expectStatuses({
+        {"EhlersCyberCycle", {'e', 0.07, 0.0}, kDomainError},
+        {"UpperOscPredictorDLL", {'e', 70.0, 1.0, 2.0, 0.0, 0.0, 0.0, 1.0, 0.0, 0.0}, kDomainError},
+        pred("UpperOscPredictorDLL", 4, 2, 0, 0, 0),   // kind 4
+        pred("LowerOscPredictorDLL", 0.9, 2, 0, 0, 0), // kind 0.9
+        pred("UpperOscPredictorDLL", 1, 1.9, 0, 0, 0), // RSI period 1
+        pred("UpperOscPredictorDLL", 2, 0, 4, 0, 0),   // MACD n1 0
+        pred("UpperOscPredictorDLL", 2, 4, 4, 0, 0),   // MACD n1 = n2
+        pred("LowerOscPredictorDLL", 3, 2, 4, 1, 0),   // histogram n3 1
+        pred("UpperOscPredictorDLL", 1, 2, 0, 0, 3),   // mode 3
+        pred("UpperOscPredictorDLL", 1, 2, 0, 0, std::nan("")),
+    });
 }
 
 } // namespace

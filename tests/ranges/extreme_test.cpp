@@ -10,14 +10,10 @@
 namespace fk {
 namespace {
 
-using host::Call;
-using host::Series;
-using testing::F;
-using testing::runCall;
-using V = std::vector<double>;
+using namespace testing;
 
 struct Data {
-    V values, lengths;
+    Vec values, lengths;
 };
 
 // Values from a few levels (many ties), holes alone and in runs, and lengths that mostly stay,
@@ -42,9 +38,9 @@ Data randomData(uint32_t seed, int bars) {
 // The search as a window (lo, b] searched whole on every bar. Once more bars than n have been
 // counted, a length that changed other than by growing one bar makes the window the span
 // (b - n, b] again; an unchanged length only lets bars leave it.
-V searchEverySpan(bool highest, const Data& d, bool recent) {
+Vec searchEverySpan(bool highest, const Data& d, bool recent) {
     const int bars = static_cast<int>(d.values.size());
-    V out(bars, F);
+    Vec out(bars, F);
     int64_t lo = -1, prev = -1, counter = 0;
     bool haveBest = false;
     for (int b = 0; b < bars; ++b) {
@@ -77,13 +73,13 @@ std::string trace(const Mode& m, const std::string& what) {
     return std::string(m.function) + " tie " + std::to_string(m.tie) + ", " + what;
 }
 
-class ExtremeTest : public testing::HeapChecked {};
+class ExtremeTest : public HeapChecked {};
 
 TEST_F(ExtremeTest, MatchesASearchOfEverySpan) {
     for (uint32_t seed = 1; seed <= 40; ++seed) {
         const Data d = randomData(seed, 300);
         const double constant = seed % 4 == 0 ? 0.0 : seed % 5 + 1.0; // a Number for the length
-        const Data fixed = {d.values, V(d.values.size(), constant)};
+        const Data fixed = {d.values, Vec(d.values.size(), constant)};
         for (const Mode& m : kModes) {
             SCOPED_TRACE(trace(m, "seed " + std::to_string(seed)));
             EXPECT_EQ(runCall(m.function, {d.values, d.lengths, m.tie}).values,
@@ -115,10 +111,10 @@ TEST_F(ExtremeTest, ChunkedCallsMatchOneCall) {
     for (uint32_t seed = 100; seed < 110; ++seed) {
         const Data d = randomData(seed, 500);
         for (const Mode& m : kModes) {
-            const V whole = runCall(m.function, {d.values, d.lengths, m.tie}).values;
+            const Vec whole = runCall(m.function, {d.values, d.lengths, m.tie}).values;
             for (int chunk : {1, 7, 100}) {
                 SCOPED_TRACE(trace(m, "seed " + std::to_string(seed) + " chunk " + std::to_string(chunk)));
-                EXPECT_EQ(testing::runChunked(m.function, {d.values, d.lengths, m.tie}, chunk).values, whole);
+                EXPECT_EQ(runChunked(m.function, {d.values, d.lengths, m.tie}, chunk).values, whole);
             }
         }
     }
@@ -137,7 +133,7 @@ TEST_F(ExtremeTest, RecomputingTheLastBarMatchesOneCall) {
             ASSERT_EQ(call.run(0), kOk);
             series::setNumber(values.handle(), values.count() - 1, last);
             ASSERT_EQ(call.run(values.count() - 1), kOk);
-            V changed = d.values;
+            Vec changed = d.values;
             changed.back() = last;
             EXPECT_EQ(out.values(), runCall(m.function, {changed, 5.0, m.tie}).values);
         }

@@ -7,36 +7,21 @@
 #include <cmath>
 #include <random>
 
-#include "host/hostkit.h"
+#include "support/call_builder.h"
 #include "support/heap_check.h"
-#include "support/status_cases.h"
 
 namespace fk {
 namespace {
 
-using host::Call;
-using host::Series;
-using testing::HeapChecked;
-using Vec = std::vector<double>;
-using In = testing::StatusInputs;
+using namespace testing;
 
 constexpr double M = kMissing;
 
 class RanksTest : public HeapChecked {};
 
 template <class... A>
-Vec run(const char* name, const Vec& x, A... args) {
-    Series in = Series::of(x), out;
-    Call call(name);
-    call.out(out).arg(in);
-    (call.arg(args), ...);
-    EXPECT_EQ(call.run(0), 0);
-    return out.values();
-}
-
-void expectNear(const Vec& got, const Vec& want, double tol = 1e-9) {
-    ASSERT_EQ(got.size(), want.size());
-    for (size_t i = 0; i < got.size(); ++i) EXPECT_NEAR(got[i], want[i], tol) << "bar " << i;
+Vec run(const char* name, const Vec& x, A... numbers) {
+    return valuesOf(name, {x, static_cast<double>(numbers)...});
 }
 
 // Small whole values (many ties), about one bar in eight missing and a NaN now and then.
@@ -164,27 +149,18 @@ TEST_F(RanksTest, LateralAgainstLongestRun) {
 // one call from bar 0 writes.
 TEST_F(RanksTest, RestartsMatchOneCall) {
     const Vec x = tiedWithHoles(120, 3);
-    struct Case { const char* name; std::function<void(Call&)> args; } cases[] = {
-        {"EquityRankForBar", [](Call& c) { c.arg(6); }},
-        {"PercentileDLL", [](Call& c) { c.arg(7).arg(80); }},
-        {"TSBarMedian", [](Call& c) { c.arg(4); }},
-        {"LateralMovement", [](Call& c) { c.arg(3).arg(0).arg(2); }},
-        {"LateralBox", [](Call& c) { c.arg(40).arg(1).arg(2).arg(2); }},
+    const std::pair<const char*, std::vector<Arg>> cases[] = {
+        {"EquityRankForBar", {x, 6.0}},
+        {"PercentileDLL", {x, 7.0, 80.0}},
+        {"TSBarMedian", {x, 4.0}},
+        {"LateralMovement", {x, 3.0, 0.0, 2.0}},
+        {"LateralBox", {x, 40.0, 1.0, 2.0, 2.0}},
     };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.name);
-        Series in = Series::of(x), whole;
-        Call one(c.name);
-        one.out(whole).arg(in);
-        c.args(one);
-        ASSERT_EQ(one.run(0), 0);
+    for (const auto& [name, args] : cases) {
+        SCOPED_TRACE(name);
+        const Vec want = valuesOf(name, args);
         for (int s : {1, 5, 37, 119}) {
-            Series again = Series::of(Vec(x.size(), 123.0));
-            Call call(c.name);
-            call.out(again).arg(in);
-            c.args(call);
-            ASSERT_EQ(call.run(s), 0);
-            const Vec got = again.values(), want = whole.values();
+            const Vec got = valuesOf(name, args, s, Vec(x.size(), 123.0));
             for (int i = 0; i < static_cast<int>(x.size()); ++i)
                 EXPECT_EQ(got[i], i < s ? 123.0 : want[i]) << "start " << s << " bar " << i;
         }
@@ -193,31 +169,22 @@ TEST_F(RanksTest, RestartsMatchOneCall) {
 
 TEST_F(RanksTest, StatusCodes) {
     const double nan = std::nan("");
-    const testing::StatusCase cases[] = {
-        {"release", "EquityRankForBar", [](Call& c, In&) { c.count(9); }, -2, 0},
-        {"release", "LateralBox", [](Call& c, In& in) { c.arg(in.x); }, -2, 0},
-        {"wrong count", "PercentileDLL", [](Call& c, In& in) { c.arg(in.x).arg(3); }, 0, 0x103},
-        {"wrong count", "LateralMovement", [](Call& c, In& in) { c.arg(in.x); }, 0, 0x102},
-        {"input is a text", "TSBarMedian", [](Call& c, In& in) { c.arg(in.text).arg(3); }, 0, 0x202},
-        {"length is a series", "EquityRankForBar", [](Call& c, In& in) { c.arg(in.x).arg(in.x); }, 0, 0x203},
-        {"selector is a text", "LateralBox", [](Call& c, In& in) { c.arg(in.x).arg(1).arg(0).arg(2).arg(in.text); }, 0, 0x206},
-        {"empty input", "EquityRankForBar", [](Call& c, In& in) { c.arg(in.empty).arg(3); }, 0, 0xFF00},
-        {"input without buffer", "PercentileDLL", [](Call& c, In& in) { c.arg(in.null).arg(3).arg(50); }, 0, 0xFF00},
-        {"empty input", "LateralMovement", [](Call& c, In& in) { c.arg(in.empty).arg(1).arg(0).arg(3); }, 0, 0xFF00},
-        {"empty input before a bad length", "TSBarMedian", [](Call& c, In& in) { c.arg(in.empty).arg(0); }, 0, 0xFF00},
-        {"rank length 1", "EquityRankForBar", [](Call& c, In& in) { c.arg(in.x).arg(1); }, 0, -1},
-        {"percentile length 0.4", "PercentileDLL", [](Call& c, In& in) { c.arg(in.x).arg(0.4).arg(50); }, 0, -1},
-        {"percent 101", "PercentileDLL", [](Call& c, In& in) { c.arg(in.x).arg(3).arg(101); }, 0, -1},
-        {"percent NaN", "PercentileDLL", [nan](Call& c, In& in) { c.arg(in.x).arg(3).arg(nan); }, 0, -1},
-        {"median length 0.4", "TSBarMedian", [](Call& c, In& in) { c.arg(in.x).arg(0.4); }, 0, -1},
-        {"median length 3e9", "TSBarMedian", [](Call& c, In& in) { c.arg(in.x).arg(3e9); }, 0, -1},
-        {"height -1", "LateralMovement", [](Call& c, In& in) { c.arg(in.x).arg(-1).arg(0).arg(3); }, 0, -1},
-        {"height NaN", "LateralBox", [nan](Call& c, In& in) { c.arg(in.x).arg(nan).arg(0).arg(3).arg(1); }, 0, -1},
-        {"minimum 0", "LateralMovement", [](Call& c, In& in) { c.arg(in.x).arg(1).arg(0).arg(0.4); }, 0, -1},
-        {"selector 4", "LateralBox", [](Call& c, In& in) { c.arg(in.x).arg(1).arg(0).arg(3).arg(4); }, 0, -1},
-        {"start past the last bar", "PercentileDLL", [](Call& c, In& in) { c.arg(in.x).arg(2).arg(50); }, 9, 0},
-    };
-    testing::expectStatuses(cases);
+    const Vec x = {1, 2, 3};
+    expectStatuses({
+        {"EquityRankForBar", {'e', 3.0}, kTooFewBars},
+        {"LateralMovement", {'e', 1.0, 0.0, 3.0}, kTooFewBars},
+        {"TSBarMedian", {'e', 0.0}, kTooFewBars}, // an empty input before a bad length
+        {"EquityRankForBar", {x, 1.0}, kDomainError},              // rank length 1
+        {"PercentileDLL", {x, 0.4, 50.0}, kDomainError},           // length 0.4
+        {"PercentileDLL", {x, 3.0, 101.0}, kDomainError},          // percent 101
+        {"PercentileDLL", {x, 3.0, nan}, kDomainError},            // percent NaN
+        {"TSBarMedian", {x, 0.4}, kDomainError},                   // median length 0.4
+        {"TSBarMedian", {x, 3e9}, kDomainError},                   // median length 3e9
+        {"LateralMovement", {x, -1.0, 0.0, 3.0}, kDomainError},    // height -1
+        {"LateralBox", {x, nan, 0.0, 3.0, 1.0}, kDomainError},     // height NaN
+        {"LateralMovement", {x, 1.0, 0.0, 0.4}, kDomainError},     // minimum 0
+        {"LateralBox", {x, 1.0, 0.0, 3.0, 4.0}, kDomainError},     // selector 4
+    });
 }
 
 } // namespace

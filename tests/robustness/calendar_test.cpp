@@ -6,17 +6,15 @@
 #include <limits>
 
 #include "host/hostkit.h"
+#include "support/call_builder.h"
 #include "support/heap_check.h"
 
 namespace fk {
 namespace {
 
-using host::Call;
-using host::Market;
-using host::Series;
-using host::Text;
+using namespace testing;
 
-class CalendarRobustness : public testing::HeapChecked {};
+class CalendarRobustness : public HeapChecked {};
 
 // Bars stamped far outside the calendar: the daylight-saving change days of a year millions of
 // years away were summed past the 32-bit range.

@@ -6,16 +6,15 @@
 
 #include "host/hostkit.h"
 #include "platform/heap.h"
+#include "support/call_builder.h"
 #include "support/heap_check.h"
 
 namespace fk {
 namespace {
 
-using host::Call;
-using host::Market;
-using host::Series;
+using namespace testing;
 
-class IndicatorRobustness : public testing::HeapChecked {};
+class IndicatorRobustness : public HeapChecked {};
 
 // A cash flow that overflows to infinity: scaling it down by thousands until it fell below
 // 10,000 never ended.

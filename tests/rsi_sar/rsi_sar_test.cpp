@@ -5,41 +5,26 @@
 #include <cmath>
 #include <optional>
 
-#include "averages/series_checks.h"
 #include "support/heap_check.h"
+#include "support/series_checks.h"
 
 namespace fk {
 namespace {
 
-using host::Bar;
-using host::Call;
-using host::Market;
-using host::Series;
-using testing::F;
-using testing::HeapChecked;
+using namespace testing;
 
 class RsiSarTest : public HeapChecked {};
 
-std::vector<double> rsi(const std::vector<double>& data, double period, std::optional<double> multiplier = {},
-                        const char* name = "RSI") {
-    Series in = Series::of(data), out;
-    Call call(name);
-    call.out(out).arg(in).arg(period);
-    if (multiplier) call.arg(*multiplier);
-    EXPECT_EQ(call.run(0), kOk);
-    return out.values();
+Vec rsi(const Vec& data, double period, std::optional<double> multiplier = {}, const char* name = "RSI") {
+    return multiplier ? valuesOf(name, {data, period, *multiplier}) : valuesOf(name, {data, period});
 }
 
-std::vector<double> stop(const char* name, Market& m, double direction, double a, double b) {
-    Series out;
-    Call call(name);
-    call.out(out).arg(m).arg(direction).arg(a).arg(b);
-    EXPECT_EQ(call.run(0), kOk);
-    return out.values();
+Vec stop(const char* name, Market& m, double direction, double a, double b) {
+    return valuesOf(name, {&m, direction, a, b});
 }
 
 TEST_F(RsiSarTest, RsiIsWilderSmoothedGainOverLossAcrossGaps) {
-    const std::vector<double> data = testing::randomSeries(400, 41, 8);
+    const std::vector<double> data = randomSeries(400, 41, 8);
     for (double multiplier : {1.0, 3.0}) {
         const int n = 9;
         SCOPED_TRACE(multiplier);
@@ -64,7 +49,7 @@ TEST_F(RsiSarTest, RsiIsWilderSmoothedGainOverLossAcrossGaps) {
             }
             if (c >= n * multiplier) want[i] = loss > 0 ? 100 - 100 / (1 + gain / loss) : 100;
         }
-        testing::expectSeriesNear(rsi(data, n, multiplier), testing::trimmed(want));
+        expectSeriesNear(rsi(data, n, multiplier), trimmed(want));
     }
 }
 
@@ -90,7 +75,7 @@ TEST_F(RsiSarTest, RsiEdges) {
 }
 
 TEST_F(RsiSarTest, RsiOf14WithoutMultiplierStartsAtThe140thDifference) {
-    std::vector<double> data = testing::randomSeries(200, 42);
+    std::vector<double> data = randomSeries(200, 42);
     for (int i = 30; i < 200; i += 17) data[i] = F;
     int c = -1, bar = 0;
     for (; c < 140; ++bar)
@@ -99,14 +84,6 @@ TEST_F(RsiSarTest, RsiOf14WithoutMultiplierStartsAtThe140thDifference) {
     const std::vector<double> got = rsi(data, 14);
     for (int i = 0; i < firstBar; ++i) EXPECT_EQ(got[i], F) << i;
     EXPECT_NE(got[firstBar], F);
-}
-
-TEST_F(RsiSarTest, Rsi2IsExportedOnlyUnderItsDecoratedName) {
-    host::Library lib;
-    ASSERT_TRUE(lib.loaded()) << lib.loadError();
-    EXPECT_EQ(lib.symbol("RSI2"), nullptr);
-    EXPECT_NE(lib.symbol(librarySymbolName("?RSI2@@YGHPAVCParmBlock@@@Z").c_str()), nullptr);
-    EXPECT_NE(lib.symbol("RSI"), nullptr);
 }
 
 // Bars from (high, low) pairs with the close between them.
@@ -133,7 +110,7 @@ TEST_F(RsiSarTest, ParabolicTrace) {
     // the fall: short from the highest high of the long, moving down toward this bar's low
     s = std::max({16 - (16 - 8) * step, 12.0, 16.0});
     want.push_back(s);
-    testing::expectSeriesNear(stop("Parabolic", m, 0, 0, 0), want, 1e-15);
+    expectSeriesNear(stop("Parabolic", m, 0, 0, 0), want, 1e-15);
     EXPECT_EQ(stop("Parabolic", m, 0, step, 0.20000000298023224), stop("Parabolic", m, 0, 0, 0));
     EXPECT_NE(stop("Parabolic", m, 0, 0.02, 0.2), stop("Parabolic", m, 0, 0, 0));
 
@@ -158,7 +135,7 @@ TEST_F(RsiSarTest, ParabolicCountsOnlyBarsWithACloseAndCapsItsFactor) {
 }
 
 TEST_F(RsiSarTest, VolatilityStop) {
-    const std::vector<double> closes = testing::randomSeries(120, 43);
+    const std::vector<double> closes = randomSeries(120, 43);
     std::vector<Bar> bars;
     for (std::size_t i = 0; i < closes.size(); ++i)
         bars.push_back({1.0 + i, 0, closes[i] + 0.4, closes[i] - 0.3, closes[i], 1});
@@ -196,35 +173,15 @@ TEST_F(RsiSarTest, VolatilityStopTrace) {
 }
 
 TEST_F(RsiSarTest, StatusCodes) {
-    Series in = Series::of({1, 2, 3});
-    Market m(rangeBars({{2, 1}, {3, 2}})), empty;
-    testing::expectStatusPaths("RSI", [&](Call& c) { c.arg(in).arg(2).arg(1); });
-    testing::expectStatusPaths("RSI2", [&](Call& c) { c.arg(in).arg(2).arg(1); });
-    testing::expectStatusPaths("Parabolic", [&](Call& c) { c.arg(m).arg(0).arg(0).arg(0); });
-    testing::expectStatusPaths("WVolatility", [&](Call& c) { c.arg(m).arg(0).arg(0).arg(0); });
-
-    Series none = Series::of({});
-    struct Case {
-        const char* name;
-        std::function<void(Call&)> build;
-        StatusCode want;
-    };
-    const Case cases[] = {
-        {"RSI", [&](Call& c) { c.arg(none).arg(14); }, kTooFewBars},
-        {"RSI", [&](Call& c) { c.arg(in).arg(0.5); }, kTooFewBars},
-        {"RSI2", [&](Call& c) { c.arg(in).arg(0); }, kTooFewBars},
-        {"RSI", [&](Call& c) { c.arg(in).arg(5); }, kOk},
-        {"Parabolic", [&](Call& c) { c.arg(empty).arg(0).arg(0).arg(0); }, kTooFewBars},
-        {"WVolatility", [&](Call& c) { c.arg(empty).arg(0).arg(0).arg(0); }, kTooFewBars},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.name);
-        Series out;
-        Call call(c.name);
-        call.out(out);
-        c.build(call);
-        EXPECT_EQ(call.run(0), c.want);
-    }
+    const Vec x = {1, 2, 3};
+    expectStatuses({
+        {"RSI", {'e', 14.0}, kTooFewBars},
+        {"RSI", {x, 0.5}, kTooFewBars},
+        {"RSI2", {x, 0.0}, kTooFewBars},
+        {"RSI", {x, 5.0}, kOk},
+        {"Parabolic", {'n', 0.0, 0.0, 0.0}, kTooFewBars},
+        {"WVolatility", {'n', 0.0, 0.0, 0.0}, kTooFewBars},
+    });
 }
 
 } // namespace

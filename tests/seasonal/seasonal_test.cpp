@@ -7,28 +7,15 @@
 #include <random>
 
 #include "calendar/date.h"
-#include "host/hostkit.h"
+#include "support/call_builder.h"
 #include "support/heap_check.h"
-#include "support/status_cases.h"
 
 namespace fk {
 namespace {
 
-using host::Bar;
-using host::Call;
-using host::Market;
-using host::Series;
-using Vec = std::vector<double>;
-using In = testing::StatusInputs;
+using namespace testing;
 
-constexpr double F = kMissing;
-
-class SeasonalTest : public testing::HeapChecked {};
-
-void expectNear(const Vec& got, const Vec& want, double tolerance) {
-    ASSERT_EQ(got.size(), want.size());
-    for (std::size_t i = 0; i < want.size(); ++i) EXPECT_NEAR(got[i], want[i], tolerance) << "bar " << i;
-}
+class SeasonalTest : public HeapChecked {};
 
 // Bars at the given date-times with one price for open, high, low and close.
 std::vector<Bar> barsAt(const Vec& stamps, const Vec& prices) {
@@ -66,13 +53,9 @@ TEST_F(SeasonalTest, SeasonalPathAndBands) {
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.what);
-        Market m(barsAt(kSeasonDays, kSeasonPrices));
-        Series price = Series::of(kSeasonPrices), out = Series::of(c.before);
-        Call call(c.name);
-        call.out(out).arg(m).arg(price).arg(2);
-        for (double v : c.numbers) call.arg(v);
-        ASSERT_EQ(call.run(c.start), 0);
-        expectNear(out.values(), c.want, 1e-9);
+        std::vector<Arg> args = {barsAt(kSeasonDays, kSeasonPrices), kSeasonPrices, 2.0};
+        args.insert(args.end(), c.numbers.begin(), c.numbers.end());
+        expectNear(valuesOf(c.name, args, c.start, c.before), c.want);
     }
 }
 
@@ -95,12 +78,7 @@ TEST_F(SeasonalTest, SeasonalYearsThatCannotBeUsed) {
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.what);
-        Market m(barsAt(c.days, c.prices));
-        Series price = Series::of(c.prices), out;
-        Call call("Seasonal");
-        call.out(out).arg(m).arg(price).arg(1);
-        ASSERT_EQ(call.run(0), 0);
-        expectNear(out.values(), c.want, 1e-9);
+        expectNear(valuesOf("Seasonal", {barsAt(c.days, c.prices), c.prices, 1.0}), c.want);
     }
 }
 
@@ -144,23 +122,15 @@ TEST_F(SeasonalTest, CycleWindows) {
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.what);
-        Series x = Series::of(c.window), out;
-        Call call(c.name);
-        call.out(out).arg(x).arg(8).arg(c.shortest).arg(8).arg(c.last);
-        ASSERT_EQ(call.run(0), 0);
         Vec want(7, F);
         want.push_back(c.want);
-        expectNear(out.values(), want, 1e-6);
+        expectNear(valuesOf(c.name, {c.window, 8.0, c.shortest, 8.0, c.last}), want, 1e-6);
     }
 }
 
 TEST_F(SeasonalTest, CycleWindowWithAMissingValue) {
     for (double hole : {F, double(NAN)}) {
-        Series x = Series::of({11, hole, 9, 9, 11, 11, 9, 9, 11, 11}), out;
-        Call call("CycleAnalysis");
-        call.out(out).arg(x).arg(8).arg(2).arg(8).arg(0);
-        ASSERT_EQ(call.run(0), 0);
-        const Vec y = out.values();
+        const Vec y = valuesOf("CycleAnalysis", {Vec{11, hole, 9, 9, 11, 11, 9, 9, 11, 11}, 8.0, 2.0, 8.0, 0.0});
         ASSERT_EQ(y.size(), 10u);
         EXPECT_EQ(y[8], F);
         EXPECT_EQ(y[9], 4);
@@ -190,12 +160,9 @@ TEST_F(SeasonalTest, AverageOfSameBarTime) {
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.what);
-        Market m(barsAt(c.stamps, Vec(c.stamps.size(), 10)));
-        Series x = Series::of(c.x), out = Series::of(c.before);
-        Call call("AvgOfSameBarTime");
-        call.out(out).arg(m).arg(x).arg(c.sessions);
-        ASSERT_EQ(call.run(c.start), 0);
-        expectNear(out.values(), c.want, 1e-9);
+        expectNear(valuesOf("AvgOfSameBarTime", {barsAt(c.stamps, Vec(c.stamps.size(), 10)), c.x, c.sessions}, c.start,
+                            c.before),
+                   c.want);
     }
 }
 
@@ -226,12 +193,7 @@ TEST_F(SeasonalTest, PartialDayData) {
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(::testing::Message() << "selector " << c.selector << " start " << c.start);
-        Market m(bars);
-        Series out = Series::of(c.before);
-        Call call("PartialDayData");
-        call.out(out).arg(m).arg(c.selector);
-        ASSERT_EQ(call.run(c.start), 0);
-        expectNear(out.values(), c.want, 1e-9);
+        expectNear(valuesOf("PartialDayData", {bars, c.selector}, c.start, c.before), c.want);
     }
 }
 
@@ -240,11 +202,7 @@ TEST_F(SeasonalTest, PartialDayDataDayEndAndMissingBars) {
     Market m({{at(0, 10), 10, 11, 9, 10, 1}, {at(0, 18), 12, 13, 12, 12, 1}, {at(1, 9), F, 14, 13, 13, 1},
               {at(1, 10), 13, 15, 13, 14, 1}});
     m.session(570, 960, 1020);
-    Series out;
-    Call call("PartialDayData");
-    call.out(out).arg(m).arg(6);
-    ASSERT_EQ(call.run(0), 0);
-    EXPECT_EQ(out.values(), (Vec{1, 1, F, 2}));
+    EXPECT_EQ(valuesOf("PartialDayData", {&m, 6.0}), (Vec{1, 1, F, 2}));
 }
 
 // Random market data over six years: weekdays with one to three bars a day at fixed times, a
@@ -305,90 +263,47 @@ TEST_F(SeasonalTest, SeasonalFollowsItsDefinition) {
     const RandomMarket r = randomMarket();
     const int n = static_cast<int>(r.bars.size());
     for (bool percent : {false, true}) {
-        Market m(r.bars);
-        Series price = Series::of(r.price), out;
-        Call call(percent ? "SeasonalPct" : "Seasonal");
-        call.out(out).arg(m).arg(price).arg(4);
-        ASSERT_EQ(call.run(0), 0);
-        const Vec got = out.values();
+        const Vec got = valuesOf(percent ? "SeasonalPct" : "Seasonal", {r.bars, r.price, 4.0});
         ASSERT_EQ(static_cast<int>(got.size()), n);
         for (int i = 0; i < n; i += 7) EXPECT_NEAR(got[i], seasonalByDefinition(r.bars, r.price, i, 4, percent), 1e-9) << i;
     }
 }
 
 TEST_F(SeasonalTest, ChunkedHostCallsGiveTheSeriesOfOneCall) {
-    struct Case {
-        const char* name;
-        bool market, price;
-        std::vector<double> numbers;
-    };
-    const Case cases[] = {
-        {"Seasonal", true, true, {3}},
-        {"SeasonalDevDown", true, true, {2, 1.5, 1}},
-        {"CycleAnalysis", false, true, {20, 5, 15, 2}},
-        {"CycleCalc", false, true, {12, 2, 12, 3}},
-        {"AvgOfSameBarTime", true, true, {3}},
-        {"PartialDayData", true, false, {0}},
-        {"PartialDayData", true, false, {7}},
-    };
     const RandomMarket r = randomMarket();
-    const int n = static_cast<int>(r.bars.size());
-    for (const Case& c : cases) {
-        auto play = [&](int chunk) {
-            Market m;
-            Series x, out;
-            Call call(c.name);
-            call.out(out);
-            if (c.market) call.arg(m);
-            if (c.price) call.arg(x);
-            for (double v : c.numbers) call.arg(v);
-            EXPECT_EQ(host::playChunks(call, n, chunk, [&](int32_t k) {
-                for (int i = m.barCount(); i < k; ++i) {
-                    m.append(r.bars[i]);
-                    x.push(r.price[i]);
-                }
-            }), 0);
-            return out.values();
-        };
-        const Vec whole = play(n);
-        EXPECT_GT(std::count_if(whole.begin(), whole.end(), [](double v) { return v != F; }), n / 2) << c.name;
-        for (int chunk : {1, 7, 100}) EXPECT_EQ(play(chunk), whole) << c.name << " chunk " << chunk;
-    }
+    const std::pair<const char*, std::vector<Arg>> cases[] = {
+        {"Seasonal", {r.bars, r.price, 3.0}},
+        {"SeasonalDevDown", {r.bars, r.price, 2.0, 1.5, 1.0}},
+        {"CycleAnalysis", {r.price, 20.0, 5.0, 15.0, 2.0}},
+        {"CycleCalc", {r.price, 12.0, 2.0, 12.0, 3.0}},
+        {"AvgOfSameBarTime", {r.bars, r.price, 3.0}},
+        {"PartialDayData", {r.bars, 0.0}},
+        {"PartialDayData", {r.bars, 7.0}},
+    };
+    for (const auto& [name, args] : cases)
+        EXPECT_GT(presentCount(expectChunksMatchOneCall(name, args)), static_cast<long>(r.bars.size() / 2)) << name;
 }
 
 TEST_F(SeasonalTest, StatusCodes) {
-    const testing::StatusCase cases[] = {
-        {"release", "Seasonal", [](Call& c, In&) { c.count(1); }, -2, 0},
-        {"release", "SeasonalDevUp", [](Call& c, In&) { c.count(1); }, -2, 0},
-        {"release", "CycleCalc", [](Call& c, In&) { c.count(1); }, -2, 0},
-        {"release", "PartialDayData", [](Call& c, In&) { c.count(1); }, -2, 0},
-        {"wrong count", "SeasonalPct", [](Call& c, In& in) { c.arg(in.market).arg(in.x); }, 0, 0x103},
-        {"wrong count", "SeasonalDevDown", [](Call& c, In& in) { c.arg(in.market).arg(in.x).arg(1).arg(1); }, 0, 0x105},
-        {"wrong count", "CycleAnalysis", [](Call& c, In& in) { c.arg(in.x).arg(8).arg(2).arg(8); }, 0, 0x105},
-        {"wrong count", "AvgOfSameBarTime", [](Call& c, In& in) { c.arg(in.market); }, 0, 0x102},
-        {"wrong count", "PartialDayData", [](Call& c, In& in) { c.arg(in.market).arg(1).arg(1); }, 0, 0x104},
-        {"no bars", "Seasonal", [](Call& c, In& in) { c.arg(in.noBars).arg(in.x).arg(1); }, 0, 0xFF00},
-        {"no bars", "SeasonalDevUp", [](Call& c, In& in) { c.arg(in.noBars).arg(in.x).arg(1).arg(1).arg(0); }, 0, 0xFF00},
-        {"no bars", "AvgOfSameBarTime", [](Call& c, In& in) { c.arg(in.noBars).arg(in.x).arg(1); }, 0, 0xFF00},
-        {"no bars", "PartialDayData", [](Call& c, In& in) { c.arg(in.noBars).arg(0); }, 0, 0xFF00},
-        {"empty input", "CycleAnalysis", [](Call& c, In& in) { c.arg(in.empty).arg(8).arg(2).arg(8).arg(0); }, 0, 0xFF00},
-        {"input without buffer", "CycleCalc", [](Call& c, In& in) { c.arg(in.null).arg(8).arg(2).arg(8).arg(0); }, 0, 0xFF00},
-        {"years 0.4", "SeasonalPct", [](Call& c, In& in) { c.arg(in.market).arg(in.x).arg(0.4); }, 0, -1},
-        {"years NaN", "SeasonalDevUp", [](Call& c, In& in) { c.arg(in.market).arg(in.x).arg(NAN).arg(1).arg(0); }, 0, -1},
-        {"window 3", "CycleAnalysis", [](Call& c, In& in) { c.arg(in.x).arg(3).arg(2).arg(3).arg(0); }, 0, -1},
-        {"shortest 1", "CycleCalc", [](Call& c, In& in) { c.arg(in.x).arg(8).arg(1).arg(8).arg(0); }, 0, -1},
-        {"longest below shortest", "CycleAnalysis", [](Call& c, In& in) { c.arg(in.x).arg(8).arg(5).arg(4).arg(0); }, 0, -1},
-        {"longest past the window", "CycleCalc", [](Call& c, In& in) { c.arg(in.x).arg(8).arg(2).arg(9).arg(0); }, 0, -1},
-        {"selector 3", "CycleAnalysis", [](Call& c, In& in) { c.arg(in.x).arg(8).arg(2).arg(8).arg(3); }, 0, -1},
-        {"horizon -1.6", "CycleCalc", [](Call& c, In& in) { c.arg(in.x).arg(8).arg(2).arg(8).arg(-1.6); }, 0, -1},
-        {"sessions 0.4", "AvgOfSameBarTime", [](Call& c, In& in) { c.arg(in.market).arg(in.x).arg(0.4); }, 0, -1},
-        {"selector 8", "PartialDayData", [](Call& c, In& in) { c.arg(in.market).arg(8); }, 0, -1},
-        {"selector -1", "PartialDayData", [](Call& c, In& in) { c.arg(in.market).arg(-1); }, 0, -1},
-    };
-    testing::expectStatuses(cases);
-    for (const char* name : {"Seasonal", "SeasonalPct", "SeasonalDevUp", "SeasonalDevDown", "CycleAnalysis",
-                             "CycleCalc", "AvgOfSameBarTime", "PartialDayData"})
-        testing::expectBadEntries(name);
+    const Vec x = {1, 2, 3};
+    expectStatuses({
+        {"Seasonal", {'n', x, 1.0}, kTooFewBars},
+        {"SeasonalDevUp", {'n', x, 1.0, 1.0, 0.0}, kTooFewBars},
+        {"AvgOfSameBarTime", {'n', x, 1.0}, kTooFewBars},
+        {"PartialDayData", {'n', 0.0}, kTooFewBars},
+        {"CycleAnalysis", {'e', 8.0, 2.0, 8.0, 0.0}, kTooFewBars},
+        {"SeasonalPct", {'m', x, 0.4}, kDomainError},               // years 0.4
+        {"SeasonalDevUp", {'m', x, NAN, 1.0, 0.0}, kDomainError},   // years NaN
+        {"CycleAnalysis", {x, 3.0, 2.0, 3.0, 0.0}, kDomainError},   // window 3
+        {"CycleCalc", {x, 8.0, 1.0, 8.0, 0.0}, kDomainError},       // shortest 1
+        {"CycleAnalysis", {x, 8.0, 5.0, 4.0, 0.0}, kDomainError},   // longest below shortest
+        {"CycleCalc", {x, 8.0, 2.0, 9.0, 0.0}, kDomainError},       // longest past the window
+        {"CycleAnalysis", {x, 8.0, 2.0, 8.0, 3.0}, kDomainError},   // selector 3
+        {"CycleCalc", {x, 8.0, 2.0, 8.0, -1.6}, kDomainError},      // horizon -1.6
+        {"AvgOfSameBarTime", {'m', x, 0.4}, kDomainError},          // sessions 0.4
+        {"PartialDayData", {'m', 8.0}, kDomainError},               // selector 8
+        {"PartialDayData", {'m', -1.0}, kDomainError},              // selector -1
+    });
 }
 
 } // namespace

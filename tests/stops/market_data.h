@@ -2,16 +2,13 @@
 #pragma once
 #include <gtest/gtest.h>
 
-#include <cmath>
-#include <string>
 #include <vector>
 
 #include "bench/bench_data.h"
-#include "host/hostkit.h"
+#include "support/call_builder.h"
+#include "support/series_checks.h"
 
 namespace fk::testing {
-
-inline constexpr double F = kMissing;
 
 // Daily bars from the given columns (an empty column is all 1s).
 inline std::vector<host::Bar> barsOf(const std::vector<double>& high, const std::vector<double>& low,
@@ -35,30 +32,6 @@ inline std::vector<host::Bar> gappyWalk(int32_t n, uint64_t seed = 7) {
         if (i % 53 == 52) b.volume = 0;
     }
     return bars;
-}
-
-// The values an export writes in one call from bar `start` over the given entries.
-template <class... Entries>
-std::vector<double> valuesOf(const char* name, int32_t start, Entries&&... entries) {
-    host::Series out;
-    host::Call call(name);
-    call.out(out);
-    (call.arg(entries), ...);
-    EXPECT_EQ(call.run(start), 0) << name;
-    return out.values();
-}
-
-// Equal element by element, missing values in the same places, numbers within a relative 1e-9
-// (running sums and sums formed afresh round differently).
-inline void expectClose(const std::vector<double>& got, const std::vector<double>& want, const std::string& what) {
-    ASSERT_EQ(got.size(), want.size()) << what;
-    for (std::size_t i = 0; i < got.size(); ++i) {
-        if (want[i] == kMissing || got[i] == kMissing) {
-            ASSERT_EQ(got[i], want[i]) << what << " at bar " << i;
-            continue;
-        }
-        ASSERT_NEAR(got[i], want[i], 1e-9 * std::max(1.0, std::fabs(want[i]))) << what << " at bar " << i;
-    }
 }
 
 } // namespace fk::testing

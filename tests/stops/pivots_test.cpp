@@ -12,17 +12,11 @@
 namespace fk {
 namespace {
 
-using host::Call;
-using host::Market;
-using host::Series;
-using testing::barsOf;
-using testing::F;
+using namespace testing;
 
-class PivotsTest : public testing::HeapChecked {};
+class PivotsTest : public HeapChecked {};
 
-std::vector<double> onMarket(const char* name, Market& m, double number) {
-    return testing::valuesOf(name, 0, m, number);
-}
+Vec onMarket(const char* name, Market& m, double number) { return valuesOf(name, {&m, number}); }
 
 TEST_F(PivotsTest, PivotWorkedCases) {
     const std::vector<double> low = {10, 9.5, 9.8, 9.2, 9.6}, close = {10.5, 9.8, 10, 10.3, 10.2};
@@ -40,7 +34,7 @@ TEST_F(PivotsTest, PivotWorkedCases) {
     EXPECT_EQ(onMarket("BullishPivot", gap, 0.5), (std::vector<double>{F, 0, 0, 1, F, F}));
 }
 
-std::vector<double> pivotsByScanning(const std::vector<host::Bar>& b, int n, bool bullish) {
+std::vector<double> pivotsByScanning(const std::vector<Bar>& b, int n, bool bullish) {
     std::vector<double> out(b.size(), F);
     for (std::size_t i = static_cast<std::size_t>(n); i < b.size(); ++i) {
         const auto price = [&](std::size_t j) { return bullish ? b[j].low : b[j].high; };
@@ -56,7 +50,7 @@ std::vector<double> pivotsByScanning(const std::vector<host::Bar>& b, int n, boo
 }
 
 // The ease-of-movement values that exist, averaged n at a time afresh.
-std::vector<double> easeByAveraging(const std::vector<host::Bar>& b, int n) {
+std::vector<double> easeByAveraging(const std::vector<Bar>& b, int n) {
     std::vector<double> out(b.size(), F), raws;
     for (std::size_t i = 1; i < b.size(); ++i) {
         if (b[i].high == F || b[i].low == F || b[i - 1].high == F || b[i - 1].low == F || b[i].volume == F ||
@@ -81,9 +75,9 @@ TEST_F(PivotsTest, EaseOfMoveWorkedCases) {
 
     // bar 5 alone after a call over bars 0 to 4, seeded with the value of bar 3
     Series out;
-    const std::vector<host::Bar> all = barsOf({10, 11, 12, 11, 10, 11}, {8, 9, 9, 10, 8, 9}, {},
-                                              {10000, 20000, 15000, 5000, 0, 10000});
-    Market growing(std::vector<host::Bar>(all.begin(), all.begin() + 5));
+    const std::vector<Bar> all =
+        barsOf({10, 11, 12, 11, 10, 11}, {8, 9, 9, 10, 8, 9}, {}, {10000, 20000, 15000, 5000, 0, 10000});
+    Market growing(std::vector<Bar>(all.begin(), all.begin() + 5));
     Call grown("EaseOfMove");
     grown.out(out).arg(growing).arg(2);
     ASSERT_EQ(grown.run(0), 0);
@@ -92,29 +86,29 @@ TEST_F(PivotsTest, EaseOfMoveWorkedCases) {
     EXPECT_EQ(out.values(), (std::vector<double>{F, F, 1, 0.5, F, 1}));
 }
 
-std::vector<double> bomar(const char* name, Series& x, double length, double window, double percent) {
-    return testing::valuesOf(name, 0, x, length, window, percent);
+Vec bomar(const char* name, const Vec& x, double length, double window, double percent) {
+    return valuesOf(name, {x, length, window, percent});
 }
 
 TEST_F(PivotsTest, BomarWorkedCases) {
-    Series x = Series::of({10, 11, 12, 13, 12, 11, 12, 14});
-    testing::expectClose(bomar("BomarUpper", x, 3, 4, 50), {F, F, F, F, F, 13, 12, 12.685714285714}, "upper");
-    testing::expectClose(bomar("BomarLower", x, 3, 4, 50), {F, F, F, F, F, 11.675675675676, 11.351351351351, 12},
-                         "lower");
-    testing::expectClose(bomar("BomarUpper", x, 3, 4, 85), {F, F, F, F, F, 13.090909090909, 12.638888888889, 14},
-                         "extreme ratios");
-    testing::expectClose(bomar("BomarUpper", x, 3, 4, 100), bomar("BomarUpper", x, 3, 4, 85), "100 means 85");
+    const Vec x = {10, 11, 12, 13, 12, 11, 12, 14};
+    expectSeriesNear(bomar("BomarUpper", x, 3, 4, 50), {F, F, F, F, F, 13, 12, 12.685714285714}, 1e-9, "upper");
+    expectSeriesNear(bomar("BomarLower", x, 3, 4, 50), {F, F, F, F, F, 11.675675675676, 11.351351351351, 12}, 1e-9,
+                     "lower");
+    expectSeriesNear(bomar("BomarUpper", x, 3, 4, 85), {F, F, F, F, F, 13.090909090909, 12.638888888889, 14}, 1e-9,
+                     "extreme ratios");
+    expectSeriesNear(bomar("BomarUpper", x, 3, 4, 100), bomar("BomarUpper", x, 3, 4, 85), 1e-9, "100 means 85");
     EXPECT_EQ(bomar("BomarUpper", x, 3, 9, 50), std::vector<double>(8, F));
 }
 
 TEST_F(PivotsTest, BomarDefaults) {
     std::vector<double> values;
     for (int i = 0; i < 300; ++i) values.push_back(100 + (i * 37 % 23) - (i % 7));
-    Series x = Series::of(values);
+    const Vec& x = values;
     const std::vector<double> upper = bomar("BomarUpper", x, 0, 0, -5);
     const auto first = std::find_if(upper.begin(), upper.end(), [](double v) { return v != F; });
     EXPECT_EQ(first - upper.begin(), 269) << "the first band at the 270th value";
-    testing::expectClose(upper, bomar("BomarUpper", x, 21, 250, 85), "defaults");
+    expectSeriesNear(upper, bomar("BomarUpper", x, 21, 250, 85), 1e-9, "defaults");
 }
 
 // Averages and ratio windows formed afresh on every bar.
@@ -141,37 +135,37 @@ std::vector<double> bomarBySorting(const std::vector<double>& x, int length, int
 // A walk that crosses zero now and then, so that some averages are 0 or below and have no ratio.
 std::vector<double> bandInput(int n) {
     std::vector<double> x;
-    for (const host::Bar& b : testing::gappyWalk(n, 11)) x.push_back(b.close == F ? F : b.close - 98.5);
+    for (const Bar& b : gappyWalk(n, 11)) x.push_back(b.close == F ? F : b.close - 98.5);
     return x;
 }
 
 TEST_F(PivotsTest, AgainstFreshComputations) {
-    const std::vector<host::Bar> bars = testing::gappyWalk(3000);
+    const std::vector<Bar> bars = gappyWalk(3000);
     Market m(bars);
     for (int n : {1, 3, 17}) {
         EXPECT_EQ(onMarket("BullishPivot", m, n), pivotsByScanning(bars, n, true)) << n;
         EXPECT_EQ(onMarket("BearishPivot", m, n), pivotsByScanning(bars, n, false)) << n;
-        testing::expectClose(onMarket("EaseOfMove", m, n), easeByAveraging(bars, n), "EaseOfMove " + std::to_string(n));
+        expectSeriesNear(onMarket("EaseOfMove", m, n), easeByAveraging(bars, n), 1e-9, "EaseOfMove " + std::to_string(n));
     }
     const std::vector<double> x = bandInput(3000);
-    Series xs = Series::of(x);
+    const Vec& xs = x;
     struct Band {
         int length, window;
         double percent;
     };
     for (const Band& b : {Band{1, 1, 50}, Band{3, 4, 50}, Band{21, 250, 85}, Band{5, 40, 10}}) {
         const std::string what = std::to_string(b.length) + "/" + std::to_string(b.window);
-        testing::expectClose(bomar("BomarUpper", xs, b.length, b.window, b.percent),
-                             bomarBySorting(x, b.length, b.window, b.percent, true), "upper " + what);
-        testing::expectClose(bomar("BomarLower", xs, b.length, b.window, b.percent),
-                             bomarBySorting(x, b.length, b.window, b.percent, false), "lower " + what);
+        expectSeriesNear(bomar("BomarUpper", xs, b.length, b.window, b.percent),
+                         bomarBySorting(x, b.length, b.window, b.percent, true), 1e-9, "upper " + what);
+        expectSeriesNear(bomar("BomarLower", xs, b.length, b.window, b.percent),
+                         bomarBySorting(x, b.length, b.window, b.percent, false), 1e-9, "lower " + what);
     }
 }
 
 // Called as bars arrive, in chunks of 1, 7 and 100 bars, each writes exactly what one call writes.
 TEST_F(PivotsTest, ChunkedCallsMatchOneCall) {
     const int32_t total = 1200;
-    const std::vector<host::Bar> bars = testing::gappyWalk(total);
+    const std::vector<Bar> bars = gappyWalk(total);
     const std::vector<double> x = bandInput(total);
     struct Setup {
         const char* name;
@@ -181,31 +175,23 @@ TEST_F(PivotsTest, ChunkedCallsMatchOneCall) {
                             {"EaseOfMove", 1, 0, 0},   {"BomarUpper", 5, 60, 80}, {"BomarLower", 21, 250, 85},
                             {"BomarUpper", 1, 1, 85},  {"BomarLower", 1, 30, 85}, {"BomarUpper", 4, 1, 85}};
     for (const Setup& s : setups) {
-        const bool band = std::string(s.name).rfind("Bomar", 0) == 0;
         SCOPED_TRACE(std::string(s.name) + " " + std::to_string(s.a) + " " + std::to_string(s.b));
-        const auto build = [&](Call& call, Series& out, Market& m, Series& in) {
-            call.out(out);
-            if (band) call.arg(in).arg(s.a).arg(s.b).arg(s.c);
-            else call.arg(m).arg(s.a);
-        };
-        Market whole(bars);
-        Series wholeIn = Series::of(x), wholeOut;
-        Call once(s.name);
-        build(once, wholeOut, whole, wholeIn);
-        ASSERT_EQ(once.run(0), 0);
+        if (std::string(s.name).starts_with("Bomar")) {
+            expectChunksMatchOneCall(s.name, {x, s.a, s.b, s.c});
+            continue;
+        }
+        const Vec whole = valuesOf(s.name, {bars, s.a});
         for (int32_t chunk : {1, 7, 100}) {
             Market m;
-            Series in = Series::of({}), out;
+            Series out;
             Call call(s.name);
-            build(call, out, m, in);
+            call.out(out).arg(m).arg(s.a);
             // a pivot needs its look-back before its first call: the first calls see more bars
-            const int32_t least = band ? 0 : static_cast<int32_t>(s.a) + 1;
-            const auto grow = [&](int32_t n) {
+            const int32_t least = static_cast<int32_t>(s.a) + 1;
+            ASSERT_EQ(host::playChunks(call, total, chunk, [&](int32_t n) {
                 while (m.barCount() < std::max(n, least)) m.append(bars[m.barCount()]);
-                while (in.count() < n) in.push(x[in.count()]);
-            };
-            ASSERT_EQ(host::playChunks(call, total, chunk, grow), 0);
-            EXPECT_EQ(out.values(), wholeOut.values()) << "chunks of " << chunk;
+            }), 0);
+            EXPECT_EQ(out.values(), whole) << "chunks of " << chunk;
         }
     }
 }

@@ -11,13 +11,9 @@
 namespace fk {
 namespace {
 
-using host::Call;
-using host::Market;
-using host::Series;
-using testing::barsOf;
-using testing::F;
+using namespace testing;
 
-class StopsTest : public testing::HeapChecked {};
+class StopsTest : public HeapChecked {};
 
 TEST_F(StopsTest, StopAndReverseWorkedCases) {
     Market m(barsOf({1, 1, 1, 1, 1, 1}, {1, 1, 1, 1, 1, 1}, {1, 1, 1, 1, 1, 1}));
@@ -61,10 +57,7 @@ TEST_F(StopsTest, StopAndReverseMissingLevelsAndStartBar) {
     EXPECT_EQ(call.block().startBar, -2);
 }
 
-template <class... Entries>
-std::vector<double> waveVolume(Entries&&... e) {
-    return testing::valuesOf("WaveVolume_DLL", 0, e...);
-}
+Vec waveVolume(Market& m, double reversal) { return valuesOf("WaveVolume_DLL", {&m, reversal}); }
 
 TEST_F(StopsTest, WaveVolumeWorkedCases) {
     const std::vector<double> closes = {10, 11, 12, 11.5, 11, 12, 13}, volumes = {100, 200, 300, 150, 100, 250, 400};
@@ -89,7 +82,7 @@ TEST_F(StopsTest, WaveVolumeWorkedCases) {
 }
 
 // The waves as the two passes find them: first where each wave starts, then the sums.
-std::vector<double> waveVolumeInTwoPasses(const std::vector<host::Bar>& bars, double reversal) {
+std::vector<double> waveVolumeInTwoPasses(const std::vector<Bar>& bars, double reversal) {
     const std::size_t n = bars.size();
     const auto valid = [&](std::size_t i) { return bars[i].close != F && bars[i].volume != F; };
     const auto qualifies = [&](double m) { return m > 0 && m >= reversal; };
@@ -142,16 +135,13 @@ std::vector<double> waveVolumeInTwoPasses(const std::vector<host::Bar>& bars, do
 }
 
 TEST_F(StopsTest, WaveVolumeAgainstTwoPasses) {
-    const std::vector<host::Bar> bars = testing::gappyWalk(5000);
+    const std::vector<Bar> bars = gappyWalk(5000);
     Market m(bars);
     for (double reversal : {0.0, 0.3, 1.0, 4.0})
         EXPECT_EQ(waveVolume(m, reversal), waveVolumeInTwoPasses(bars, reversal)) << reversal;
 }
 
-template <class... Entries>
-std::vector<double> agTrend(Entries&&... e) {
-    return testing::valuesOf("AgTrend", 0, e...);
-}
+Vec agTrend(Market& m, double lookBack) { return valuesOf("AgTrend", {&m, lookBack}); }
 
 TEST_F(StopsTest, AgTrendWorkedCases) {
     const std::vector<double> high = {10, 11, 12, 11.5, 11, 10, 10.5, 11}, low = {8, 9, 10, 10.5, 9.5, 9, 8.5, 9};
@@ -166,32 +156,29 @@ TEST_F(StopsTest, AgTrendWorkedCases) {
     EXPECT_EQ(agTrend(gap, 2), (std::vector<double>{F, F, F, 12, 12}));
 }
 
-template <class... Entries>
-std::vector<double> willStop(Entries&&... e) {
-    return testing::valuesOf("WillStopCustom", 0, e...);
+Vec willStop(Market& m, const Vec& highs, const Vec& lows, double n) {
+    return valuesOf("WillStopCustom", {&m, highs, lows, n});
 }
 
 TEST_F(StopsTest, WillStopWorkedCase) {
     const std::vector<double> high = {10, 11, 12, 12.5, 12, 11, 12.2}, low = {8, 9, 10, 10.5, 9.8, 9, 10};
     Market m(barsOf(high, low, high));
-    Series hs = Series::of(high), ls = Series::of(low);
-    EXPECT_EQ(willStop(m, hs, ls, 2), (std::vector<double>{F, F, 9, 10, 12.5, 12, 9}));
+    EXPECT_EQ(willStop(m, high, low, 2), (std::vector<double>{F, F, 9, 10, 12.5, 12, 9}));
     // a pair with a missing level is left out of the window
-    Series gappy = Series::of({10, 11, F, 12, 12.5, 12, 11, 12.2});
-    Series gappyLow = Series::of({8, 9, 9, 10, 10.5, 9.8, 9, 10});
+    const Vec gappy = {10, 11, F, 12, 12.5, 12, 11, 12.2}, gappyLow = {8, 9, 9, 10, 10.5, 9.8, 9, 10};
     Market m8(barsOf({10, 11, 11, 12, 12.5, 12, 11, 12.2}, {8, 9, 9, 10, 10.5, 9.8, 9, 10},
                      {1, 1, 1, 1, 1, 1, 1, 1}));
     EXPECT_EQ(willStop(m8, gappy, gappyLow, 2), (std::vector<double>{F, F, F, 9, 10, 12.5, 12, 9}));
 }
 
 // The window scanned afresh on every bar.
-std::vector<double> willStopByScanning(const std::vector<host::Bar>& bars, const std::vector<double>& hs,
+std::vector<double> willStopByScanning(const std::vector<Bar>& bars, const std::vector<double>& hs,
                                        const std::vector<double>& ls, std::size_t n) {
     std::vector<double> out(bars.size(), F), winHigh, winLow;
     int pos = 0;
     double st = 0;
     for (std::size_t i = 0; i < bars.size(); ++i) {
-        const host::Bar& b = bars[i];
+        const Bar& b = bars[i];
         if (hs[i] == F || ls[i] == F || b.high == F || b.low == F || b.close == F) continue;
         const auto highest = [&] { return *std::max_element(winHigh.end() - std::min(n, winHigh.size()), winHigh.end()); };
         const auto lowest = [&] { return *std::min_element(winLow.end() - std::min(n, winLow.size()), winLow.end()); };
@@ -220,19 +207,18 @@ std::vector<double> willStopByScanning(const std::vector<host::Bar>& bars, const
 }
 
 TEST_F(StopsTest, WillStopAgainstScanning) {
-    const std::vector<host::Bar> bars = testing::gappyWalk(4000);
+    const std::vector<Bar> bars = gappyWalk(4000);
     Market m(bars);
     std::vector<double> high, low, close;
-    for (const host::Bar& b : bars) {
+    for (const Bar& b : bars) {
         high.push_back(b.high);
         low.push_back(b.low);
         close.push_back(b.close);
     }
-    Series hs = Series::of(high), ls = Series::of(low), cs = Series::of(close);
     for (int n : {1, 3, 20}) {
-        EXPECT_EQ(willStop(m, hs, ls, n), willStopByScanning(bars, high, low, n)) << n;
+        EXPECT_EQ(willStop(m, high, low, n), willStopByScanning(bars, high, low, n)) << n;
         // a channel of closes: the stops are the closes' extremes, the triggers the bars' Low and High
-        EXPECT_EQ(willStop(m, cs, cs, n), willStopByScanning(bars, close, close, n)) << n;
+        EXPECT_EQ(willStop(m, close, close, n), willStopByScanning(bars, close, close, n)) << n;
     }
 }
 

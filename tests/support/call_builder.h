@@ -1,4 +1,5 @@
-// Runs one export call described compactly, for tables of cases.
+// Runs one export call described compactly, for tables of worked examples, status codes and the
+// host's chunked calls.
 #pragma once
 #include <gtest/gtest.h>
 
@@ -8,92 +9,147 @@
 #include <variant>
 #include <vector>
 
+#include "exports/export_def.h"
 #include "host/hostkit.h"
 
 namespace fk::testing {
 
+// The names the tests use most, for `using namespace testing;`.
+using host::Bar;
+using host::Call;
+using host::Market;
+using host::Series;
+using host::Text;
+using Vec = std::vector<double>;
+
 inline constexpr double F = kMissing;
 
 // A parameter: a series by its values, a number (a single constant where the export wants a
-// series), or a letter: 'e' an empty series, 'z' a handle without buffer, 't' a text, 'm' a
-// market of three bars.
-using Arg = std::variant<std::vector<double>, double, char>;
+// series), a text, a market of the given bars (daily, with the host's default settings), a
+// market set up by the test, or a letter: 'e' an empty series, 'm' a market of three daily bars,
+// 'n' a market without bars.
+using Arg = std::variant<std::vector<double>, double, char, std::string, std::vector<host::Bar>, host::Market*>;
+
+// The Return Value a call starts with: its elements, or a letter: 'z' a handle without buffer,
+// '0' a null handle pointer. An export whose Return Value is a text gets a text.
+struct Out {
+    std::vector<double> values;
+    char kind = 0;
+    Out(std::vector<double> v = {}) : values(std::move(v)) {}
+    Out(char k) : kind(k) {}
+};
 
 struct Result {
     StatusCode status;
     std::vector<double> values; // the Return Value afterwards
 };
 
-// Calls `name` once; the Return Value starts with the elements `out0`. A non-zero `outTag`
-// replaces the Return Value's type tag.
-inline Result runCall(const char* name, const std::vector<Arg>& args, int32_t startBar = 0,
-                      const std::vector<double>& out0 = {}, uint32_t outTag = 0) {
+// Bars at the given date-times, all with the same prices.
+inline std::vector<host::Bar> barsAt(const std::vector<double>& stamps) {
+    std::vector<host::Bar> bars;
+    for (double t : stamps) bars.push_back({t, 10, 11, 9, 10, 100});
+    return bars;
+}
+
+// The three daily bars of the market 'm'.
+inline std::vector<host::Bar> threeBars() {
+    return {{41713.0, 10, 11, 9, 10, 100}, {41716.0, 10, 12, 9, 11, 200}, {41717.0, 11, 13, 10, 12, 300}};
+}
+
+// Calls `name` once from `startBar`.
+inline Result runCall(const char* name, const std::vector<Arg>& args, int32_t startBar = 0, const Out& out0 = {}) {
     std::deque<host::Series> series;
-    host::Text text("x");
-    host::Market market({{36000, 1, 2, 1, 1, 1}, {36001, 1, 3, 2, 2, 1}, {36002, 1, 2, 1, 1, 1}});
-    host::Series out = host::Series::of(out0);
+    std::deque<host::Text> texts;
+    std::deque<host::Market> markets;
+    host::Market market(threeBars()), noBars;
+    host::Series out = out0.kind == 'z' ? host::Series::null() : host::Series::of(out0.values);
+    host::Text textOut = out0.kind == 'z' ? host::Text::null() : host::Text();
     host::Call call(name);
-    call.out(out);
+    if (out0.kind == '0') call.rawPointer(kParamNumberSeries, nullptr);
+    else if (call.entry().sig.types[0] == kArgTextSeries) call.out(textOut);
+    else call.out(out);
     for (const Arg& a : args) {
         if (const auto* v = std::get_if<std::vector<double>>(&a)) call.arg(series.emplace_back(host::Series::of(*v)));
         else if (const auto* d = std::get_if<double>(&a)) call.arg(*d);
+        else if (const auto* m = std::get_if<host::Market*>(&a)) call.arg(**m);
+        else if (const auto* t = std::get_if<std::string>(&a)) call.arg(texts.emplace_back(*t));
+        else if (const auto* b = std::get_if<std::vector<host::Bar>>(&a)) call.arg(markets.emplace_back(*b));
         else if (std::get<char>(a) == 'e') call.arg(series.emplace_back(host::Series::of({})));
-        else if (std::get<char>(a) == 'z') call.arg(series.emplace_back(host::Series::null()));
-        else if (std::get<char>(a) == 't') call.arg(text);
+        else if (std::get<char>(a) == 'n') call.arg(noBars);
         else call.arg(market);
     }
-    if (outTag) call.tag(1, outTag);
     const StatusCode st = call.run(startBar);
     return {st, out.values()};
 }
 
-// A call and the Return Value it must leave (its elements before the call: out0).
+// The Return Value of a call that must succeed.
+inline std::vector<double> valuesOf(const char* name, const std::vector<Arg>& args, int32_t startBar = 0,
+                                    const std::vector<double>& out0 = {}) {
+    const Result r = runCall(name, args, startBar, out0);
+    EXPECT_EQ(r.status, kOk) << name;
+    return r.values;
+}
+
+// A call from `start` and the Return Value it must leave (its elements before the call: out0).
 struct Example {
     const char* name;
     const char* function;
     std::vector<Arg> args;
     std::vector<double> expected, out0 = {};
+    int32_t start = 0;
 };
 
 inline void expectExamples(const std::vector<Example>& examples) {
     for (const Example& e : examples) {
         SCOPED_TRACE(e.name);
-        const Result r = runCall(e.function, e.args, 0, e.out0);
+        const Result r = runCall(e.function, e.args, e.start, e.out0);
         EXPECT_EQ(r.status, kOk);
         EXPECT_EQ(r.values, e.expected);
     }
 }
 
-// A call and the status it must return.
+// A call and the status it must return. A Return Value given by its elements starts as {7, 7, 7},
+// which a call that computes nothing must leave as it was.
 struct StatusCase {
     const char* function;
     std::vector<Arg> args;
-    int32_t startBar;
     StatusCode expected;
-    uint32_t outTag = 0; // replaces the Return Value's type tag
+    int32_t startBar = 0;
+    Out out = std::vector<double>{7, 7, 7};
 };
 
 inline void expectStatuses(const std::vector<StatusCase>& cases) {
     for (const StatusCase& c : cases) {
         SCOPED_TRACE(std::string(c.function) + " " + std::to_string(c.expected));
-        EXPECT_EQ(runCall(c.function, c.args, c.startBar, {}, c.outTag).status, c.expected);
+        const Result r = runCall(c.function, c.args, c.startBar, c.out);
+        EXPECT_EQ(r.status, c.expected);
+        if (c.out.kind == 0 && c.expected != kOk) {
+            EXPECT_EQ(r.values, c.out.values) << "the Return Value changed";
+        }
     }
 }
 
-// Calls `name` as the host does while bars arrive: the series parameters grow `chunk` bars at a
-// time, and each call starts at the first new bar. Parameters are series and numbers only.
+// Calls `name` as the host does while bars arrive: the series and markets grow `chunk` bars at a
+// time, and each call starts at the first new bar. Parameters are series, markets of given bars
+// and numbers.
 inline Result runChunked(const char* name, const std::vector<Arg>& args, int32_t chunk) {
     std::deque<host::Series> series;
+    std::deque<host::Market> markets;
     std::vector<const std::vector<double>*> sources;
+    std::vector<const std::vector<host::Bar>*> bars;
     host::Series out;
     host::Call call(name);
     call.out(out);
-    int32_t bars = 0;
+    std::size_t total = 0;
     for (const Arg& a : args) {
         if (const auto* v = std::get_if<std::vector<double>>(&a)) {
             call.arg(series.emplace_back(host::Series::of({})));
             sources.push_back(v);
-            bars = std::max(bars, static_cast<int32_t>(v->size()));
+            total = std::max(total, v->size());
+        } else if (const auto* b = std::get_if<std::vector<host::Bar>>(&a)) {
+            call.arg(markets.emplace_back());
+            bars.push_back(b);
+            total = std::max(total, b->size());
         } else {
             call.arg(std::get<double>(a));
         }
@@ -102,9 +158,37 @@ inline Result runChunked(const char* name, const std::vector<Arg>& args, int32_t
         for (std::size_t i = 0; i < sources.size(); ++i)
             for (host::Series& s = series[i]; s.count() < n && s.count() < static_cast<int32_t>(sources[i]->size());)
                 s.push((*sources[i])[s.count()]);
+        for (std::size_t i = 0; i < bars.size(); ++i)
+            for (host::Market& m = markets[i]; m.barCount() < n && m.barCount() < static_cast<int32_t>(bars[i]->size());)
+                m.append((*bars[i])[m.barCount()]);
     };
-    const StatusCode st = host::playChunks(call, bars, chunk, grow);
+    const StatusCode st = host::playChunks(call, static_cast<int32_t>(total), chunk, grow);
     return {st, out.values()};
+}
+
+// Calls in chunks of 1, 7 and 100 bars give what one call gives, which this answers.
+inline std::vector<double> expectChunksMatchOneCall(const char* name, const std::vector<Arg>& args) {
+    const std::vector<double> whole = valuesOf(name, args);
+    for (int32_t chunk : {1, 7, 100}) {
+        const Result r = runChunked(name, args, chunk);
+        EXPECT_EQ(r.status, kOk) << name << " in chunks of " << chunk;
+        EXPECT_EQ(r.values, whole) << name << " in chunks of " << chunk;
+    }
+    return whole;
+}
+
+// The number of bars of `v` that are not missing.
+inline long presentCount(const std::vector<double>& v) {
+    return std::count_if(v.begin(), v.end(), [](double x) { return x != F; });
+}
+
+// Equal bar for bar within `tolerance`; a missing value where one is wanted.
+inline void expectNear(const std::vector<double>& got, const std::vector<double>& want, double tolerance = 1e-9) {
+    ASSERT_EQ(got.size(), want.size());
+    for (std::size_t i = 0; i < want.size(); ++i) {
+        if (want[i] == F) EXPECT_EQ(got[i], F) << "bar " << i;
+        else EXPECT_NEAR(got[i], want[i], tolerance) << "bar " << i;
+    }
 }
 
 } // namespace fk::testing

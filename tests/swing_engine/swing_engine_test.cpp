@@ -5,22 +5,16 @@
 #include <cmath>
 #include <random>
 
-#include "host/hostkit.h"
 #include "indicators/swing_engine.h"
-#include "support/heap_check.h"
 #include "support/call_builder.h"
+#include "support/heap_check.h"
 
 namespace fk {
 namespace {
 
-using host::Call;
-using host::Market;
-using host::Series;
-using Vec = std::vector<double>;
+using namespace testing;
 
-using testing::F;
-
-class SwingEngineTest : public testing::HeapChecked {};
+class SwingEngineTest : public HeapChecked {};
 
 Vec minus(const Vec& v, double d) {
     Vec r;
@@ -140,7 +134,7 @@ TEST_F(SwingEngineTest, ResumesAfterTheSecondMostRecentSwingOnlyFarEnoughIn) {
         x[earlier] = x[300] = 10;
         Series in = Series::of(x), out;
         Call call("SwingCustomHigh");
-        call.out(out).arg(in).arg(2).arg(0);
+        call.out(out).arg(in).arg(2.0).arg(0.0);
         ASSERT_EQ(call.run(0), 0);
         Vec want(400, 0.0);
         want[earlier] = want[300] = 2;
@@ -157,7 +151,7 @@ TEST_F(SwingEngineTest, ResumesAfterTheSecondMostRecentSwingOnlyFarEnoughIn) {
 TEST_F(SwingEngineTest, CustomSwingsAndHoles) {
     const Vec holed = {1, 3, 1, F, 2, 5, 2};
     const Vec seven(7, 7.0);
-    testing::expectExamples({
+    expectExamples({
         {"first bar of a flat top", "SwingCustomHigh", {Vec{10, 12, 12, 11, 10}, 1.0, 1.0}, {0, 1, 0, 0, 0}},
         {"strength 3 marks with 3", "SwingCustomLow", {Vec{5, 4, 3, 1, 2, 3, 4, 2}, 3.7, 0.0}, {0, 0, 0, 3, 0, 0, 0, 0}},
         {"highs of a series with a hole", "SwingCustomHigh", {holed, 1.0, 0.0}, {7, 1, 7, 7, 7, 1, 7}, seven},
@@ -168,7 +162,7 @@ TEST_F(SwingEngineTest, CustomSwingsAndHoles) {
          {0, 0, 1, 0, 0, 7, 7}, seven},
     });
     // with a hole a continued call still searches from bar 0
-    EXPECT_EQ(testing::runCall("SwingCustomHigh", {holed, 1.0, 0.0}, 3, seven).values, (Vec{7, 1, 7, 7, 7, 1, 7}));
+    EXPECT_EQ(valuesOf("SwingCustomHigh", {holed, 1.0, 0.0}, 3, seven), (Vec{7, 1, 7, 7, 7, 1, 7}));
 }
 
 TEST_F(SwingEngineTest, CustomSwingsInChunkedHostCalls) {
@@ -176,19 +170,14 @@ TEST_F(SwingEngineTest, CustomSwingsInChunkedHostCalls) {
     const Walk w = walk(n, false, 9);
     for (const char* name : {"SwingCustomHigh", "SwingCustomLow"}) {
         for (double strength : {1.0, 3.0}) {
-            const testing::Result whole = testing::runChunked(name, {w.close, strength, 0.0}, n);
-            EXPECT_GT(std::count_if(whole.values.begin(), whole.values.end(), [](double v) { return v > 0; }), 20);
-            for (int chunk : {1, 7, 100}) {
-                const testing::Result r = testing::runChunked(name, {w.close, strength, 0.0}, chunk);
-                EXPECT_EQ(r.status, 0);
-                EXPECT_EQ(r.values, whole.values) << name << " chunk " << chunk;
-            }
+            const Vec whole = expectChunksMatchOneCall(name, {w.close, strength, 0.0});
+            EXPECT_GT(std::count_if(whole.begin(), whole.end(), [](double v) { return v > 0; }), 20);
         }
     }
 }
 
-std::vector<host::Bar> barsOf(const Vec& high, const Vec& low) {
-    std::vector<host::Bar> bars;
+std::vector<Bar> barsOf(const Vec& high, const Vec& low) {
+    std::vector<Bar> bars;
     for (std::size_t i = 0; i < high.size(); ++i)
         bars.push_back({40000.0 + i, low[i], high[i], low[i], (high[i] + low[i]) / 2, 100});
     return bars;
@@ -216,13 +205,9 @@ TEST_F(SwingEngineTest, SwingSystemLines) {
         SCOPED_TRACE(std::string(c.name) + " " + c.symbol);
         Market m(barsOf(h, minus(h, 0.5)));
         m.symbol(c.symbol).tick(c.tick, 1);
-        Series out = Series::of(Vec(8, 7.0));
-        Call call(c.name);
-        call.out(out).arg(m).arg(1).arg(c.mode).arg(c.offset);
-        ASSERT_EQ(call.run(4), 0);
         Vec want = c.want;
         want.insert(want.end(), {7, 7});
-        EXPECT_EQ(out.values(), want);
+        EXPECT_EQ(valuesOf(c.name, {&m, 1.0, c.mode, c.offset}, 4, Vec(8, 7.0)), want);
     }
 }
 
@@ -233,7 +218,7 @@ TEST_F(SwingEngineTest, DivergencesAndIntermediateSwings) {
     const Vec lw = {5, 3, 4, 1, 3, 2, 6, 4, 8, 5, 7, 6};
     Vec lwHole = lw;
     lwHole[5] = F;
-    testing::expectExamples({
+    expectExamples({
         {"bear", "BearDivergence", {priceHighs, Vec{50, 70, 60, 55, 58, 65, 60, 50}, 1.0}, signalAt6},
         {"bull", "BullDivergence", {priceLows, Vec{50, 30, 40, 45, 42, 35, 40, 45}, 1.0}, signalAt6},
         {"indicator confirms", "BearDivergence", {priceHighs, Vec{50, 70, 60, 55, 58, 75, 60, 50}, 1.0}, none},
@@ -249,6 +234,15 @@ TEST_F(SwingEngineTest, DivergencesAndIntermediateSwings) {
          {0, 0, 0, -1, 0, 0, 0, 0, 0, 0, 0}},
         {"a repeated value is passed over", "LWIntSwing", {Vec{1, 3, 3, 1, 3, 1}}, Vec(6, 0.0)},
         {"a hole is passed over", "LWIntSwing", {lwHole}, {0, 0, 0, -1, 0, F, 0, 0, 1, 0, 0, 0}},
+    });
+}
+
+TEST_F(SwingEngineTest, StatusCodes) {
+    expectStatuses({
+        {"SwingSystemHigh", {'n', 1.0, 0.0, 0.0}, kTooFewBars},
+        {"BearDivergence", {'e', Vec{1, 2, 3}, 1.0}, kDomainError},
+        {"BullDivergence", {Vec{1, 2, 3}, 'e', 1.0}, kDomainError},
+        {"LWIntSwing", {'e'}, kDomainError},
     });
 }
 

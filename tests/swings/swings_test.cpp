@@ -10,39 +10,35 @@
 namespace fk {
 namespace {
 
-using host::Call;
-using host::Series;
-using testing::F;
-using testing::runCall;
-using V = std::vector<double>;
+using namespace testing;
 
 const double NaN = std::nan("");
 
-class SwingsTest : public testing::HeapChecked {};
+class SwingsTest : public HeapChecked {};
 
 TEST_F(SwingsTest, Examples) {
-    const V swings = {0, 0, 1, 0, 0, 2, 0, 0, 0};
-    testing::expectExamples({
-        {"equal highs side by side mark the second", "IsSwingHighPoint", {V{1, 3, 3, 1}, 1.0}, {F, 0, 1}},
-        {"equal lows side by side mark the second", "IsSwingLowPoint", {V{3, 1, 1, 3}, 1.0}, {F, 0, 1}},
-        {"strength 2.9 acts as 2", "IsSwingHighPoint", {V{1, 2, 5, 3, 4, 2, 1}, 2.9}, {F, F, 1, 0, 0}},
-        {"the first and last bars are left as they were", "IsSwingLowPoint", {V{3, 1, 3, 1, 3}, 1.0},
-         {7, 1, 0, 1, 7}, V(5, 7)},
-        {"holes: the fill value, and no swing beside them", "IsSwingHighPoint", {V{1, 3, F, 1, 2, 1}, 1.0},
+    const Vec swings = {0, 0, 1, 0, 0, 2, 0, 0, 0};
+    expectExamples({
+        {"equal highs side by side mark the second", "IsSwingHighPoint", {Vec{1, 3, 3, 1}, 1.0}, {F, 0, 1}},
+        {"equal lows side by side mark the second", "IsSwingLowPoint", {Vec{3, 1, 1, 3}, 1.0}, {F, 0, 1}},
+        {"strength 2.9 acts as 2", "IsSwingHighPoint", {Vec{1, 2, 5, 3, 4, 2, 1}, 2.9}, {F, F, 1, 0, 0}},
+        {"the first and last bars are left as they were", "IsSwingLowPoint", {Vec{3, 1, 3, 1, 3}, 1.0},
+         {7, 1, 0, 1, 7}, Vec(5, 7)},
+        {"holes: the fill value, and no swing beside them", "IsSwingHighPoint", {Vec{1, 3, F, 1, 2, 1}, 1.0},
          {F, 0, F, 0, 1}},
-        {"strength 0: every bar with a value", "IsSwingHighPoint", {V{1, F, 2}, 0.0}, {1, F, 1}},
-        {"a strength the series cannot hold writes nothing", "IsSwingHighPoint", {V{1, 2, 1}, 2.0}, {7}, {7}},
-        {"a negative strength writes nothing", "IsSwingLowPoint", {V{1, 2, 1}, -1.0}, {7}, {7}},
+        {"strength 0: every bar with a value", "IsSwingHighPoint", {Vec{1, F, 2}, 0.0}, {1, F, 1}},
+        {"a strength the series cannot hold writes nothing", "IsSwingHighPoint", {Vec{1, 2, 1}, 2.0}, {7}, {7}},
+        {"a negative strength writes nothing", "IsSwingLowPoint", {Vec{1, 2, 1}, -1.0}, {7}, {7}},
         {"a swing is counted from its confirmation", "SwingHighBarsAgo", {swings, 0.0, 1.0},
          {F, F, F, 1, 2, 3, 4, 2, 3}},
-        {"occurrence 0 is found before any bar is walked", "SwingHighBarsAgo", {swings, 0.0, 0.0}, V(9, -1)},
-        {"a swing confirmed on its own bar", "SwingHighBarsAgo", {V{0, -1, 0}, 0.0, 1.0}, {F, 0, 1}},
+        {"occurrence 0 is found before any bar is walked", "SwingHighBarsAgo", {swings, 0.0, 0.0}, Vec(9, -1)},
+        {"a swing confirmed on its own bar", "SwingHighBarsAgo", {Vec{0, -1, 0}, 0.0, 1.0}, {F, 0, 1}},
     });
 }
 
 // Walks back from every bar counting the swings already confirmed there.
-V walkBack(const V& swings, int want) {
-    V out(swings.size(), F);
+Vec walkBack(const Vec& swings, int want) {
+    Vec out(swings.size(), F);
     for (int c = 0; c < static_cast<int>(swings.size()); ++c) {
         int found = 0, j = c;
         for (; j >= 0 && found < want; --j)
@@ -56,7 +52,7 @@ TEST_F(SwingsTest, BarsAgoMatchesAWalkBackFromEveryBar) {
     std::mt19937 rng(11);
     const double strengths[] = {1, 2, 3, 5, 8, 0.5, 2.5, -1, NaN, F, 1e12};
     for (int round = 0; round < 20; ++round) {
-        V swings(400, 0);
+        Vec swings(400, 0);
         for (double& x : swings)
             if (rng() % 4 == 0) x = strengths[rng() % std::size(strengths)];
         for (int want : {1, 2, 4, 30}) {
@@ -72,16 +68,11 @@ struct HighLow {
     double high, low;
 };
 
-V runZigZag(const char* name, const std::vector<HighLow>& bars, double percent, const V& out0) {
-    std::vector<host::Bar> b;
+Vec runZigZag(const char* name, const std::vector<HighLow>& bars, double percent, const Vec& out0) {
+    std::vector<Bar> b;
     for (std::size_t i = 0; i < bars.size(); ++i)
         b.push_back({36000.0 + static_cast<double>(i), bars[i].low, bars[i].high, bars[i].low, bars[i].high, 100});
-    host::Market m(b);
-    Series out = Series::of(out0);
-    Call call(name);
-    call.out(out).arg(m).arg(percent);
-    EXPECT_EQ(call.run(0), kOk);
-    return out.values();
+    return valuesOf(name, {b, percent}, 0, out0);
 }
 
 TEST_F(SwingsTest, ZigZags) {
@@ -101,11 +92,11 @@ TEST_F(SwingsTest, ZigZags) {
         const char* name;
         std::vector<HighLow> bars;
         double percent;
-        V out0, plain, strict;
+        Vec out0, plain, strict;
     };
     const Case cases[] = {
         {"up, down, up", upDownUp, 5, {}, {F, F, 15, F, F, 8}, {F, F, 15, F, F, 8, F, 13}},
-        {"a missing high: the marker at the bars around it", withHole, 5, V(9, 7),
+        {"a missing high: the marker at the bars around it", withHole, 5, Vec(9, 7),
          {7, 7, 7, F, F, F, 7, 7, 7}, {7, 7, 15, F, F, F, 7, 7, 7}},
         {"a single rise", riseOnce, 5, {}, {}, {F, F, F, F, 14}},
         {"an outside bar at 0 per cent", outside, 0, {}, {F, 7}, {F, F, F, 13}},
@@ -117,21 +108,6 @@ TEST_F(SwingsTest, ZigZags) {
         EXPECT_EQ(runZigZag("ZigZag", c.bars, c.percent, c.out0), c.plain);
         EXPECT_EQ(runZigZag("LWZigZag", c.bars, c.percent, c.out0), c.strict);
     }
-}
-
-TEST_F(SwingsTest, StatusCodes) {
-    const V s = {1, 2, 1};
-    testing::expectStatuses({
-        {"ZigZag", {'m'}, 0, 0x102},
-        {"ZigZag", {'t', 5.0}, 0, 514},
-        {"LWZigZag", {'m', 5.0}, -2, kOk},
-        {"LWZigZag", {'m', 5.0}, 0, 513, kParamText},
-        {"IsSwingHighPoint", {s, 't'}, 0, 515},
-        {"IsSwingLowPoint", {s, 1.0, 1.0}, 0, 0x104},
-        {"SwingHighBarsAgo", {s, 't', 1.0}, 0, 515},
-        {"SwingLowBarsAgo", {s, 1.0}, 0, 0x103},
-        {"SwingLowBarsAgo", {}, -2, kOk},
-    });
 }
 
 } // namespace

@@ -6,28 +6,15 @@
 #include <cmath>
 #include <random>
 
-#include "host/hostkit.h"
+#include "support/call_builder.h"
 #include "support/heap_check.h"
-#include "support/status_cases.h"
 
 namespace fk {
 namespace {
 
-using host::Bar;
-using host::Call;
-using host::Market;
-using host::Series;
-using Vec = std::vector<double>;
-using In = testing::StatusInputs;
+using namespace testing;
 
-constexpr double F = kMissing;
-
-class TradePlanTest : public testing::HeapChecked {};
-
-void expectNear(const Vec& got, const Vec& want) {
-    ASSERT_EQ(got.size(), want.size());
-    for (std::size_t i = 0; i < want.size(); ++i) EXPECT_NEAR(got[i], want[i], 1e-9) << "bar " << i;
-}
+class TradePlanTest : public HeapChecked {};
 
 // A market of one bar per day; highs and lows as given, open and close between them.
 std::vector<Bar> barsOf(const Vec& high, const Vec& low, const Vec& close = {}) {
@@ -38,6 +25,11 @@ std::vector<Bar> barsOf(const Vec& high, const Vec& low, const Vec& close = {}) 
     }
     return bars;
 }
+
+// A market on a quarter-point grid.
+struct Ticked : Market {
+    explicit Ticked(const std::vector<Bar>& bars = {}) : Market(bars) { tick(0.25, 12.5); }
+};
 
 TEST_F(TradePlanTest, LadderRungs) {
     struct Case {
@@ -61,34 +53,18 @@ TEST_F(TradePlanTest, LadderRungs) {
     for (const Case& c : cases) {
         SCOPED_TRACE(c.what);
         const std::size_t n = c.want.size();
-        Market m(barsOf(Vec(n, 100), Vec(n, 99)));
-        m.tick(0.25, 12.5);
-        Series e = Series::of(c.entry), d = Series::of(c.direction), out;
-        Call call("PTF_DLL");
-        call.out(out).arg(m).arg(e).arg(d).arg(c.step).arg(c.rung);
-        ASSERT_EQ(call.run(0), 0);
-        expectNear(out.values(), c.want);
+        Ticked m(barsOf(Vec(n, 100), Vec(n, 99)));
+        expectNear(valuesOf("PTF_DLL", {&m, c.entry, c.direction, c.step, c.rung}), c.want);
     }
 }
 
 TEST_F(TradePlanTest, LadderTakesANumberForTheDirection) {
-    Market m(barsOf({100, 100}, {99, 99}));
-    m.tick(0.25, 12.5);
-    Series e = Series::of({101.3, 100}), out;
-    Call call("PTF_DLL");
-    call.out(out).arg(m).arg(e).arg(-1).arg(4).arg(1);
-    ASSERT_EQ(call.run(0), 0);
-    expectNear(out.values(), {100.25, 99});
+    Ticked m(barsOf({100, 100}, {99, 99}));
+    expectNear(valuesOf("PTF_DLL", {&m, Vec{101.3, 100}, -1.0, 4.0, 1.0}), {100.25, 99});
 }
 
 // Long from 100.00 on bars 0 to 5 (step one point, three units), nothing on bar 6, short from
 // 103.00 on bar 7.
-struct Pyramid {
-    Market m{barsOf({100.9, 100.75, 101.0, 101.5, 102.25, 103.5, 103, 103.2}, {99, 99, 99, 99, 99, 99, 99, 102.9})};
-    Series entry = Series::of({100, 100, 100, 100, 100, 100, 100, 103.1});
-    Series direction = Series::of({1, 1, 1, 1, 1, 1, 0, -1});
-    Pyramid() { m.tick(0.25, 12.5); }
-};
 
 TEST_F(TradePlanTest, PyramidSchedule) {
     struct Case {
@@ -107,33 +83,19 @@ TEST_F(TradePlanTest, PyramidSchedule) {
         {"one unit", 1, 1, 0, {}, {F, F, F, F, F, F, F, F}},
         {"one unit held", 1.4, 0, 0, {}, {1, 1, 1, 1, 1, 1, F, 1}},
     };
+    Ticked m(barsOf({100.9, 100.75, 101.0, 101.5, 102.25, 103.5, 103, 103.2}, {99, 99, 99, 99, 99, 99, 99, 102.9}));
+    const Vec entry = {100, 100, 100, 100, 100, 100, 100, 103.1}, direction = {1, 1, 1, 1, 1, 1, 0, -1};
     for (const Case& c : cases) {
         SCOPED_TRACE(c.what);
-        Pyramid p;
-        Series out = Series::of(c.before);
-        Call call("PyramidTP");
-        call.out(out).arg(p.m).arg(p.entry).arg(p.direction).arg(4).arg(c.units).arg(c.selector);
-        ASSERT_EQ(call.run(c.start), 0);
-        expectNear(out.values(), c.want);
+        expectNear(valuesOf("PyramidTP", {&m, entry, direction, 4.0, c.units, c.selector}, c.start, c.before), c.want);
     }
 }
 
 TEST_F(TradePlanTest, PyramidShortCountsLows) {
     // short from 100: lows 99.5 (2 ticks), 98.9 (4 ticks: one add), 97.1 (12 ticks: capped at 3)
-    Market m(barsOf({100, 100, 100, 100}, {99, 99.5, 98.9, 97.1}));
-    m.tick(0.25, 12.5);
-    Series e = Series::constant(100), d = Series::constant(-1), out;
-    Call call("PyramidTP");
-    call.out(out).arg(m).arg(e).arg(d).arg(4).arg(3).arg(0);
-    ASSERT_EQ(call.run(0), 0);
-    expectNear(out.values(), {1, 1, 2, 3});
+    Ticked m(barsOf({100, 100, 100, 100}, {99, 99.5, 98.9, 97.1}));
+    expectNear(valuesOf("PyramidTP", {&m, 100.0, -1.0, 4.0, 3.0, 0.0}), {1, 1, 2, 3});
 }
-
-struct Reversal {
-    Market m{barsOf({10.5, 10.25, 10.0, 10.75, 11.5, 11.25, 11.75}, {9.5, 9.75, 9.0, 10.0, 10.5, 10.75, 10.5},
-                    {10.0, 10.0, 10.25, 10.5, 11.25, 11.0, 10.75})};
-    Reversal() { m.tick(0.25, 12.5); }
-};
 
 TEST_F(TradePlanTest, ReversalBarPlans) {
     struct Case {
@@ -153,14 +115,11 @@ TEST_F(TradePlanTest, ReversalBarPlans) {
         {"start inside the plan", 3, 3, 4, {7, 7, 7, 7}, {7, 7, 7, 7, 2, F, 0}},
         {"start past an expired plan", 1, 0, 4, {7, 7, 7, 7}, {7, 7, 7, 7, F, F, 9.5}},
     };
+    Ticked m(barsOf({10.5, 10.25, 10.0, 10.75, 11.5, 11.25, 11.75}, {9.5, 9.75, 9.0, 10.0, 10.5, 10.75, 10.5},
+                    {10.0, 10.0, 10.25, 10.5, 11.25, 11.0, 10.75}));
     for (const Case& c : cases) {
         SCOPED_TRACE(c.what);
-        Reversal r;
-        Series out = Series::of(c.before);
-        Call call("ReverseBarTP");
-        call.out(out).arg(r.m).arg(2).arg(1).arg(c.expiry).arg(c.selector);
-        ASSERT_EQ(call.run(c.start), 0);
-        expectNear(out.values(), c.want);
+        expectNear(valuesOf("ReverseBarTP", {&m, 2.0, 1.0, c.expiry, c.selector}, c.start, c.before), c.want);
     }
 }
 
@@ -208,8 +167,7 @@ TEST_F(TradePlanTest, ChunkedHostCallsGiveTheSeriesOfOneCall) {
     const Walk w = randomWalk(n);
     for (const Case& c : cases) {
         auto play = [&](int chunk) {
-            Market m;
-            m.tick(0.25, 12.5);
+            Ticked m;
             Series e, d, out;
             Call call(c.name);
             call.out(out).arg(m);
@@ -225,41 +183,37 @@ TEST_F(TradePlanTest, ChunkedHostCallsGiveTheSeriesOfOneCall) {
             return out.values();
         };
         const Vec whole = play(n);
-        EXPECT_GT(std::count_if(whole.begin(), whole.end(), [](double v) { return v != F; }), n / 10) << c.name;
+        EXPECT_GT(presentCount(whole), n / 10) << c.name;
         for (int chunk : {1, 7, 100}) EXPECT_EQ(play(chunk), whole) << c.name << " chunk " << chunk;
     }
 }
 
 TEST_F(TradePlanTest, StatusCodes) {
-    const auto untick = [](In& in) -> Market& { return in.market.tick(0, 0); };
-    const testing::StatusCase cases[] = {
-        {"release", "PTF_DLL", [](Call& c, In&) { c.count(2); }, -2, 0},
-        {"release", "PyramidTP", [](Call& c, In&) { c.count(2); }, -2, 0},
-        {"release", "ReverseBarTP", [](Call& c, In&) { c.count(2); }, -2, 0},
-        {"wrong count", "PTF_DLL", [](Call& c, In& in) { c.arg(in.market).arg(in.x).arg(in.x).arg(4); }, 0, 0x105},
-        {"wrong count", "PyramidTP", [](Call& c, In& in) { c.arg(in.market).arg(in.x).arg(in.x).arg(4).arg(3).arg(0).arg(0); }, 0, 0x108},
-        {"wrong count", "ReverseBarTP", [](Call& c, In& in) { c.arg(in.market); }, 0, 0x102},
-        {"no bars", "PTF_DLL", [](Call& c, In& in) { c.arg(in.noBars).arg(in.x).arg(in.x).arg(4).arg(1); }, 0, 0xFF00},
-        {"no bars", "PyramidTP", [](Call& c, In& in) { c.arg(in.noBars).arg(in.x).arg(in.x).arg(4).arg(3).arg(0); }, 0, 0xFF00},
-        {"no bars", "ReverseBarTP", [](Call& c, In& in) { c.arg(in.noBars).arg(2).arg(1).arg(0).arg(0); }, 0, 0xFF00},
-        {"tick size 0", "PTF_DLL", [=](Call& c, In& in) { c.arg(untick(in)).arg(in.x).arg(in.x).arg(4).arg(1); }, 0, -1},
-        {"tick size NaN", "PyramidTP", [](Call& c, In& in) { c.arg(in.market.tick(NAN, 0)).arg(in.x).arg(in.x).arg(4).arg(3).arg(0); }, 0, -1},
-        {"tick size -0.25", "ReverseBarTP", [](Call& c, In& in) { c.arg(in.market.tick(-0.25, 0)).arg(2).arg(1).arg(0).arg(0); }, 0, -1},
-        {"step 0.4", "PTF_DLL", [](Call& c, In& in) { c.arg(in.market).arg(in.x).arg(in.x).arg(0.4).arg(1); }, 0, -1},
-        {"rung NaN", "PTF_DLL", [](Call& c, In& in) { c.arg(in.market).arg(in.x).arg(in.x).arg(4).arg(NAN); }, 0, -1},
-        {"rung 3e9", "PTF_DLL", [](Call& c, In& in) { c.arg(in.market).arg(in.x).arg(in.x).arg(4).arg(3e9); }, 0, -1},
-        {"step 0.4", "PyramidTP", [](Call& c, In& in) { c.arg(in.market).arg(in.x).arg(in.x).arg(0.4).arg(3).arg(0); }, 0, -1},
-        {"units 0.4", "PyramidTP", [](Call& c, In& in) { c.arg(in.market).arg(in.x).arg(in.x).arg(4).arg(0.4).arg(0); }, 0, -1},
-        {"selector 4", "PyramidTP", [](Call& c, In& in) { c.arg(in.market).arg(in.x).arg(in.x).arg(4).arg(3).arg(4); }, 0, -1},
-        {"selector -1", "PyramidTP", [](Call& c, In& in) { c.arg(in.market).arg(in.x).arg(in.x).arg(4).arg(3).arg(-1); }, 0, -1},
-        {"look-back 0.4", "ReverseBarTP", [](Call& c, In& in) { c.arg(in.market).arg(0.4).arg(1).arg(0).arg(0); }, 0, -1},
-        {"multiple 0", "ReverseBarTP", [](Call& c, In& in) { c.arg(in.market).arg(2).arg(0).arg(0).arg(0); }, 0, -1},
-        {"multiple NaN", "ReverseBarTP", [](Call& c, In& in) { c.arg(in.market).arg(2).arg(NAN).arg(0).arg(0); }, 0, -1},
-        {"expiry -1.6", "ReverseBarTP", [](Call& c, In& in) { c.arg(in.market).arg(2).arg(1).arg(-1.6).arg(0); }, 0, -1},
-        {"selector 4", "ReverseBarTP", [](Call& c, In& in) { c.arg(in.market).arg(2).arg(1).arg(0).arg(4); }, 0, -1},
-    };
-    testing::expectStatuses(cases);
-    for (const char* name : {"PTF_DLL", "PyramidTP", "ReverseBarTP"}) testing::expectBadEntries(name);
+    const Vec x = {1, 2, 3};
+    Market tick0(threeBars()), tickNaN(threeBars()), tickNegative(threeBars());
+    tick0.tick(0, 0);
+    tickNaN.tick(NAN, 0);
+    tickNegative.tick(-0.25, 0);
+    expectStatuses({
+        {"PTF_DLL", {'n', x, x, 4.0, 1.0}, kTooFewBars},
+        {"PyramidTP", {'n', x, x, 4.0, 3.0, 0.0}, kTooFewBars},
+        {"ReverseBarTP", {'n', 2.0, 1.0, 0.0, 0.0}, kTooFewBars},
+        {"PTF_DLL", {&tick0, x, x, 4.0, 1.0}, kDomainError},
+        {"PyramidTP", {&tickNaN, x, x, 4.0, 3.0, 0.0}, kDomainError},
+        {"ReverseBarTP", {&tickNegative, 2.0, 1.0, 0.0, 0.0}, kDomainError},
+        {"PTF_DLL", {'m', x, x, 0.4, 1.0}, kDomainError},         // step 0.4
+        {"PTF_DLL", {'m', x, x, 4.0, NAN}, kDomainError},         // rung NaN
+        {"PTF_DLL", {'m', x, x, 4.0, 3e9}, kDomainError},         // rung 3e9
+        {"PyramidTP", {'m', x, x, 0.4, 3.0, 0.0}, kDomainError},  // step 0.4
+        {"PyramidTP", {'m', x, x, 4.0, 0.4, 0.0}, kDomainError},  // units 0.4
+        {"PyramidTP", {'m', x, x, 4.0, 3.0, 4.0}, kDomainError},  // selector 4
+        {"PyramidTP", {'m', x, x, 4.0, 3.0, -1.0}, kDomainError}, // selector -1
+        {"ReverseBarTP", {'m', 0.4, 1.0, 0.0, 0.0}, kDomainError}, // look-back 0.4
+        {"ReverseBarTP", {'m', 2.0, 0.0, 0.0, 0.0}, kDomainError}, // multiple 0
+        {"ReverseBarTP", {'m', 2.0, NAN, 0.0, 0.0}, kDomainError}, // multiple NaN
+        {"ReverseBarTP", {'m', 2.0, 1.0, -1.6, 0.0}, kDomainError}, // expiry -1.6
+        {"ReverseBarTP", {'m', 2.0, 1.0, 0.0, 4.0}, kDomainError}, // selector 4
+    });
 }
 
 } // namespace

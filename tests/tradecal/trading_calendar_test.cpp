@@ -6,40 +6,24 @@
 #include <vector>
 
 #include "calendar/date.h"
-#include "host/hostkit.h"
+#include "support/call_builder.h"
 #include "support/heap_check.h"
 
 namespace fk {
 namespace {
 
-using host::Bar;
-using host::Market;
-using host::Series;
-
-constexpr double F = kMissing;
+using namespace testing;
 
 double stamp(int32_t yyyymmdd, int hour = 0, int minute = 0) {
     return calendar::DayNumberFromDate(yyyymmdd, 0, 0) + (hour * 60 + minute) / 1440.0;
 }
 
-std::vector<Bar> barsAt(const std::vector<double>& stamps) {
-    std::vector<Bar> bars;
-    for (double v : stamps) bars.push_back({v, 1, 1, 1, 1, 1});
-    return bars;
-}
-
-std::vector<double> run(const char* name, Market& m, int32_t start = 0) {
-    Series out;
-    host::Call call(name);
-    call.out(out).arg(m);
-    EXPECT_EQ(call.run(start), 0) << name;
-    return out.values();
-}
+Vec run(const char* name, Market& m) { return valuesOf(name, {&m}); }
 
 const char* const kCounts[] = {"TradingDayOfWeek", "TradingDayOfMonth", "TradingDayOfYear", "RemainTDaysOfMonth",
                                "TDaysAfterHoliday", "RemainTDaysToHoliday", "WeekDayOfMonth"};
 
-class TradingCalendarTest : public testing::HeapChecked {};
+class TradingCalendarTest : public HeapChecked {};
 
 TEST_F(TradingCalendarTest, WorkedDays) {
     struct Row {
@@ -162,7 +146,7 @@ TEST_F(TradingCalendarTest, RemainingBarsInDayRewritesTheDay) {
                      stamp(20140318, 11), stamp(20140318, 12)}));
     m.period(0x02000064).session(570, 960, 960);
     Series out;
-    host::Call call("RemainingBarsInDay");
+    Call call("RemainingBarsInDay");
     call.out(out).arg(m);
     ASSERT_EQ(call.run(0), 0);
     series::setNumber(out.handle(), 2, 99); // stands for anything the earlier days hold
@@ -201,7 +185,7 @@ TEST_F(TradingCalendarTest, ChunkedCallsMatchOneCall) {
                 Market m;
                 m.period(setup.period).session(570, 960, 960);
                 Series out;
-                host::Call call(name);
+                Call call(name);
                 call.out(out).arg(m);
                 const auto grow = [&](int32_t n) {
                     while (m.barCount() < n) m.append(bars[m.barCount()]);

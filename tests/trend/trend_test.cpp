@@ -2,89 +2,55 @@
 // call, and the status codes.
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <functional>
 #include <random>
 
-#include "host/hostkit.h"
+#include "support/call_builder.h"
 #include "support/heap_check.h"
-#include "support/status_cases.h"
 
 namespace fk {
 namespace {
 
-using host::Call;
-using host::Market;
-using host::Series;
-using Vec = std::vector<double>;
-using In = testing::StatusInputs;
+using namespace testing;
 
 constexpr double M = kMissing;
 
-class TrendTest : public testing::HeapChecked {};
-
-struct Sequence {
-    const char* what;
-    const char* name;
-    std::vector<Vec> inputs; // the series parameters in order
-    std::vector<double> numbers;
-    Vec before;              // the Return Value before the call
-    int32_t start;
-    Vec want;
-};
-
-void runSequence(const Sequence& c) {
-    SCOPED_TRACE(c.what);
-    std::vector<Series> in;
-    for (const Vec& v : c.inputs) in.push_back(Series::of(v));
-    Series out = Series::of(c.before);
-    Call call(c.name);
-    call.out(out);
-    for (Series& s : in) call.arg(s);
-    for (double n : c.numbers) call.arg(n);
-    ASSERT_EQ(call.run(c.start), 0);
-    EXPECT_EQ(out.values(), c.want);
-}
+class TrendTest : public HeapChecked {};
 
 TEST_F(TrendTest, SuperTrendSequences) {
-    const Sequence cases[] = {
+    expectExamples({
         // no trend inside the bands; up above the upper line; the lower line holds while the band
         // falls; price touching the lower line flips down to the upper band; a touch of the
         // upper line flips back up
         {"touches flip", "SuperTrend_DLL",
-         {{10, 13, 14, 12, 13, 13.5}, {12, 14, 15, 14, 13.5, 15}, {8, 11, 10, 12, 11, 12}}, {}, {}, 0,
+         {Vec{10, 13, 14, 12, 13, 13.5}, Vec{12, 14, 15, 14, 13.5, 15}, Vec{8, 11, 10, 12, 11, 12}},
          {M, 11, 11, 14, 13.5, 12}},
         // bar 3 lacks its upper band: missing, and its lower band 11.6 does not ratchet the line
         {"a missing band keeps the lines", "SuperTrend_DLL",
-         {{10, 13, 14, 11.5, 11.8}, {12, 14, 15, M, 14}, {8, 11, 10, 11.6, 10}}, {}, {}, 0, {M, 11, 11, M, 11}},
+         {Vec{10, 13, 14, 11.5, 11.8}, Vec{12, 14, 15, M, 14}, Vec{8, 11, 10, 11.6, 10}}, {M, 11, 11, M, 11}},
         {"resumes an up-trend below the previous price", "SuperTrend_DLL",
-         {{10, 10, 9.5}, {12, 12, 12}, {8, 8, 9.2}}, {}, {M, 9}, 2, {M, 9, 9.2}},
-        {"resumes a down-trend above it", "SuperTrend_DLL",
-         {{10, 10, 9.5}, {12, 12, 12}, {8, 8, 9.2}}, {}, {M, 11}, 2, {M, 11, 11}},
-        {"nothing to resume from", "SuperTrend_DLL",
-         {{10, 10, 9.5}, {12, 12, 12}, {8, 8, 9.2}}, {}, {M, M}, 2, {M, M, M}},
-    };
-    for (const Sequence& c : cases) runSequence(c);
+         {Vec{10, 10, 9.5}, Vec{12, 12, 12}, Vec{8, 8, 9.2}}, {M, 9, 9.2}, {M, 9}, 2},
+        {"resumes a down-trend above it", "SuperTrend_DLL", {Vec{10, 10, 9.5}, Vec{12, 12, 12}, Vec{8, 8, 9.2}},
+         {M, 11, 11}, {M, 11}, 2},
+        {"nothing to resume from", "SuperTrend_DLL", {Vec{10, 10, 9.5}, Vec{12, 12, 12}, Vec{8, 8, 9.2}},
+         {M, M, M}, {M, M}, 2},
+    });
 }
 
 TEST_F(TrendTest, QqeTrailerAndTtmTrendSequences) {
-    const Sequence cases[] = {
+    const Vec ttmA = {10, 9, 8, 7.5, 7.4, 12, 3, 3.5, M, 3.6}, ttmB = {5, 6, 7, 7.2, 7.3, 11, 4, 3.8, 3, 3.7};
+    expectExamples({
         // crossing up starts below A, the trail only rises while A stays above, crossing down
         // starts above A; a missing A (and the bar after, whose A[i - 1] is missing) write
         // missing and the trail restarts at 50; a trail equal to A stays
-        {"QQE trail", "QQE_Trailer", {{40, 60, 65, 62, 48, M, 58, 47, 62}}, {15}, {}, 0,
+        {"QQE trail", "QQE_Trailer", {Vec{40, 60, 65, 62, 48, M, 58, 47, 62}, 15.0},
          {M, 45, 50, 50, 63, M, M, 62, 62}},
-        {"QQE resumes from the previous output", "QQE_Trailer", {{40, 60, 65}}, {10}, {M, 58}, 2, {M, 58, 58}},
+        {"QQE resumes from the previous output", "QQE_Trailer", {Vec{40, 60, 65}, 10.0}, {M, 58, 58}, {M, 58}, 2},
         // A = high, B = low: -1; bars inside the oldest bar of the last 3 that holds them take
         // half its output, nested ones a quarter; a missing bar is skipped
-        {"TTM nesting", "TTM_Trend",
-         {{10, 9, 8, 7.5, 7.4, 12, 3, 3.5, M, 3.6}, {5, 6, 7, 7.2, 7.3, 11, 4, 3.8, 3, 3.7}}, {3}, {}, 0,
-         {-1, -0.5, -0.5, -0.5, -0.25, -1, 1, 0.5, M, 0.5}},
-        {"TTM lookback past the bars", "TTM_Trend",
-         {{10, 9, 8, 7.5, 7.4, 12, 3, 3.5, M, 3.6}, {5, 6, 7, 7.2, 7.3, 11, 4, 3.8, 3, 3.7}}, {100.7}, {}, 0,
+        {"TTM nesting", "TTM_Trend", {ttmA, ttmB, 3.0}, {-1, -0.5, -0.5, -0.5, -0.25, -1, 1, 0.5, M, 0.5}},
+        {"TTM lookback past the bars", "TTM_Trend", {ttmA, ttmB, 100.7},
          {-1, -0.5, -0.5, -0.5, -0.5, -1, 1, 0.5, M, 0.5}},
-    };
-    for (const Sequence& c : cases) runSequence(c);
+    });
 }
 
 TEST_F(TrendTest, GannTrendFollowsUpAndDownBars) {
@@ -92,14 +58,9 @@ TEST_F(TrendTest, GannTrendFollowsUpAndDownBars) {
     // missing bar's fill values, equal high
     const double highs[] = {10, 11, 10.5, 10, M, 9.8, 9.8};
     const double lows[] = {8, 9, 9.5, 9, M, 8.8, 8.5};
-    std::vector<host::Bar> bars;
+    std::vector<Bar> bars;
     for (int i = 0; i < 7; ++i) bars.push_back({40000.0 + i, lows[i], highs[i], lows[i], highs[i], 1});
-    Market m(bars);
-    Series out = Series::of(Vec(7, 7.0));
-    Call call("GannTrend");
-    call.out(out).arg(m);
-    ASSERT_EQ(call.run(3), 0);
-    EXPECT_EQ(out.values(), (Vec{10, 11, 11, 9, 7, 9.8, 9.8}));
+    EXPECT_EQ(valuesOf("GannTrend", {bars}, 3, Vec(7, 7.0)), (Vec{10, 11, 11, 9, 7, 9.8, 9.8}));
 }
 
 // A random walk (with holes where asked), bands around it and band widths. A call of the
@@ -127,56 +88,27 @@ Inputs randomInputs(int n, bool holes) {
 }
 
 TEST_F(TrendTest, ChunkedHostCallsGiveTheSeriesOfOneCall) {
-    struct Case {
-        const char* name;
-        bool holes;
-        std::vector<Vec Inputs::*> series;
-        std::vector<double> numbers;
-    };
-    const Case cases[] = {
-        {"SuperTrend_DLL", false, {&Inputs::price, &Inputs::upper, &Inputs::lower}, {}},
-        {"QQE_Trailer", true, {&Inputs::price, &Inputs::width}, {}},
-        {"TTM_Trend", true, {&Inputs::price, &Inputs::lower}, {6}},
-    };
     const int n = 400;
-    for (const Case& c : cases) {
-        const Inputs r = randomInputs(n, c.holes);
-        auto play = [&](int chunk) {
-            std::vector<Series> in(c.series.size());
-            Series out;
-            Call call(c.name);
-            call.out(out);
-            for (Series& s : in) call.arg(s);
-            for (double v : c.numbers) call.arg(v);
-            EXPECT_EQ(host::playChunks(call, n, chunk, [&](int32_t k) {
-                for (std::size_t s = 0; s < in.size(); ++s)
-                    for (int i = in[s].count(); i < k; ++i) in[s].push((r.*c.series[s])[i]);
-            }), 0);
-            return out.values();
-        };
-        const Vec whole = play(n);
-        EXPECT_GT(std::count_if(whole.begin(), whole.end(), [](double v) { return v != M; }), n / 2) << c.name;
-        for (int chunk : {1, 7, 100}) EXPECT_EQ(play(chunk), whole) << c.name << " chunk " << chunk;
-    }
+    const Inputs r = randomInputs(n, false), holed = randomInputs(n, true);
+    const std::pair<const char*, std::vector<Arg>> cases[] = {
+        {"SuperTrend_DLL", {r.price, r.upper, r.lower}},
+        {"QQE_Trailer", {holed.price, holed.width}},
+        {"TTM_Trend", {holed.price, holed.lower, 6.0}},
+    };
+    for (const auto& [name, args] : cases) EXPECT_GT(presentCount(expectChunksMatchOneCall(name, args)), n / 2) << name;
 }
 
 TEST_F(TrendTest, StatusCodes) {
-    const testing::StatusCase cases[] = {
-        {"release", "SuperTrend_DLL", [](Call& c, In& in) { c.arg(in.x).arg(in.x).arg(in.x); }, -2, 0},
-        {"release", "GannTrend", [](Call& c, In& in) { c.arg(in.market); }, -2, 0},
-        {"empty price", "SuperTrend_DLL", [](Call& c, In& in) { c.arg(in.empty).arg(in.x).arg(in.x); }, 0, -1},
-        {"empty band", "SuperTrend_DLL", [](Call& c, In& in) { c.arg(in.x).arg(in.x).arg(in.empty); }, 0, -1},
-        {"empty oscillator", "QQE_Trailer", [](Call& c, In& in) { c.arg(in.empty).arg(in.x); }, 0, -1},
-        {"empty A", "TTM_Trend", [](Call& c, In& in) { c.arg(in.empty).arg(in.x).arg(5); }, 0, -1},
-        {"lookback 0.9", "TTM_Trend", [](Call& c, In& in) { c.arg(in.x).arg(in.x).arg(0.9); }, 0, -1},
-        {"lookback -5", "TTM_Trend", [](Call& c, In& in) { c.arg(in.x).arg(in.x).arg(-5); }, 0, -1},
-        {"market without bars", "GannTrend", [](Call& c, In& in) { c.arg(in.noBars); }, 0, -1},
-        {"wrong count", "QQE_Trailer", [](Call& c, In& in) { c.arg(in.x); }, 0, 0x102},
-        {"price is a text", "SuperTrend_DLL", [](Call& c, In& in) { c.arg(in.text).arg(in.x).arg(in.x); }, 0, 0x202},
-        {"lookback is a series", "TTM_Trend", [](Call& c, In& in) { c.arg(in.x).arg(in.x).arg(in.x); }, 0, 0x204},
-        {"market is a series", "GannTrend", [](Call& c, In& in) { c.arg(in.x); }, 0, 0x202},
-    };
-    testing::expectStatuses(cases);
+    const Vec x = {1, 2, 3};
+    expectStatuses({
+        {"SuperTrend_DLL", {'e', x, x}, kDomainError},
+        {"SuperTrend_DLL", {x, x, 'e'}, kDomainError},
+        {"QQE_Trailer", {'e', x}, kDomainError},
+        {"TTM_Trend", {'e', x, 5.0}, kDomainError},
+        {"TTM_Trend", {x, x, 0.9}, kDomainError}, // look-back 0.9
+        {"TTM_Trend", {x, x, -5.0}, kDomainError},
+        {"GannTrend", {'n'}, kDomainError},
+    });
 }
 
 } // namespace

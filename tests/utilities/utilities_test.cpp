@@ -14,31 +14,20 @@
 #endif
 
 #include "calendar/date.h"
-#include "host/hostkit.h"
 #include "mathstat/utilities.h"
+#include "support/call_builder.h"
 #include "support/heap_check.h"
-#include "support/status_cases.h"
 
 namespace fk {
 namespace {
 
-using host::Call;
-using host::Series;
-using testing::HeapChecked;
-using Vec = std::vector<double>;
-using In = testing::StatusInputs;
+using namespace testing;
 
 constexpr double M = kMissing;
 
 class UtilitiesTest : public HeapChecked {};
 
-double significance(const Vec& x, double n, double sel) {
-    Series in = Series::of(x), out;
-    Call call("TSLineSignificance");
-    call.out(out).arg(in).arg(n).arg(sel);
-    EXPECT_EQ(call.run(0), 0);
-    return out.values().back();
-}
+double significance(const Vec& x, double n, double sel) { return valuesOf("TSLineSignificance", {x, n, sel}).back(); }
 
 TEST_F(UtilitiesTest, SignificanceExamples) {
     struct Case { Vec x; double t, p; } cases[] = {
@@ -56,11 +45,7 @@ TEST_F(UtilitiesTest, SignificanceExamples) {
         EXPECT_NEAR(significance(c.x, n, 2), 100 * (1 - c.p), 1e-4) << c.x[0];
     }
     // holes take no position; the window fills with the fifth present value
-    Series in = Series::of({1, M, 2, 4, M, 4, 6}), out;
-    Call call("TSLineSignificance");
-    call.out(out).arg(in).arg(5).arg(0);
-    ASSERT_EQ(call.run(3), 0);
-    const Vec got = out.values();
+    const Vec got = valuesOf("TSLineSignificance", {Vec{1, M, 2, 4, M, 4, 6}, 5.0, 0.0}, 3);
     EXPECT_EQ(got[3], M);
     EXPECT_EQ(got[4], M);
     EXPECT_EQ(got[5], M);
@@ -88,12 +73,8 @@ TEST_F(UtilitiesTest, StudentProbability) {
     }
 }
 
-Vec random(const Vec& range, double seed, int32_t start = 0, Series out = Series()) {
-    Series r = Series::of(range);
-    Call call("Random");
-    call.out(out).arg(r).arg(seed);
-    EXPECT_EQ(call.run(start), 0);
-    return out.values();
+Vec random(const Vec& range, double seed, int32_t start = 0, const Vec& before = {}) {
+    return valuesOf("Random", {range, seed}, start, before);
 }
 
 TEST_F(UtilitiesTest, RandomExamples) {
@@ -104,23 +85,16 @@ TEST_F(UtilitiesTest, RandomExamples) {
     EXPECT_EQ(random({100, 100, 100}, 42.9), seed42);
     EXPECT_EQ(random({100}, 1)[0], 56.65615751722809);
     EXPECT_EQ(random({100}, -1)[0], 89.39429202831845);
-    EXPECT_EQ(random({100, 100, 100}, 42, 2, Series::of({7, 7, 7}))[2], seed42[2]);
-    EXPECT_EQ(random({100, 100, 100}, 42, 2, Series::of({7, 7, 7}))[0], 7);
+    EXPECT_EQ(random({100, 100, 100}, 42, 2, {7, 7, 7})[2], seed42[2]);
+    EXPECT_EQ(random({100, 100, 100}, 42, 2, {7, 7, 7})[0], 7);
     EXPECT_EQ(random({100, M, 50}, 42), (Vec{seed42[0], M, 13.930056512756932}));
     EXPECT_EQ(utilities::seedWord(1e30), 0x7FFFFFFFFFFFFFFFull);
     EXPECT_EQ(utilities::seedWord(-1e30), 0x8000000000000000ull);
 
     // a constant range fills the Return Value the host has sized; an empty one gets one value
-    Series r = Series::constant(100), out = Series::of(Vec(4, 0.0));
-    Call call("Random");
-    call.out(out).arg(r).arg(42);
-    ASSERT_EQ(call.run(0), 0);
-    EXPECT_EQ(out.values(), (Vec{seed42[0], seed42[1], seed42[2], out.at(3)}));
-    Series r1 = Series::constant(100), one;
-    Call single("Random");
-    single.out(one).arg(r1).arg(42);
-    ASSERT_EQ(single.run(0), 0);
-    EXPECT_EQ(one.values(), (Vec{seed42[0]}));
+    const Vec four = valuesOf("Random", {100.0, 42.0}, 0, Vec(4, 0.0));
+    EXPECT_EQ(four, (Vec{seed42[0], seed42[1], seed42[2], four[3]}));
+    EXPECT_EQ(valuesOf("Random", {100.0, 42.0}), (Vec{seed42[0]}));
 
     // a clock seed is drawn once per call site and kept until the release
     Series r2 = Series::of({1, 1, 1}), o2;
@@ -287,25 +261,13 @@ TEST_F(DumpTest, WriteFailureLeavesTheFileAsItWas) {
 #endif
 
 TEST_F(UtilitiesTest, StatusCodes) {
-    const testing::StatusCase cases[] = {
-        {"release", "TSLineSignificance", [](Call& c, In&) { c.count(9); }, -2, 0},
-        {"release", "Random", [](Call& c, In&) { c.count(1); }, -2, 0},
-        {"release", "DumpArrayT", [](Call& c, In& in) { c.arg(in.x); }, -2, 0},
-        {"wrong count", "TSLineSignificance", [](Call& c, In& in) { c.arg(in.x).arg(3); }, 0, 0x103},
-        {"wrong count", "Random", [](Call& c, In& in) { c.arg(in.x); }, 0, 0x102},
-        {"wrong count", "DumpArrayB", [](Call& c, In& in) { c.arg(in.market).arg(in.x).arg(in.text); }, 0, 0x104},
-        {"range is a text", "Random", [](Call& c, In& in) { c.arg(in.text).arg(1); }, 0, 0x202},
-        {"seed is a series", "Random", [](Call& c, In& in) { c.arg(in.x).arg(in.x); }, 0, 0x203},
-        {"market is a series", "DumpArray", [](Call& c, In& in) { c.arg(in.x).arg(in.x).arg(in.text).arg(0); }, 0, 0x202},
-        {"name is a number", "DumpArrayT", [](Call& c, In& in) { c.arg(in.market).arg(in.x).arg(1).arg(0); }, 0, 0x204},
-        {"empty input", "TSLineSignificance", [](Call& c, In& in) { c.arg(in.empty).arg(3).arg(0); }, 0, 0xFF00},
-        {"empty range", "Random", [](Call& c, In& in) { c.arg(in.empty).arg(1); }, 0, 0xFF00},
-        {"range without buffer", "Random", [](Call& c, In& in) { c.arg(in.null).arg(1); }, 0, 0xFF00},
-        {"length 2", "TSLineSignificance", [](Call& c, In& in) { c.arg(in.x).arg(2).arg(0); }, 0, -1},
-        {"selector 3", "TSLineSignificance", [](Call& c, In& in) { c.arg(in.x).arg(3).arg(3); }, 0, -1},
-                {"start past the last bar", "TSLineSignificance", [](Call& c, In& in) { c.arg(in.x).arg(3).arg(1); }, 9, 0},
-    };
-    testing::expectStatuses(cases);
+    const Vec x = {1, 2, 3};
+    expectStatuses({
+        {"TSLineSignificance", {'e', 3.0, 0.0}, kTooFewBars},
+        {"Random", {'e', 1.0}, kTooFewBars},
+        {"TSLineSignificance", {x, 2.0, 0.0}, kDomainError}, // length 2
+        {"TSLineSignificance", {x, 3.0, 3.0}, kDomainError}, // selector 3
+    });
 }
 
 } // namespace

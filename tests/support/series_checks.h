@@ -1,20 +1,17 @@
 // Data and comparisons shared by the indicator tests: random series with holes, reference
-// windows over the valid bars, series comparison with a relative tolerance, and the host's
-// chunked calls.
+// windows over the valid bars, and series comparison with a relative tolerance.
 #pragma once
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <cstdint>
-#include <functional>
 #include <string>
 #include <vector>
 
 #include "host/hostkit.h"
+#include "support/call_builder.h"
 
 namespace fk::testing {
-
-inline constexpr double F = kMissing;
 
 // A random walk around 100 with about one bar in `holeEvery` missing (0: none).
 inline std::vector<double> randomSeries(int n, uint64_t seed, int holeEvery = 0) {
@@ -59,46 +56,6 @@ inline void expectSeriesNear(const std::vector<double>& got, const std::vector<d
         }
         ASSERT_NEAR(got[i], want[i], rel * std::max(1.0, std::fabs(want[i]))) << what << " bar " << i;
     }
-}
-
-// Plays the host appending bars `chunk` at a time to the given inputs (each filled from its
-// full data) and calling again from the first new bar.
-inline StatusCode playInChunks(host::Call& call, int chunk,
-                               std::vector<std::pair<host::Series*, const std::vector<double>*>> inputs) {
-    const int total = static_cast<int>(inputs.front().second->size());
-    return host::playChunks(call, total, chunk, [&](int32_t n) {
-        for (auto& [series, data] : inputs)
-            while (series->count() < n) series->push((*data)[series->count()]);
-    });
-}
-
-} // namespace fk::testing
-
-namespace fk::testing {
-
-// The status paths of one export: a count just outside its range on either side, and each
-// entry in turn given a type that no accessor of this library takes for it (a Text where no
-// Text is wanted). `build` adds the parameters after the Return Value (a fresh number series).
-inline void expectStatusPaths(const char* name, const std::function<void(host::Call&)>& build) {
-    SCOPED_TRACE(name);
-    auto run = [&](int count, int badEntry) {
-        host::Series out;
-        host::Call call(name);
-        call.out(out);
-        build(call);
-        if (count >= 0) call.count(static_cast<uint32_t>(count));
-        if (badEntry > 0) call.tag(badEntry, kParamText);
-        const StatusCode st = call.run(0);
-        if (badEntry > 0) {
-            EXPECT_FALSE(call.error().empty()) << "entry " << badEntry;
-        }
-        return st;
-    };
-    const ExportSig sig = host::Call(name).entry().sig;
-    for (int count : {sig.minCount - 1, sig.maxCount + 1}) EXPECT_EQ(run(count, 0), wrongCount(count)) << "count " << count;
-    EXPECT_EQ(run(-1, 0), kOk);
-    for (int entry = 1; entry <= sig.maxCount; ++entry)
-        EXPECT_EQ(run(-1, entry), badEntry(entry)) << "entry " << entry;
 }
 
 } // namespace fk::testing
