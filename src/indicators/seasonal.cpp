@@ -1,6 +1,7 @@
 // Seasonal and cycle functions.
 #include "indicators/seasonal.h"
 
+#include <algorithm>
 #include <cmath>
 #include <memory>
 #include <optional>
@@ -127,6 +128,12 @@ StatusCode seasonalPath(SeriesHandle& outH, const BarRecord& market, const Serie
     auto yearStarts = temporary<int32_t>(int64_t{kMax} + 2);
     if (!days || !cursors || !values || !yearStarts) return kDomainError;
     for (int32_t j = lo; j < n; ++j) days[j - lo] = dayOf(j);
+    // A year before the year of the earliest bar has no base, so a bar of year Y looks back at most
+    // Y minus that year years (a look-back of a million years costs no more than the data's span).
+    int32_t earliest = dayOf(0);
+    for (int32_t j = 1; j < lo; ++j) earliest = std::min(earliest, dayOf(j));
+    for (int32_t j = lo; j < n; ++j) earliest = std::min(earliest, days[j - lo]);
+    const int32_t earliestYear = calendar::civilDate(earliest).year;
     const SeasonalLookup look(days.get(), lo, n, price, dayOf);
     // ends[k]: the last price at or before the end of year Y - k - 1; targets[k]: at or before the
     // bar's date in year Y - k
@@ -147,6 +154,7 @@ StatusCode seasonalPath(SeriesHandle& outH, const BarRecord& market, const Serie
         if (!known || date.year != year) {
             year = date.year;
             kUse = kMax < year - 101 ? kMax : (year > 101 ? year - 101 : 0);
+            kUse = std::min(kUse, std::max(year - earliestYear, 0));
             for (int32_t k = 0; k <= kUse + 1; ++k) yearStarts[k] = calendar::civilDayNumber(year - k, 1, 1);
             for (int32_t k = 0; k <= kUse; ++k) look.seek(ends[k], yearStarts[k] - 1);
         }

@@ -269,6 +269,19 @@ TEST_F(SeasonalTest, SeasonalFollowsItsDefinition) {
     }
 }
 
+// A look-back of a million years gives what a look-back over the data's whole span gives (it
+// once walked every year back to year 101 on every bar, tens of seconds on a few thousand bars
+// with dates out of order).
+TEST_F(SeasonalTest, LookBackBeyondTheDataIsTheDataSpan) {
+    const RandomMarket r = randomMarket();
+    for (const char* name : {"Seasonal", "SeasonalPct"}) {
+        const Vec span = valuesOf(name, {r.bars, r.price, 60.0});
+        const Vec all = valuesOf(name, {r.bars, r.price, 1e6});
+        ASSERT_EQ(span.size(), all.size()) << name;
+        for (std::size_t i = 0; i < span.size(); ++i) EXPECT_EQ(span[i], all[i]) << name << " bar " << i;
+    }
+}
+
 TEST_F(SeasonalTest, ChunkedHostCallsGiveTheSeriesOfOneCall) {
     const RandomMarket r = randomMarket();
     const std::pair<const char*, std::vector<Arg>> cases[] = {
