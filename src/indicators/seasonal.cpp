@@ -2,6 +2,7 @@
 #include "indicators/seasonal.h"
 
 #include <algorithm>
+#include <functional>
 #include <cmath>
 #include <memory>
 #include <optional>
@@ -109,9 +110,11 @@ StatusCode seasonalPath(SeriesHandle& outH, const BarRecord& market, const Serie
     const double fill = out.fill();
 
     // Years before 101 are never looked up (the base year would read as a two-digit year), which
-    // bounds the years of the last bar.
+    // bounds the years of the last bar; nor more years than lie between 101 and 9999, the last year
+    // of the calendar (a day number far past it would otherwise ask for millions of years).
+    constexpr int32_t kCalendarYears = 9999 - 101;
     const int32_t lastYear = calendar::civilDate(dayOf(n - 1)).year;
-    const int32_t kMax = years < lastYear - 101 ? years : (lastYear > 101 ? lastYear - 101 : 0);
+    const int32_t kMax = std::min({years, lastYear > 101 ? lastYear - 101 : 0, kCalendarYears});
     // Every target lies at or after the end of the year before the oldest year of the first bar.
     const int32_t firstYear = calendar::civilDate(dayOf(start)).year;
     const int32_t oldest = firstYear - kMax > 101 ? firstYear - kMax : 101;
@@ -125,22 +128,29 @@ StatusCode seasonalPath(SeriesHandle& outH, const BarRecord& market, const Serie
     auto days = temporary<int32_t>(int64_t{n} - lo);
     auto cursors = temporary<Cursor>(2 * (int64_t{kMax} + 1));
     auto values = temporary<double>(kMax);
-    auto yearStarts = temporary<int32_t>(int64_t{kMax} + 2);
-    if (!days || !cursors || !values || !yearStarts) return kDomainError;
+    auto barYears = temporary<int32_t>(int64_t{n} - lo + 1);
+    if (!days || !cursors || !values || !barYears) return kDomainError;
     for (int32_t j = lo; j < n; ++j) days[j - lo] = dayOf(j);
-    // A year before the year of the earliest bar has no base, so a bar of year Y looks back at most
-    // Y minus that year years (a look-back of a million years costs no more than the data's span).
-    int32_t earliest = dayOf(0);
-    for (int32_t j = 1; j < lo; ++j) earliest = std::min(earliest, dayOf(j));
-    for (int32_t j = lo; j < n; ++j) earliest = std::min(earliest, days[j - lo]);
-    const int32_t earliestYear = calendar::civilDate(earliest).year;
+    // The years that hold a bar, ascending: only a year after one of them can count, since its base
+    // lies in the year before it. The bars before lo lie in the year before the oldest or earlier,
+    // so the last of them stands for them all.
+    int32_t yearCount = 0;
+    auto noteYear = [&](int32_t day) {
+        const int32_t y = calendar::civilDate(day).year;
+        if (yearCount == 0 || barYears[yearCount - 1] != y) barYears[yearCount++] = y;
+    };
+    if (lo > 0) noteYear(dayOf(lo - 1));
+    for (int32_t j = lo; j < n; ++j) noteYear(days[j - lo]);
+    if (!std::is_sorted(barYears.get(), barYears.get() + yearCount, std::less_equal<int32_t>())) { // dates out of order
+        std::sort(barYears.get(), barYears.get() + yearCount);
+        yearCount = static_cast<int32_t>(std::unique(barYears.get(), barYears.get() + yearCount) - barYears.get());
+    }
     const SeasonalLookup look(days.get(), lo, n, price, dayOf);
     // ends[k]: the last price at or before the end of year Y - k - 1; targets[k]: at or before the
     // bar's date in year Y - k
     Cursor* ends = cursors.get();
     Cursor* targets = ends + kMax + 1;
 
-    // yearStarts[k]: the day number of 1 January of year Y - k
     int32_t lastDay = 0, year = 0, kUse = 0;
     double result = fill;
     bool known = false;
@@ -154,25 +164,32 @@ StatusCode seasonalPath(SeriesHandle& outH, const BarRecord& market, const Serie
         if (!known || date.year != year) {
             year = date.year;
             kUse = kMax < year - 101 ? kMax : (year > 101 ? year - 101 : 0);
-            kUse = std::min(kUse, std::max(year - earliestYear, 0));
-            for (int32_t k = 0; k <= kUse + 1; ++k) yearStarts[k] = calendar::civilDayNumber(year - k, 1, 1);
-            for (int32_t k = 0; k <= kUse; ++k) look.seek(ends[k], yearStarts[k] - 1);
         }
         known = true;
         lastDay = d;
         int32_t used = 0;
         double sum = 0.0;
-        for (int32_t k = 1; k <= kUse; ++k) {
-            look.seek(targets[k], sameDate(yearStarts[k], yearStarts[k - 1] - yearStarts[k], date));
+        // years Y - k for k from 1 up, over the base years Y - k - 1 that hold a bar
+        const int32_t* base = std::upper_bound(barYears.get(), barYears.get() + yearCount, year - 2);
+        while (base != barYears.get()) {
+            const int32_t k = year - *--base - 1;
+            if (k > kUse) break;
+            const int32_t startK = calendar::civilDayNumber(year - k, 1, 1);
+            const int32_t startNewer = calendar::civilDayNumber(year - k + 1, 1, 1);
+            look.seek(ends[k], startK - 1);
+            look.seek(ends[k - 1], startNewer - 1);
+            look.seek(targets[k], sameDate(startK, startNewer - startK, date));
             const int32_t jB = ends[k].last, jT = targets[k].last;
             // year Y - k counts when its base lies in the year before it and a price of its own
             // follows the base
-            if (jB < 0 || look.day(jB) < yearStarts[k + 1] || ends[k - 1].last <= jB || jT < jB) continue;
-            const double base = price[jB], move = price[jT] - base;
+            if (jB < 0 || look.day(jB) < calendar::civilDayNumber(year - k - 1, 1, 1) || ends[k - 1].last <= jB ||
+                jT < jB)
+                continue;
+            const double basePrice = price[jB], move = price[jT] - basePrice;
             double v = move;
             if (percent) {
-                if (!(base > 0.0)) continue;
-                v = 100.0 * move / base;
+                if (!(basePrice > 0.0)) continue;
+                v = 100.0 * move / basePrice;
             }
             values[used++] = v;
             sum += v;
