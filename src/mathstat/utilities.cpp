@@ -52,8 +52,10 @@ StatusCode lineSignificance(SeriesHandle& out, const SeriesHandle& x, double len
     if (!ranks::rounded(length, n) || n < 3) return kDomainError;
     if (!ranks::truncated(selector, sel) || sel < 0 || sel > 2) return kDomainError;
     const double xm = (n - 1) / 2.0;
+    // (only a window that can fill needs it: a length of two billion would take seconds)
     double sxx = 0;
-    for (int32_t t = 0; t < n; ++t) sxx += (t - xm) * (t - xm);
+    if (n <= series::count(x))
+        for (int32_t t = 0; t < n; ++t) sxx += (t - xm) * (t - xm);
     // The sums are taken again over each window: running sums of raw values would lose the
     // precision that the perfect-line test needs.
     return ranks::eachWindow(out, x, n, start, [=](const ranks::OrderedWindow& w, double) {

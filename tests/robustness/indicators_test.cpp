@@ -65,5 +65,17 @@ TEST_F(IndicatorRobustness, CycleWindowLongerThanTheInputMakesNoTables) {
     }
 }
 
+// A length of two billion on a short input: the line's sum of squared distances was taken over
+// the whole length before finding that no window can fill.
+TEST_F(IndicatorRobustness, LineSignificanceLongerThanTheInputWritesTheFill) {
+    Series in = Series::of({1, 2, 3, 2, 1});
+    Series out;
+    Call call("TSLineSignificance");
+    call.out(out).arg(in).arg(2147483647.0).arg(0);
+    EXPECT_EQ(call.run(0), 0);
+    ASSERT_EQ(out.count(), 5);
+    for (double v : out.values()) EXPECT_EQ(v, out.fill());
+}
+
 } // namespace
 } // namespace fk
