@@ -484,7 +484,9 @@ StatusCode triangularAverage(SeriesHandle& outH, const SeriesHandle& inH, double
                 if (in[v] != missing) ++found;
             from = v < 10 ? 0 : v;
         }
-        if (!inner.passThrough && !outer.passThrough && in.storage(0, in.count())) {
+        // one pass keeps the outer average's last n + 1 values in a ring; an outer average longer
+        // than the input never fills, and the fallback writes its fill without such a ring
+        if (!inner.passThrough && !outer.passThrough && outer.n <= in.count() && in.storage(0, in.count())) {
             const Plan plan = planAverage(inner, in, missing, from, in.count(), [missing](int32_t) { return missing; });
             constexpr int32_t kRingOnStack = 256;
             double onStack[kRingOnStack];

@@ -12,15 +12,27 @@
 namespace fk::platform {
 
 namespace {
-std::atomic<int> g_failCountdown{0};
+std::atomic<int> g_passCountdown{0}, g_failCountdown{0};
+std::atomic<long> g_requests{0};
+std::atomic<std::size_t> g_largest{0};
 
-bool injectedFailure() {
-    int n = g_failCountdown.load(std::memory_order_relaxed);
+void noteRequest(std::size_t size) {
+    g_requests.fetch_add(1, std::memory_order_relaxed);
+    std::size_t seen = g_largest.load(std::memory_order_relaxed);
+    while (size > seen && !g_largest.compare_exchange_weak(seen, size, std::memory_order_relaxed)) {
+    }
+}
+
+// Takes one from the counter when it is above 0.
+bool countDown(std::atomic<int>& counter) {
+    int n = counter.load(std::memory_order_relaxed);
     while (n > 0) {
-        if (g_failCountdown.compare_exchange_weak(n, n - 1, std::memory_order_relaxed)) return true;
+        if (counter.compare_exchange_weak(n, n - 1, std::memory_order_relaxed)) return true;
     }
     return false;
 }
+
+bool injectedFailure() { return !countDown(g_passCountdown) && countDown(g_failCountdown); }
 
 #ifdef _WIN32
 HANDLE processHeap() { return GetProcessHeap(); }
@@ -43,7 +55,14 @@ void rawFree(void* p) { std::free(p); }
 #endif
 } // namespace
 
-void HeapHolder::failNextAllocations(int n) { g_failCountdown.store(n, std::memory_order_relaxed); }
+void HeapHolder::failAllocations(int after, int n) {
+    g_failCountdown.store(0, std::memory_order_relaxed);
+    g_passCountdown.store(n > 0 ? after : 0, std::memory_order_relaxed);
+    g_failCountdown.store(n, std::memory_order_relaxed);
+}
+long HeapHolder::requests() { return g_requests.load(std::memory_order_relaxed); }
+std::size_t HeapHolder::largestRequest() { return g_largest.load(std::memory_order_relaxed); }
+void HeapHolder::resetLargestRequest() { g_largest.store(0, std::memory_order_relaxed); }
 
 void* HeapHolder::allocate(std::size_t size, void* previous) {
     if (size == 0) {
@@ -53,6 +72,7 @@ void* HeapHolder::allocate(std::size_t size, void* previous) {
         }
         return nullptr;
     }
+    noteRequest(size);
     if (injectedFailure()) return previous;
     if (!previous) {
         void* p = rawAlloc(size);

@@ -24,8 +24,15 @@ public:
     long liveBlocks() const { return live_.load(std::memory_order_relaxed); }
     long totalAllocations() const { return total_.load(std::memory_order_relaxed); }
 
-    // Test hook: make the next `n` allocations fail (0 = none). Process-wide, for fault tests.
-    static void failNextAllocations(int n);
+    // Test hooks, process-wide, for fault tests: let the next `after` requests for a block (new
+    // or grown) pass and make the `n` after them fail (n = 0: none fails).
+    static void failAllocations(int after, int n);
+    static void failNextAllocations(int n) { failAllocations(0, n); }
+    // The requests made so far, by any holder.
+    static long requests();
+    // The largest block asked for since the last reset, by any holder.
+    static std::size_t largestRequest();
+    static void resetLargestRequest();
 
 private:
     const char* name_;

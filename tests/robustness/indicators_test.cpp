@@ -77,5 +77,19 @@ TEST_F(IndicatorRobustness, LineSignificanceLongerThanTheInputWritesTheFill) {
     for (double v : out.values()) EXPECT_EQ(v, out.fill());
 }
 
+// A triangular average far longer than the input: the one-pass ring of the outer average was
+// sized by the length (4 GB for two billion bars) before finding that it could never fill.
+TEST_F(IndicatorRobustness, TriangularAverageLongerThanTheInputNeedsNoRing) {
+    Series in = Series::of({1, 2, 3, 2, 1});
+    Series out;
+    Call call("MovAvg");
+    call.out(out).arg(in).arg(2147483647.0).arg(6);
+    platform::HeapHolder::resetLargestRequest();
+    EXPECT_EQ(call.run(0), 0);
+    EXPECT_LT(platform::HeapHolder::largestRequest(), 4096u);
+    ASSERT_EQ(out.count(), 5);
+    for (double v : out.values()) EXPECT_EQ(v, out.fill());
+}
+
 } // namespace
 } // namespace fk
