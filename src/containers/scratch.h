@@ -14,7 +14,30 @@ class Scratch {
 
 public:
     // n elements, all 0; none when the heap has no room (the array is then not `ok()`).
-    explicit Scratch(int32_t n) : wanted_(n > 0 ? n : 0) {
+    explicit Scratch(int32_t n) { make(n); }
+    ~Scratch() { buffers::release(h_); }
+    // n elements instead, all 0, whatever was held before; false when the heap has no room.
+    bool renew(int32_t n) {
+        buffers::release(h_);
+        h_ = SeriesHandle{nullptr, 0};
+        data_ = nullptr;
+        size_ = 0;
+        make(n);
+        return ok();
+    }
+    Scratch(const Scratch&) = delete;
+    Scratch& operator=(const Scratch&) = delete;
+
+    bool ok() const { return size_ == wanted_; }
+    T* data() { return data_; }
+    const T* data() const { return data_; }
+    int32_t size() const { return size_; }
+    T& operator[](int32_t i) { return data_[i]; }
+    const T& operator[](int32_t i) const { return data_[i]; }
+
+private:
+    void make(int32_t n) {
+        wanted_ = n > 0 ? n : 0;
         if (n <= 0) return;
         const Family f = std::is_same_v<T, double> ? Family::Number : Family::Long;
         if (series::create(h_, f, n, 0.0) && series::count(h_) == n) {
@@ -22,20 +45,10 @@ public:
             size_ = n;
         }
     }
-    ~Scratch() { buffers::release(h_); }
-    Scratch(const Scratch&) = delete;
-    Scratch& operator=(const Scratch&) = delete;
 
-    bool ok() const { return size_ == wanted_; }
-    T* data() { return data_; }
-    int32_t size() const { return size_; }
-    T& operator[](int32_t i) { return data_[i]; }
-    const T& operator[](int32_t i) const { return data_[i]; }
-
-private:
     SeriesHandle h_{nullptr, 0};
     T* data_ = nullptr;
-    int32_t wanted_;
+    int32_t wanted_ = 0;
     int32_t size_ = 0;
 };
 

@@ -224,12 +224,14 @@ StatusCode equityRank(SeriesHandle& out, const SeriesHandle& x, double length, i
     // The rank depends on 2 below + equal - 1 alone (0 to 2n - 2), so each of its values is
     // worked out once, in the same operations: no division per bar.
     const double span = static_cast<double>(n - 1);
-    std::vector<double> ranks(n <= series::count(x) ? 2 * static_cast<size_t>(n) - 1 : 0);
-    for (size_t t = 0; t < ranks.size(); ++t) ranks[t] = 100.0 * (0.5 * static_cast<double>(t)) / span;
+    const int64_t values = n <= series::count(x) ? 2 * int64_t{n} - 1 : 0;
+    Scratch<double> ranks(values <= INT32_MAX ? static_cast<int32_t>(values) : -1);
+    if (!ranks.ok() || ranks.size() != values) return kOk; // no room on the heap: nothing is written
+    for (int32_t t = 0; t < ranks.size(); ++t) ranks[t] = 100.0 * (0.5 * static_cast<double>(t)) / span;
     return eachWindow<Keep::LatestRank>(out, x, n, start, [&ranks](const OrderedWindow& w, double) {
         int32_t below, equal;
         w.latestRank(below, equal);
-        return ranks[static_cast<size_t>(2 * below + equal - 1)];
+        return ranks[2 * below + equal - 1];
     });
 }
 
@@ -260,6 +262,7 @@ enum class BoxValue { length = 0, top = 1, bottom = 2, middle = 3 };
 class RunExtremes {
 public:
     RunExtremes(const NumberView& x, double missing) : x_(x), missing_(missing) {}
+    bool ok() const { return highs_.ok() && lows_.ok(); }
 
     // The run becomes bar a alone, before a is added (a present).
     void restart(int32_t a) {
@@ -271,29 +274,29 @@ public:
         top_ = v >= top_ ? v : top_;
         bottom_ = v <= bottom_ ? v : bottom_;
     }
-    // Drops the first bar; `last` is the run's last bar.
-    void dropFirst(int32_t last) {
+    // Drops the first bar; `last` is the run's last bar. False when the heap had no room for the
+    // extremes to the turn (the run is then unusable).
+    bool dropFirst(int32_t last) {
         do ++a_;
         while (!present(x_[a_], missing_));
-        if (a_ >= turn_) turnAt(last);
+        return a_ < turn_ || turnAt(last);
     }
     double high() const {
-        const double before = highs_[static_cast<size_t>(a_ & mask_)];
+        const double before = highs_[a_ & mask_];
         return a_ < turn_ && before > top_ ? before : top_;
     }
     double low() const {
-        const double before = lows_[static_cast<size_t>(a_ & mask_)];
+        const double before = lows_[a_ & mask_];
         return a_ < turn_ && before < bottom_ ? before : bottom_;
     }
 
 private:
-    void turnAt(int32_t last) {
+    bool turnAt(int32_t last) {
         // bar j's extremes are kept at j modulo a power of 2 that holds the run
         int32_t size = mask_ + 1;
         while (size <= last - a_) size *= 2;
         if (size != mask_ + 1) {
-            highs_.resize(static_cast<size_t>(size));
-            lows_.resize(static_cast<size_t>(size));
+            if (!highs_.renew(size) || !lows_.renew(size)) return false;
             mask_ = size - 1;
         }
         double hi = -HUGE_VAL, lo = HUGE_VAL;
@@ -303,17 +306,18 @@ private:
                 hi = v > hi ? v : hi;
                 lo = v < lo ? v : lo;
             }
-            highs_[static_cast<size_t>(j & mask_)] = hi;
-            lows_[static_cast<size_t>(j & mask_)] = lo;
+            highs_[j & mask_] = hi;
+            lows_[j & mask_] = lo;
         }
         turn_ = last + 1;
         top_ = -HUGE_VAL;
         bottom_ = HUGE_VAL;
+        return true;
     }
 
     const NumberView& x_;
     double missing_;
-    std::vector<double> highs_ = std::vector<double>(64), lows_ = std::vector<double>(64); // to the turn
+    Scratch<double> highs_{64}, lows_{64}; // to the turn
     int32_t mask_ = 63, a_ = 0, turn_ = 0;
     double top_ = -HUGE_VAL, bottom_ = HUGE_VAL; // of the bars from the turn on
 };
@@ -330,6 +334,7 @@ StatusCode lateralRun(SeriesHandle& outH, const SeriesHandle& xH, double height,
     auto allowed = [=](double lo) { return percent ? (lo > 0 ? lo * height / 100.0 : 0.0) : height; };
     if (start >= count) return kOk;
     RunExtremes run(x, missing);
+    if (!run.ok()) return kOk; // no room on the heap: nothing is written
     int32_t length = 0;
 
     // Rebuild the run ending at the last present bar before the start bar.
@@ -365,7 +370,7 @@ StatusCode lateralRun(SeriesHandle& outH, const SeriesHandle& xH, double height,
         run.add(v);
         ++length;
         while (run.high() - run.low() > allowed(run.low())) {
-            run.dropFirst(i);
+            if (!run.dropFirst(i)) return kOk; // no room on the heap: the bars from here on are not written
             --length;
         }
         const bool box = length >= nmin;

@@ -4,9 +4,9 @@
 #pragma once
 #include <cmath>
 #include <cstdint>
-#include <vector>
 
 #include "containers/buffer.h"
+#include "containers/scratch.h"
 #include "containers/series.h"
 #include "frame/status.h"
 
@@ -56,13 +56,14 @@ enum class Keep {
 };
 
 // The last N present values in time order (a ring). Adding a value to a full window drops the
-// oldest.
+// oldest. A window is only usable when it is `ok()`: the heap had room for it.
 class OrderedWindow {
 public:
     explicit OrderedWindow(int32_t n, Keep keep = Keep::Values, bool wide = wideVectors())
-        : cap_(n), keep_(keep), ring_((static_cast<size_t>(n) + 3) & ~size_t{3}),
-          slots_(keep == Keep::Sorted ? static_cast<size_t>(SortedArray::slotsFor(n)) : 0),
-          sorted_(slots_.data(), keep == Keep::Sorted ? n : 0, wide), wide_(wide) {}
+        : cap_(n), keep_(keep), ring_(ringFor(n)), slots_(slotsFor(n, keep)),
+          sorted_(slots_.ok() ? slots_.data() : nullptr, keep == Keep::Sorted && slots_.ok() ? n : 0, wide),
+          wide_(wide) {}
+    bool ok() const { return fits(cap_, keep_) && ring_.ok() && slots_.ok(); }
     void push(double v);
     bool full() const { return size_ == cap_; }
     int32_t size() const { return size_; }
@@ -93,9 +94,19 @@ public:
     double percentile(const Rank& r) const;
 
 private:
+    // the ring in whole fours; the sorted values' slots; 0 (never ok) for sizes past 32 bits
+    static int64_t ringSize(int32_t n) { return (int64_t{n} + 3) & ~int64_t{3}; }
+    static bool fits(int32_t n, Keep keep) {
+        return n >= 0 && ringSize(n) <= INT32_MAX && (keep != Keep::Sorted || SortedArray::slotsFor(n) <= INT32_MAX);
+    }
+    static int32_t ringFor(int32_t n) { return fits(n, Keep::Values) ? static_cast<int32_t>(ringSize(n)) : 0; }
+    static int32_t slotsFor(int32_t n, Keep keep) {
+        return keep == Keep::Sorted && fits(n, keep) ? static_cast<int32_t>(SortedArray::slotsFor(n)) : 0;
+    }
+
     int32_t cap_, size_ = 0, head_ = 0;
     Keep keep_;
-    std::vector<double> ring_, slots_;
+    Scratch<double> ring_, slots_;
     SortedArray sorted_;
     bool wide_;
     int32_t below_ = 0, equal_ = 0;
@@ -149,11 +160,13 @@ StatusCode eachWindow(SeriesHandle& outH, const SeriesHandle& xH, int32_t n, int
         return kOk;
     }
     OrderedWindow w(n, K);
-    // the n - 1 present values before the start bar, most recent first, pushed oldest first
-    std::vector<double> back;
-    for (int32_t i = start - 1; i >= 0 && static_cast<int32_t>(back.size()) < n - 1; --i)
-        if (present(x[i], missing)) back.push_back(x[i]);
-    for (auto it = back.rbegin(); it != back.rend(); ++it) w.push(*it);
+    if (!w.ok()) return kOk; // no room on the heap: nothing is written
+    // the n - 1 present values before the start bar, oldest first
+    int32_t from = start, found = 0;
+    while (found < n - 1 && --from >= 0)
+        if (present(x[from], missing)) ++found;
+    for (int32_t i = from < 0 ? 0 : from; i < start; ++i)
+        if (present(x[i], missing)) w.push(x[i]);
     for (int32_t i = start; i < count; ++i) {
         const double v = x[i];
         if (!present(v, missing)) {

@@ -13,6 +13,7 @@
 
 #include "exports/export_def.h"
 #include "host/hostkit.h"
+#include "platform/heap.h"
 
 namespace fk {
 namespace {
@@ -167,6 +168,20 @@ std::vector<std::vector<uint64_t>> inputs(const Site& s) {
     return all;
 }
 
+// One call site of an export with the Return Value of its type and plain arguments, but for the
+// argument at `entry`, which `at` pushes.
+struct CallSite {
+    Site site;
+    Series out;
+    Text outText;
+    Call call;
+    explicit CallSite(const ExportEntry& e, int entry = 0, const Push& at = {}) : call(e, e.entry) {
+        if (e.sig.types[0] == kArgTextSeries) call.out(outText);
+        else call.out(out);
+        for (int i = 2; i <= e.sig.maxCount; ++i) (i == entry ? at : plain(e.sig.types[i - 1]))(call, site);
+    }
+};
+
 bool allowed(StatusCode st) { return st == kOk || st == kTooFewBars || st == kDomainError; }
 
 TEST(HostileArguments, EveryExportAnswersLeavesItsInputsAndGivesBackItsBlocks) {
@@ -176,15 +191,9 @@ TEST(HostileArguments, EveryExportAnswersLeavesItsInputsAndGivesBackItsBlocks) {
                 SCOPED_TRACE(std::string(e.name) + ", parameter " + std::to_string(entry - 1) + ": " + variant.what);
                 const long blocks = host::liveBlocks();
                 {
-                    Site site;
-                    Series out;
-                    Text outText;
-                    Call call(e, e.entry);
-                    if (e.sig.types[0] == kArgTextSeries) call.out(outText);
-                    else call.out(out);
-                    for (int i = 2; i <= e.sig.maxCount; ++i)
-                        (i == entry ? variant.push : plain(e.sig.types[i - 1]))(call, site);
-                    const auto before = inputs(site);
+                    CallSite cs(e, entry, variant.push);
+                    Call& call = cs.call;
+                    const auto before = inputs(cs.site);
                     for (int32_t start : {0, kBars / 2, kBars + 5, INT32_MAX}) {
                         const StatusCode st = call.run(start);
                         EXPECT_TRUE(allowed(st)) << "status " << st << " at start bar " << start;
@@ -193,10 +202,41 @@ TEST(HostileArguments, EveryExportAnswersLeavesItsInputsAndGivesBackItsBlocks) {
                     const StatusCode released = call.release();
                     EXPECT_TRUE(e.sig.readsStartBar ? released == kOk : allowed(released)) << "release " << released;
                     EXPECT_EQ(call.block().state, nullptr);
-                    EXPECT_TRUE(inputs(site) == before) << "an input was changed";
+                    EXPECT_TRUE(inputs(cs.site) == before) << "an input was changed";
                 }
                 EXPECT_EQ(host::liveBlocks(), blocks) << "heap blocks left behind";
             }
+        }
+    }
+}
+
+// Every export with plain arguments while the heap runs out: after each number of blocks the call
+// gets before it fails, it must still answer, leave its inputs and give back what it took.
+TEST(HostileArguments, EveryExportSurvivesAHeapThatRunsOut) {
+    using platform::HeapHolder;
+    for (const ExportEntry& e : exportTable()) {
+        auto run = [&e](int failAfter) {
+            CallSite cs(e);
+            Call& call = cs.call;
+            const auto before = inputs(cs.site);
+            const long requests = HeapHolder::requests();
+            if (failAfter >= 0) HeapHolder::failAllocations(failAfter, 1 << 20);
+            for (int32_t start : {0, kBars / 2}) {
+                const StatusCode st = call.run(start);
+                EXPECT_TRUE(allowed(st)) << "status " << st << " at start bar " << start;
+            }
+            HeapHolder::failAllocations(0, 0);
+            const long made = HeapHolder::requests() - requests;
+            call.release();
+            EXPECT_TRUE(inputs(cs.site) == before) << "an input was changed";
+            return made;
+        };
+        const long blocks = host::liveBlocks();
+        const long requests = run(-1);
+        for (int k = 0; k < requests; ++k) {
+            SCOPED_TRACE(std::string(e.name) + ", the heap runs out after " + std::to_string(k) + " blocks");
+            run(k);
+            EXPECT_EQ(host::liveBlocks(), blocks) << "heap blocks left behind";
         }
     }
 }
