@@ -161,86 +161,92 @@ template <class In, class Out>
     }
 }
 
+// The two stages of an average over a window of n present values: the warm-up, whose span up to
+// the first bar written (on a restart) writes nothing and whose other bars read missing until n
+// values are in, and the full window, where each value pushes the oldest out. W adds a value,
+// drops the oldest and gives the average; it is taken and given back by value, so that it lives
+// in registers and writes to the output cannot be taken for changes to it.
+template <class In, class Out, class W>
+[[gnu::always_inline]] inline W warmWindow(In in, Out& out, int32_t& b, int32_t end, double missing, int32_t first,
+                                           int32_t& c, int32_t n, W w) {
+    const double blank = out.fill();
+    for (const int32_t quiet = std::min(first, end); b < quiet && c < n; ++b) {
+        const double x = in[b];
+        if (x == missing) continue;
+        w.add(x);
+        ++c;
+    }
+    for (; b < end && c < n; ++b) {
+        const double x = in[b];
+        if (x == missing) {
+            if (b >= first) out.set(b, blank);
+            continue;
+        }
+        w.add(x);
+        ++c;
+        if (b >= first) out.set(b, c < n ? missing : w.value());
+    }
+    return w;
+}
+
+template <class In, class Out, class W>
+[[gnu::always_inline]] inline void slideWindow(In in, Out& out, int32_t b, int32_t end, double missing, int32_t first,
+                                               int32_t trail, W w) {
+    const double blank = out.fill();
+    for (; b < end; ++b) {
+        const double x = in[b];
+        if (x == missing) {
+            if (b >= first) out.set(b, blank);
+            continue;
+        }
+        w.add(x);
+        w.drop(advanceTrail(in, trail, missing));
+        if (b >= first) out.set(b, w.value());
+    }
+}
+
+struct SimpleWindow {
+    double dn, sum = 0;
+    void add(double x) { sum += x; }
+    void drop(double x) { sum -= x; }
+    double value() const { return sum / dn; }
+};
+
+// Each value weighs its place in the window, n for the latest down to 1 for the oldest.
+struct WeightedWindow {
+    double dn, divisor, sum = 0, weighted = 0;
+    void add(double x) {
+        weighted = weighted - sum + dn * x;
+        sum += x;
+    }
+    void drop(double x) { sum -= x; }
+    double value() const { return weighted / divisor; }
+};
+
 // Simple, and Wilder up to its first value (a simple average), after which Wilder goes on in
 // exponential form with the factor 1/L.
 template <class In, class Out>
 [[gnu::noinline]] void runSimple(const AverageParams& p, In in, int32_t end, double missing, const Plan& plan,
                                  Out out) {
     const int32_t n = p.n, first = plan.first;
-    const double dn = n, blank = out.fill();
-    double sum = 0;
-    int32_t c = plan.counter, trail = plan.start - 1, b = plan.start;
-    // a restart's span up to the first bar written, which writes nothing
-    for (const int32_t quiet = std::min(first, end); b < quiet && c < n; ++b) {
-        const double x = in[b];
-        if (x == missing) continue;
-        sum += x;
-        ++c;
-    }
-    for (; b < end && c < n; ++b) {
-        const double x = in[b];
-        if (x == missing) {
-            if (b >= first) out.set(b, blank);
-            continue;
-        }
-        sum += x;
-        ++c;
-        if (b >= first) out.set(b, c < n ? missing : sum / dn);
-    }
+    int32_t c = plan.counter, b = plan.start;
+    const SimpleWindow w = warmWindow(in, out, b, end, missing, first, c, n, SimpleWindow{double(n)});
     if (c < n) return;
     if (p.kind == kWilder) {
-        runExponential<In, Out>(in, b, end, missing, first, c, n, p.alpha, sum / dn, out);
+        runExponential<In, Out>(in, b, end, missing, first, c, n, p.alpha, w.value(), out);
         return;
     }
-    for (; b < end; ++b) {
-        const double x = in[b];
-        if (x == missing) {
-            if (b >= first) out.set(b, blank);
-            continue;
-        }
-        sum += x;
-        sum -= advanceTrail(in, trail, missing);
-        if (b >= first) out.set(b, sum / dn);
-    }
+    slideWindow(in, out, b, end, missing, first, plan.start - 1, w);
 }
 
 template <class In, class Out>
 [[gnu::noinline]] void runWeighted(const AverageParams& p, In in, int32_t end, double missing, const Plan& plan,
                                    Out out) {
-    const int32_t n = p.n, first = plan.first;
-    const double dn = n, divisor = p.divisor, blank = out.fill();
-    double sum = 0, weighted = 0;
-    int32_t c = plan.counter, trail = plan.start - 1, b = plan.start;
-    // a restart's span up to the first bar written, which writes nothing
-    for (const int32_t quiet = std::min(first, end); b < quiet && c < n; ++b) {
-        const double x = in[b];
-        if (x == missing) continue;
-        weighted = weighted - sum + dn * x;
-        sum += x;
-        ++c;
-    }
-    for (; b < end && c < n; ++b) {
-        const double x = in[b];
-        if (x == missing) {
-            if (b >= first) out.set(b, blank);
-            continue;
-        }
-        weighted = weighted - sum + dn * x;
-        sum += x;
-        ++c;
-        if (b >= first) out.set(b, c < n ? missing : weighted / divisor);
-    }
-    for (; b < end; ++b) {
-        const double x = in[b];
-        if (x == missing) {
-            if (b >= first) out.set(b, blank);
-            continue;
-        }
-        weighted = weighted - sum + dn * x;
-        sum += x;
-        sum -= advanceTrail(in, trail, missing);
-        if (b >= first) out.set(b, weighted / divisor);
-    }
+    const int32_t n = p.n;
+    int32_t c = plan.counter, b = plan.start;
+    const WeightedWindow w =
+        warmWindow(in, out, b, end, missing, plan.first, c, n, WeightedWindow{double(n), p.divisor});
+    slideWindow(in, out, b, end, missing, plan.first, plan.start - 1, w);
 }
 
 // The adaptive average: its smoothing constant moves between the fast and the slow one with the
