@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "containers/series.h"
+#include "frame/whole_number.h"
 #include "indicators/ranks.h"
 
 namespace fk::cycles {
@@ -17,7 +18,7 @@ StatusCode cyberCycle(SeriesHandle& outH, const SeriesHandle& xH, double alpha, 
     if (!(alpha > 0)) alpha = 0.07;
     else if (alpha >= 1) alpha = 2.0 / (alpha + 1.0);
     int32_t m = 1;
-    const bool smooth = ranks::truncated(smoothing, m) && m == 0;
+    const bool smooth = truncatedCount(smoothing, m) && m == 0;
 
     NumberOut out(&outH, count);
     const NumberView x(&xH);
@@ -138,11 +139,11 @@ StatusCode oscPredictor(SeriesHandle& outH, const SeriesHandle& priceH, const Se
     const int32_t count = series::count(priceH);
     if (count == 0) return kDomainError;
     int32_t kind, n1, n2 = 0, n3 = 0, mode;
-    if (!ranks::truncated(p.kind, kind) || kind < 1 || kind > 3) return kDomainError;
-    if (!ranks::truncated(p.n1, n1) || n1 < (kind == 1 ? 2 : 1)) return kDomainError;
-    if (kind >= 2 && (!ranks::truncated(p.n2, n2) || n2 < 1 || n2 == n1)) return kDomainError;
-    if (kind == 3 && (!ranks::truncated(p.n3, n3) || n3 < 2)) return kDomainError;
-    if (!ranks::truncated(p.mode, mode) || mode < 0 || mode > 2) return kDomainError;
+    if (!truncatedCount(p.kind, kind) || kind < 1 || kind > 3) return kDomainError;
+    if (!truncatedCount(p.n1, n1) || n1 < (kind == 1 ? 2 : 1)) return kDomainError;
+    if (kind >= 2 && (!truncatedCount(p.n2, n2) || n2 < 1 || n2 == n1)) return kDomainError;
+    if (kind == 3 && (!truncatedCount(p.n3, n3) || n3 < 2)) return kDomainError;
+    if (!truncatedCount(p.mode, mode) || mode < 0 || mode > 2) return kDomainError;
     const double k = p.warmUp > 0 ? p.warmUp : 0.0;
     const bool rounding = p.step > 0, limited = p.maxMove > 0;
 

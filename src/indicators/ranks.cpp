@@ -4,20 +4,14 @@
 #include <cmath>
 #include <cstring>
 
+#include "frame/whole_number.h"
+
 namespace fk::ranks {
 
 using series::NumberOut;
 using series::NumberView;
 
 
-bool rounded(double v, int32_t& n) { return truncated(v + 0.5, n); }
-
-bool truncated(double v, int32_t& n) {
-    const double t = std::trunc(v);
-    if (!(t >= -2147483648.0 && t < 2147483648.0)) return false;
-    n = static_cast<int32_t>(t);
-    return true;
-}
 
 namespace {
 
@@ -220,7 +214,7 @@ OrderedWindow::Rank::Rank(int32_t n, double p) : last(n - 1) {
 StatusCode equityRank(SeriesHandle& out, const SeriesHandle& x, double length, int32_t start) {
     if (series::count(x) == 0) return kTooFewBars;
     int32_t n;
-    if (!rounded(length, n) || n < 2) return kDomainError;
+    if (!roundedCount(length, n) || n < 2) return kDomainError;
     // The rank depends on 2 below + equal - 1 alone (0 to 2n - 2), so each of its values is
     // worked out once, in the same operations: no division per bar.
     const double span = static_cast<double>(n - 1);
@@ -238,7 +232,7 @@ StatusCode equityRank(SeriesHandle& out, const SeriesHandle& x, double length, i
 StatusCode percentile(SeriesHandle& out, const SeriesHandle& x, double length, double percent, int32_t start) {
     if (series::count(x) == 0) return kTooFewBars;
     int32_t n;
-    if (!rounded(length, n) || n < 1) return kDomainError;
+    if (!roundedCount(length, n) || n < 1) return kDomainError;
     if (!(percent >= 0 && percent <= 100)) return kDomainError;
     const OrderedWindow::Rank rank(n, percent);
     return eachWindow<Keep::Sorted>(out, x, n, start,
@@ -330,7 +324,7 @@ StatusCode lateralRun(SeriesHandle& outH, const SeriesHandle& xH, double height,
     const double missing = x.fill(), fill = out.fill();
     const bool percent = units != 0;
     int32_t nmin = 1;
-    rounded(minLength, nmin);
+    roundedCount(minLength, nmin);
     auto allowed = [=](double lo) { return percent ? (lo > 0 ? lo * height / 100.0 : 0.0) : height; };
     if (start >= count) return kOk;
     RunExtremes run(x, missing);
@@ -389,7 +383,7 @@ StatusCode lateralChecks(const SeriesHandle& x, double height, double minLength)
     if (series::count(x) == 0) return kTooFewBars;
     int32_t nmin;
     if (!(height >= 0)) return kDomainError;
-    if (!rounded(minLength, nmin) || nmin < 1) return kDomainError;
+    if (!roundedCount(minLength, nmin) || nmin < 1) return kDomainError;
     return kOk;
 }
 
@@ -405,7 +399,7 @@ StatusCode lateralBox(SeriesHandle& out, const SeriesHandle& x, double height, d
                       double selector, int32_t start) {
     if (StatusCode s = lateralChecks(x, height, minLength); s != kOk) return s;
     int32_t sel;
-    if (!truncated(selector, sel) || sel < 1 || sel > 3) return kDomainError;
+    if (!truncatedCount(selector, sel) || sel < 1 || sel > 3) return kDomainError;
     return lateralRun(out, x, height, units, minLength, static_cast<BoxValue>(sel), start);
 }
 

@@ -12,11 +12,6 @@
 
 namespace fk::ranks {
 
-// Whole-number parameters: `rounded` adds 0.5 and truncates, `truncated` truncates; both fail
-// (false) for NaN and for results outside the 32-bit signed range.
-bool rounded(double v, int32_t& n);
-bool truncated(double v, int32_t& n);
-
 // Up to n values sorted ascending, updated one value at a time: a value is placed after the
 // values equal to it, and of equal values the first leaves. Nothing branches on the values, whose
 // order a predicting processor cannot foresee. Where the processor has 256-bit vectors, an array

@@ -11,13 +11,12 @@
 #include "calendar/date.h"
 #include "containers/scratch.h"
 #include "containers/series.h"
+#include "frame/whole_number.h"
 #include "indicators/trade_plans.h"
 #include "market/market_view.h"
 
 namespace fk::seasonal {
 
-using plans::roundedCount;
-using plans::truncatedCount;
 using series::NumberOut;
 using series::NumberView;
 

@@ -4,21 +4,13 @@
 #include <cmath>
 
 #include "containers/series.h"
+#include "frame/whole_number.h"
 #include "market/market_view.h"
 
 namespace fk::plans {
 
 using series::NumberOut;
 using series::NumberView;
-
-bool roundedCount(double v, int32_t& out) { return truncatedCount(v + 0.5, out); }
-
-bool truncatedCount(double v, int32_t& out) {
-    const double t = std::trunc(v);
-    if (!(t >= -2147483648.0 && t < 2147483648.0)) return false; // NaN fails both
-    out = static_cast<int32_t>(t);
-    return true;
-}
 
 double ticksNearest(double price, double tick) { return std::floor(price / tick + 0.5); }
 

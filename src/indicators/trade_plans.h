@@ -9,11 +9,6 @@
 
 namespace fk::plans {
 
-// Whole numbers from a Number parameter: rounded half up (v + 0.5 truncated) or truncated.
-// False for NaN or a result outside the 32-bit range.
-bool roundedCount(double v, int32_t& out);
-bool truncatedCount(double v, int32_t& out);
-
 // The nearest whole number of ticks to a price, held as a double so that sums of ticks cannot
 // overflow.
 double ticksNearest(double price, double tick);

@@ -8,6 +8,7 @@
 #include "calendar/date.h"
 #include "containers/series.h"
 #include "frame/format.h"
+#include "frame/whole_number.h"
 #include "indicators/ranks.h"
 #include "market/market_view.h"
 #include "mathstat/element_ops.h"
@@ -49,8 +50,8 @@ StatusCode lineSignificance(SeriesHandle& out, const SeriesHandle& x, double len
                             int32_t start) {
     if (series::count(x) == 0) return kTooFewBars;
     int32_t n, sel;
-    if (!ranks::rounded(length, n) || n < 3) return kDomainError;
-    if (!ranks::truncated(selector, sel) || sel < 0 || sel > 2) return kDomainError;
+    if (!roundedCount(length, n) || n < 3) return kDomainError;
+    if (!truncatedCount(selector, sel) || sel < 0 || sel > 2) return kDomainError;
     const double xm = (n - 1) / 2.0;
     // (only a window that can fill needs it: a length of two billion would take seconds)
     double sxx = 0;
