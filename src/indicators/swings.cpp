@@ -3,7 +3,10 @@
 #include <algorithm>
 #include <cmath>
 
+#include "containers/plain_bars.h"
+#include "containers/scratch.h"
 #include "indicators/ranges.h"
+#include "indicators/sliding_extreme.h"
 #include "market/market_view.h"
 
 namespace fk::swings {
@@ -11,20 +14,42 @@ namespace fk::swings {
 using series::NumberOut;
 using series::NumberView;
 
-bool isSwing(Side side, const NumberView& v, int32_t i, int32_t strength) {
-    const double x = v[i];
-    const double missing = v.fill();
-    // equal values are accepted on the left and rejected on the right
-    for (int32_t j = i - strength; j < i; ++j) {
+namespace {
+
+// Bars i = s .. n - s - 1 of v, with the highest (lowest) of the s bars on each side taken from
+// one window of the last s values pushed: the window that ends at bar i + s is the right side of
+// bar i, and the one that ended at bar i - 1, kept s + 1 pushes back, its left side. A missing
+// or NaN value fails every comparison, so a bar with one on either side is no swing.
+template <bool High, class In, class Out>
+void swingPoints(Out& out, const In& v, double missing, int32_t s, int32_t n, double* slots, int32_t* lastBad) {
+    SlidingExtreme<High> side(slots, s);
+    // the window's extreme and the last failing bar as they stood after each of the last s + 1
+    // pushes, in a ring
+    double* extremes = slots + 2 * s + 1;
+    int32_t bad = -1, at = 0; // at: the place of the next push
+    auto push = [&](int32_t j) {
         const double y = v[j];
-        if (y == missing || !(side == Side::High ? x >= y : x <= y)) return false;
+        bad = (y == missing) | (y != y) ? j : bad;
+        side.push(y);
+        extremes[at] = side.extreme();
+        lastBad[at] = bad;
+        at = at == s ? 0 : at + 1;
+    };
+    for (int32_t j = 0; j < 2 * s; ++j) push(j);
+    for (int32_t i = s; i < n - s; ++i) {
+        // the left side, as it stood after the push of bar i - 1, whose place bar i + s takes
+        const double left = extremes[at];
+        const bool leftClear = lastBad[at] < i - s;
+        push(i + s);
+        const double x = v[i];
+        // no branch on the values, whose order a predicting processor cannot foresee
+        const bool beyond = High ? (x >= left) & (x > side.extreme()) : (x <= left) & (x < side.extreme());
+        const double swing = static_cast<double>(beyond & leftClear & (bad <= i)); // 1 or 0
+        out.set(i, x == missing ? missing : swing);
     }
-    for (int32_t j = i + 1; j <= i + strength; ++j) {
-        const double y = v[j];
-        if (y == missing || !(side == Side::High ? x > y : x < y)) return false;
-    }
-    return true;
 }
+
+} // namespace
 
 void isSwingPoint(Side side, SeriesHandle& outHandle, const SeriesHandle& input, double strength) {
     const int32_t n = series::count(input);
@@ -33,8 +58,26 @@ void isSwingPoint(Side side, SeriesHandle& outHandle, const SeriesHandle& input,
     if (s < 0 || static_cast<int64_t>(s) >= static_cast<int64_t>(n) - s) return;
     NumberOut out(&outHandle, n - s);
     const NumberView v(&input);
-    for (int32_t i = s; i < n - s; ++i)
-        out.set(i, v.missing(i) ? v.fill() : isSwing(side, v, i, s) ? 1.0 : 0.0);
+    if (s == 0) { // every bar with a value
+        for (int32_t i = 0; i < n; ++i) out.set(i, v.missing(i) ? v.fill() : 1.0);
+        return;
+    }
+    // the window's 2s + 1 slots and the s + 1 extremes kept back; as many bar numbers
+    if (3 * int64_t{s} + 2 > INT32_MAX) return;
+    Scratch<double> slots(3 * s + 2);
+    Scratch<int32_t> bars(s + 1);
+    if (!slots.ok() || !bars.ok()) return;
+    auto run = [&](const auto& in, auto& o) {
+        if (side == Side::High) swingPoints<true>(o, in, v.fill(), s, n, slots.data(), bars.data());
+        else swingPoints<false>(o, in, v.fill(), s, n, slots.data(), bars.data());
+    };
+    const double* src = v.storage(0, n);
+    if (double* dst = src ? out.storage(s, n - s) : nullptr) {
+        PlainOut o{dst, s, out.fill()};
+        run(PlainBars{src, 0}, o);
+    } else {
+        run(v, out);
+    }
 }
 
 void swingBarsAgo(SeriesHandle& outHandle, const SeriesHandle& swings, double occurrence) {

@@ -10,12 +10,10 @@ namespace fk::swings {
 
 enum class Side { High, Low };
 
-// Whether bar i of v is a swing high (low) of the given strength: no lower (higher) value and no
-// missing one among the `strength` bars before it, only lower (higher) values after it. Of a run
-// of equal highs the last bar is the swing high.
-bool isSwing(Side side, const series::NumberView& v, int32_t i, int32_t strength);
 // 1 or 0 for every bar that has `strength` bars on both sides; missing bars receive the input's
-// fill value.
+// fill value. A bar is a swing high (low) of the given strength when no higher (lower) value and
+// no missing one stand among the `strength` bars before it, and only lower (higher) values among
+// those after it: of a run of equal highs the last bar is the swing high.
 void isSwingPoint(Side side, SeriesHandle& out, const SeriesHandle& input, double strength);
 // Bars ago of the n-th most recent swing already confirmed at each bar. A swing series holds at a
 // swing's bar the number of bars that confirm it, and 0 elsewhere.
