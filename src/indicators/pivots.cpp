@@ -31,13 +31,13 @@ void pivotBars(NumberOut& o, const NumberView& price, const NumberView& close, d
     for (int32_t j = std::max(start - n, 0); j < bars; ++j) {
         const double p = price[j];
         if (j >= start) {
-            double v = o.fill();
-            if (j >= n && lastMissing < j - n && p != none && close[j] != none && close[j - 1] != none) {
-                const bool beyond = Highest ? p > before.extreme() : p < before.extreme();
-                const bool back = Highest ? close[j] < close[j - 1] : close[j] > close[j - 1];
-                v = beyond && back ? 1.0 : 0.0;
-            }
-            o.set(j, v);
+            // no branch on the values, whose order a predicting processor cannot foresee
+            const double c = close[j], c1 = close[j - 1];
+            const bool beyond = Highest ? p > before.extreme() : p < before.extreme();
+            const bool back = Highest ? c < c1 : c > c1;
+            const double v = static_cast<double>(beyond & back); // 1 or 0
+            const bool known = (j >= n) & (lastMissing < j - n) & (p != none) & (c != none) & (c1 != none);
+            o.set(j, known ? v : o.fill());
         }
         if (p == none) lastMissing = j;
         before.push(p == none ? SlidingExtreme<Highest>::kNone : p);
