@@ -1,12 +1,12 @@
 #include "indicators/pivots.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 
 #include "calendar/date.h"
 #include "containers/scratch.h"
 #include "containers/series.h"
-#include "indicators/ranks.h"
 #include "indicators/sliding_extreme.h"
 #include "market/market_view.h"
 
@@ -91,6 +91,110 @@ private:
     int32_t n_;
     int32_t at_ = 0;   // the oldest value's slot
     int32_t held_ = 0;
+};
+
+// The k-th largest of the last w values pushed (1 <= k <= w). The k largest are kept sorted,
+// largest first, with the ring places they came from; every other value stands in `rest` at its
+// place, where the k largest leave -inf. A value that enters above the k-th takes its place among
+// them and the k-th goes back to the rest; when one of the k leaves the ring, the largest of the
+// rest (found by one pass of vector maxima over w values) takes its place. On values without a
+// trend that is about every w / k bars, so a bar costs little more than a comparison.
+class TopOfWindow {
+public:
+    // `values` holds 2w + k doubles and `places` w + k integers for the life of the window.
+    TopOfWindow(double* values, int32_t* places, int32_t w, int32_t k)
+        : ring_(values), rest_(values + w), top_(values + 2 * w), inTop_(places), from_(places + w), w_(w), k_(k) {}
+
+    bool full() const { return held_ == w_; }
+    double kth() const { return top_[k_ - 1]; }
+
+    void push(double v) {
+        const int32_t at = next_;
+        next_ = next_ + 1 == w_ ? 0 : next_ + 1;
+        bool refill = false;
+        if (held_ == w_) {
+            if (inTop_[at]) {
+                take(at);
+                refill = true;
+            }
+        } else {
+            ++held_;
+        }
+        ring_[at] = v;
+        rest_[at] = v;
+        if (size_ < k_ && !refill) {
+            enter(at);
+        } else if (refill) {
+            enter(largestOfRest());
+        } else if (v > top_[k_ - 1]) {
+            const int32_t out = from_[k_ - 1];
+            take(out);
+            rest_[out] = ring_[out];
+            enter(at);
+        }
+    }
+
+private:
+    // Takes the value from place `at` (one of the top) out of the top.
+    void take(int32_t at) {
+        int32_t j = 0;
+        while (from_[j] != at) ++j;
+        for (; j + 1 < size_; ++j) {
+            top_[j] = top_[j + 1];
+            from_[j] = from_[j + 1];
+        }
+        --size_;
+        inTop_[at] = 0;
+    }
+    // Puts the value at place `at` (one of the rest) into the top, after those not below it.
+    void enter(int32_t at) {
+        const double v = ring_[at];
+        int32_t j = size_++;
+        for (; j > 0 && top_[j - 1] < v; --j) {
+            top_[j] = top_[j - 1];
+            from_[j] = from_[j - 1];
+        }
+        top_[j] = v;
+        from_[j] = at;
+        rest_[at] = -HUGE_VAL;
+        inTop_[at] = 1;
+    }
+    // The place of a largest value of the rest (there is one: the value just pushed at least):
+    // the largest of each block of 16 places by vector maxima, then the first place in the block
+    // of the largest that holds it and is not one of the top (a real -inf may stand beside the
+    // -inf that marks them, so the walk may go on past that block).
+    int32_t largestOfRest() const {
+        constexpr int32_t kBlock = 16;
+        double m = -HUGE_VAL;
+        int32_t block = 0;
+        for (int32_t b = 0; b < held_; b += kBlock) {
+            double bm = -HUGE_VAL;
+            if (b + kBlock <= held_) {
+                Pair a = {-HUGE_VAL, -HUGE_VAL}, c = a;
+                for (int32_t j = b; j < b + kBlock; j += 4) {
+                    Pair e, f;
+                    std::memcpy(&e, rest_ + j, sizeof e);
+                    std::memcpy(&f, rest_ + j + 2, sizeof f);
+                    a = e > a ? e : a;
+                    c = f > c ? f : c;
+                }
+                a = c > a ? c : a;
+                bm = a[1] > a[0] ? a[1] : a[0];
+            } else {
+                for (int32_t j = b; j < held_; ++j) bm = rest_[j] > bm ? rest_[j] : bm;
+            }
+            block = bm > m ? b : block;
+            m = bm > m ? bm : m;
+        }
+        int32_t j = block;
+        while (rest_[j] != m || inTop_[j]) ++j;
+        return j;
+    }
+
+    double *ring_, *rest_, *top_;
+    int32_t *inTop_, *from_;
+    int32_t w_, k_;
+    int32_t held_ = 0, next_ = 0, size_ = 0;
 };
 
 // The ratio of the latest value to the average of the values (full), where there is one.
@@ -180,11 +284,17 @@ StatusCode bomarBand(SeriesHandle& out, const SeriesHandle& x, const BomarParams
         for (int32_t i = start; i < count; ++i) o.set(i, o.fill());
         return kOk;
     }
-    const int64_t slots = 2 * int64_t{length} + int64_t{window} + ranks::SortedArray::slotsFor(window);
-    Scratch<double> memory(slots <= INT32_MAX ? static_cast<int32_t>(slots) : 0);
-    if (slots > INT32_MAX || !memory.ok()) return kOk;
-    double* arrivals = memory.data() + 2 * length; // the window's ratios in the order they came, a ring
-    ranks::SortedArray sorted(arrivals + window, window, ranks::wideVectors()); // the same ratios in order
+    // the average's values, kept twice; the window's ring, its rest and its top
+    const int32_t k = tail + 1;
+    const int64_t slots = 2 * int64_t{length} + 2 * int64_t{window} + k;
+    if (slots > INT32_MAX || window + int64_t{k} > INT32_MAX) return kOk;
+    Scratch<double> memory(static_cast<int32_t>(slots));
+    Scratch<int32_t> places(window + k);
+    if (!memory.ok() || !places.ok()) return kOk;
+    // the upper band's ratio is the k-th largest, the lower one's the k-th smallest: the k-th
+    // largest of the ratios negated
+    TopOfWindow top(memory.data() + 2 * length, places.data(), window, k);
+    const double sign = upper ? 1.0 : -1.0;
 
     // Going back from the start, the bar from which the window and its averages are rebuilt:
     // where window - 1 ratios and the length - 1 values before the oldest of them are found.
@@ -216,22 +326,14 @@ StatusCode bomarBand(SeriesHandle& out, const SeriesHandle& x, const BomarParams
     }
 
     RecentValues values(memory.data(), length); // the last `length` present values
-    int32_t ratios = 0, nextRatio = 0;
     for (int32_t i = from; i < count; ++i) {
         const double v = xs[i];
         double band = o.fill();
         double average, q;
         if (v != none) values.push(v);
         if (v != none && values.full() && latestRatio(values, length, average, q)) {
-            if (ratios == window) {
-                sorted.replace(arrivals[nextRatio], q);
-            } else {
-                sorted.insert(q);
-                ++ratios;
-            }
-            arrivals[nextRatio] = q;
-            nextRatio = nextRatio + 1 == window ? 0 : nextRatio + 1;
-            if (ratios == window) band = average * sorted.at(upper ? window - 1 - tail : tail);
+            top.push(sign * q);
+            if (top.full()) band = average * (sign * top.kth());
         }
         if (i >= start) o.set(i, band);
     }

@@ -147,18 +147,27 @@ TEST_F(PivotsTest, AgainstFreshComputations) {
         EXPECT_EQ(onMarket("BearishPivot", m, n), pivotsByScanning(bars, n, false)) << n;
         expectSeriesNear(onMarket("EaseOfMove", m, n), easeByAveraging(bars, n), 1e-9, "EaseOfMove " + std::to_string(n));
     }
-    const std::vector<double> x = bandInput(3000);
-    const Vec& xs = x;
+    // the gappy walk; a steady climb, whose oldest ratios are the extremes that leave first; and
+    // a few levels over and over, all ties
+    std::vector<double> climb, levels;
+    for (int i = 0; i < 3000; ++i) {
+        climb.push_back(100 * std::exp(i * 0.002) * (1 + 0.01 * std::sin(i)));
+        levels.push_back(10 + (i * 7 % 5));
+    }
     struct Band {
         int length, window;
         double percent;
     };
-    for (const Band& b : {Band{1, 1, 50}, Band{3, 4, 50}, Band{21, 250, 85}, Band{5, 40, 10}}) {
-        const std::string what = std::to_string(b.length) + "/" + std::to_string(b.window);
-        expectSeriesNear(bomar("BomarUpper", xs, b.length, b.window, b.percent),
-                         bomarBySorting(x, b.length, b.window, b.percent, true), 1e-9, "upper " + what);
-        expectSeriesNear(bomar("BomarLower", xs, b.length, b.window, b.percent),
-                         bomarBySorting(x, b.length, b.window, b.percent, false), 1e-9, "lower " + what);
+    for (const std::vector<double>& x : {bandInput(3000), climb, levels}) {
+        const Vec& xs = x;
+        for (const Band& b : {Band{1, 1, 50}, Band{3, 4, 50}, Band{21, 250, 85}, Band{5, 40, 10}, Band{2, 9, 99}}) {
+            const std::string what = std::to_string(b.length) + "/" + std::to_string(b.window) + " on " +
+                                     std::to_string(x[1]);
+            expectSeriesNear(bomar("BomarUpper", xs, b.length, b.window, b.percent),
+                             bomarBySorting(x, b.length, b.window, b.percent, true), 1e-9, "upper " + what);
+            expectSeriesNear(bomar("BomarLower", xs, b.length, b.window, b.percent),
+                             bomarBySorting(x, b.length, b.window, b.percent, false), 1e-9, "lower " + what);
+        }
     }
 }
 
