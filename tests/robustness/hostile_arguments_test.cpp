@@ -5,11 +5,14 @@
 
 #include <cmath>
 #include <cstring>
+#include <filesystem>
 #include <functional>
 #include <limits>
 #include <memory>
 #include <string>
 #include <vector>
+
+#include <unistd.h>
 
 #include "exports/export_def.h"
 #include "host/hostkit.h"
@@ -182,9 +185,29 @@ struct CallSite {
     }
 };
 
+// The dump exports write files named by their text arguments: every call here runs in a
+// folder of its own, removed at the end.
+class HostileArguments : public ::testing::Test {
+protected:
+    void SetUp() override {
+        namespace fs = std::filesystem;
+        home_ = fs::current_path();
+        folder_ = fs::temp_directory_path() / ("fk-hostile-" + std::to_string(::getpid()));
+        fs::create_directories(folder_);
+        fs::current_path(folder_);
+    }
+    void TearDown() override {
+        std::filesystem::current_path(home_);
+        std::filesystem::remove_all(folder_);
+    }
+
+private:
+    std::filesystem::path home_, folder_;
+};
+
 bool allowed(StatusCode st) { return st == kOk || st == kTooFewBars || st == kDomainError; }
 
-TEST(HostileArguments, EveryExportAnswersLeavesItsInputsAndGivesBackItsBlocks) {
+TEST_F(HostileArguments, EveryExportAnswersLeavesItsInputsAndGivesBackItsBlocks) {
     for (const ExportEntry& e : exportTable()) {
         for (int entry = 2; entry <= e.sig.maxCount; ++entry) {
             for (const Variant& variant : hostile(e.sig.types[entry - 1])) {
@@ -212,7 +235,7 @@ TEST(HostileArguments, EveryExportAnswersLeavesItsInputsAndGivesBackItsBlocks) {
 
 // Every export with plain arguments while the heap runs out: after each number of blocks the call
 // gets before it fails, it must still answer, leave its inputs and give back what it took.
-TEST(HostileArguments, EveryExportSurvivesAHeapThatRunsOut) {
+TEST_F(HostileArguments, EveryExportSurvivesAHeapThatRunsOut) {
     using platform::HeapHolder;
     for (const ExportEntry& e : exportTable()) {
         auto run = [&e](int failAfter) {
