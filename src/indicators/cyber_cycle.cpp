@@ -154,7 +154,7 @@ StatusCode oscPredictor(SeriesHandle& outH, const SeriesHandle& priceH, const Se
     double ready;
     if (kind == 1) ready = std::max<double>(n1, std::floor(n1 * k + 0.5));
     else if (kind == 2) ready = std::max(1.0, std::floor(std::max(n1, n2) * k + 0.5));
-    else ready = std::max(1.0, std::floor((std::max(n1, n2) + n3) * k + 0.5));
+    else ready = std::max(1.0, std::floor((static_cast<double>(std::max(n1, n2)) + n3) * k + 0.5));
 
     NumberOut out(&outH, count);
     const NumberView price(&priceH), level(&levelH);

@@ -91,5 +91,20 @@ TEST_F(IndicatorRobustness, TriangularAverageLongerThanTheInputNeedsNoRing) {
     for (double v : out.values()) EXPECT_EQ(v, out.fill());
 }
 
+// A MACD histogram predictor whose longer period is the largest 32-bit number: the periods were
+// added in 32 bits to find the warm-up.
+TEST_F(IndicatorRobustness, PredictorWithTheLongestPeriodsNeedsNoSumInThirtyTwoBits) {
+    Series price = Series::of({10, 11, 12, 11, 10}), level = Series::of({0, 0, 0, 0, 0});
+    for (const char* name : {"UpperOscPredictorDLL", "LowerOscPredictorDLL"}) {
+        SCOPED_TRACE(name);
+        Series out;
+        Call call(name);
+        call.out(out).arg(price).arg(level).arg(3).arg(2147483647.0).arg(3).arg(2).arg(0).arg(1).arg(0).arg(0);
+        EXPECT_EQ(call.run(0), 0);
+        ASSERT_EQ(out.count(), 5);
+        for (double v : out.values()) EXPECT_EQ(v, out.fill()); // never warmed up
+    }
+}
+
 } // namespace
 } // namespace fk
