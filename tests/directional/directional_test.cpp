@@ -59,8 +59,8 @@ TEST_F(DirectionalTest, DiLinesAreSmoothedMovesOverSmoothedTrueRange) {
             wantMinus[i] = 100 * minus / range;
         }
     }
-    expectSeriesNear(run("PDMI", m, n, 1), wantPlus);
-    expectSeriesNear(run("NDMI", m, n, 1), wantMinus);
+    expectNear(run("PDMI", m, n, 1), wantPlus);
+    expectNear(run("NDMI", m, n, 1), wantMinus);
 }
 
 TEST_F(DirectionalTest, AdxAveragesTheDxOfItsOwnDiLines) {
