@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <deque>
+#include <functional>
 #include <string>
 #include <variant>
 #include <vector>
@@ -139,8 +140,9 @@ inline void expectStatuses(const std::vector<StatusCase>& cases) {
 
 // Calls `name` as the host does while bars arrive: the series and markets grow `chunk` bars at a
 // time, and each call starts at the first new bar. Parameters are series, markets of given bars
-// and numbers.
-inline Result runChunked(const char* name, const std::vector<Arg>& args, int32_t chunk) {
+// (set up by `setUp`, when given, before their first bar) and numbers.
+using MarketSetUp = std::function<void(host::Market&)>;
+inline Result runChunked(const char* name, const std::vector<Arg>& args, int32_t chunk, const MarketSetUp& setUp = {}) {
     std::deque<host::Series> series;
     std::deque<host::Market> markets;
     std::vector<const std::vector<double>*> sources;
@@ -155,7 +157,9 @@ inline Result runChunked(const char* name, const std::vector<Arg>& args, int32_t
             sources.push_back(v);
             total = std::max(total, v->size());
         } else if (const auto* b = std::get_if<std::vector<host::Bar>>(&a)) {
-            call.arg(markets.emplace_back());
+            host::Market& m = markets.emplace_back();
+            if (setUp) setUp(m);
+            call.arg(m);
             bars.push_back(b);
             total = std::max(total, b->size());
         } else {
@@ -175,10 +179,13 @@ inline Result runChunked(const char* name, const std::vector<Arg>& args, int32_t
 }
 
 // Calls in chunks of 1, 7 and 100 bars give what one call gives, which this answers.
-inline std::vector<double> expectChunksMatchOneCall(const char* name, const std::vector<Arg>& args) {
-    const std::vector<double> whole = valuesOf(name, args);
+inline std::vector<double> expectChunksMatchOneCall(const char* name, const std::vector<Arg>& args,
+                                                    const MarketSetUp& setUp = {}) {
+    const Result one = runChunked(name, args, 1 << 30, setUp);
+    EXPECT_EQ(one.status, kOk) << name;
+    const std::vector<double>& whole = one.values;
     for (int32_t chunk : {1, 7, 100}) {
-        const Result r = runChunked(name, args, chunk);
+        const Result r = runChunked(name, args, chunk, setUp);
         EXPECT_EQ(r.status, kOk) << name << " in chunks of " << chunk;
         EXPECT_EQ(r.values, whole) << name << " in chunks of " << chunk;
     }
