@@ -166,25 +166,11 @@ TEST_F(TradePlanTest, ChunkedHostCallsGiveTheSeriesOfOneCall) {
     const int n = 500;
     const Walk w = randomWalk(n);
     for (const Case& c : cases) {
-        auto play = [&](int chunk) {
-            Ticked m;
-            Series e, d, out;
-            Call call(c.name);
-            call.out(out).arg(m);
-            if (c.position) call.arg(e).arg(d);
-            for (double v : c.numbers) call.arg(v);
-            EXPECT_EQ(host::playChunks(call, n, chunk, [&](int32_t k) {
-                for (int i = m.barCount(); i < k; ++i) {
-                    m.append(w.bars[i]);
-                    e.push(w.entry[i]);
-                    d.push(w.direction[i]);
-                }
-            }), 0);
-            return out.values();
-        };
-        const Vec whole = play(n);
+        std::vector<Arg> args = {w.bars};
+        if (c.position) args.insert(args.end(), {w.entry, w.direction});
+        args.insert(args.end(), c.numbers.begin(), c.numbers.end());
+        const Vec whole = expectChunksMatchOneCall(c.name, args, [](Market& m) { m.tick(0.25, 12.5); });
         EXPECT_GT(presentCount(whole), n / 10) << c.name;
-        for (int chunk : {1, 7, 100}) EXPECT_EQ(play(chunk), whole) << c.name << " chunk " << chunk;
     }
 }
 
