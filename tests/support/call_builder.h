@@ -50,10 +50,25 @@ struct Result {
     std::vector<double> values; // the Return Value afterwards
 };
 
-// Bars at the given date-times, all with the same prices.
-inline std::vector<host::Bar> barsAt(const std::vector<double>& stamps) {
+// Bars at the given date-times: all with the same prices, or with one price per bar for open,
+// high, low and close.
+inline std::vector<host::Bar> barsAt(const std::vector<double>& stamps, const std::vector<double>& prices = {}) {
     std::vector<host::Bar> bars;
-    for (double t : stamps) bars.push_back({t, 10, 11, 9, 10, 100});
+    for (std::size_t i = 0; i < stamps.size(); ++i) {
+        const double p = prices.empty() ? 0 : prices[i];
+        bars.push_back(prices.empty() ? host::Bar{stamps[i], 10, 11, 9, 10, 100} : host::Bar{stamps[i], p, p, p, p, 1});
+    }
+    return bars;
+}
+
+// Daily bars from the given columns (an empty column is all 1s).
+inline std::vector<host::Bar> barsOf(const std::vector<double>& high, const std::vector<double>& low,
+                                     const std::vector<double>& close = {}, const std::vector<double>& volume = {}) {
+    std::vector<host::Bar> bars;
+    for (std::size_t i = 0; i < high.size(); ++i) {
+        const double c = close.empty() ? 1.0 : close[i];
+        bars.push_back({41640.0 + static_cast<double>(i), c, high[i], low[i], c, volume.empty() ? 1.0 : volume[i]});
+    }
     return bars;
 }
 

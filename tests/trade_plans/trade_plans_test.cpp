@@ -16,16 +16,6 @@ using namespace testing;
 
 class TradePlanTest : public HeapChecked {};
 
-// A market of one bar per day; highs and lows as given, open and close between them.
-std::vector<Bar> barsOf(const Vec& high, const Vec& low, const Vec& close = {}) {
-    std::vector<Bar> bars;
-    for (std::size_t i = 0; i < high.size(); ++i) {
-        const double c = close.empty() ? low[i] : close[i];
-        bars.push_back({41000.0 + static_cast<double>(i), c, high[i], low[i], c, 1});
-    }
-    return bars;
-}
-
 // A market on a quarter-point grid.
 struct Ticked : Market {
     explicit Ticked(const std::vector<Bar>& bars = {}) : Market(bars) { tick(0.25, 12.5); }
