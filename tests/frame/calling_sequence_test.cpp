@@ -1,5 +1,6 @@
-// The calling sequence every export follows, beyond the statuses every export is checked for: the
-// start bar stored back, a read-only error text, per-call state and a null Return Value.
+// The calling sequence every export follows, beyond the statuses every export is checked for: two
+// refused entries, the start bar stored back, a read-only error text, per-call state and a null
+// Return Value.
 #include <gtest/gtest.h>
 
 #include "frame/call.h"
@@ -13,6 +14,15 @@ namespace {
 using namespace testing;
 
 class CallingSequenceTest : public HeapChecked {};
+
+// The status test refuses one entry at a time; with two refused, the first one answers.
+TEST_F(CallingSequenceTest, OnlyTheFirstRefusedEntryIsReported) {
+    Text text("t");
+    Call call("DateTime");
+    call.arg(text).arg(text);
+    EXPECT_EQ(call.run(0), badEntry(1));
+    EXPECT_EQ(call.error(), "Return Value bad type, expected ??????.");
+}
 
 TEST_F(CallingSequenceTest, NegativeStartBarIsStoredBackAsZero) {
     Series out;
