@@ -63,8 +63,8 @@ TEST_F(MovAvgTest, WindowKindsMatchARecomputationOfEveryWindow) {
     };
     for (const Case c : {Case{2, 2}, Case{4.6, 5}, Case{20, 20}, Case{61, 61}, Case{0.2, 9}}) {
         SCOPED_TRACE(c.length);
-        expectSeriesNear(movAvg(data, c.length, 1), windowAverage(data, c.n, false), 1e-9, "simple");
-        expectSeriesNear(movAvg(data, c.length, 3), windowAverage(data, c.n, true), 1e-9, "weighted");
+        expectNear(movAvg(data, c.length, 1), windowAverage(data, c.n, false), 1e-9, "simple");
+        expectNear(movAvg(data, c.length, 3), windowAverage(data, c.n, true), 1e-9, "weighted");
     }
 }
 
@@ -86,7 +86,7 @@ TEST_F(MovAvgTest, ExponentialFormsAndTheirWarmUps) {
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
-        expectSeriesNear(movAvg(data, c.length, c.kind), smoothed(data, c.alpha, c.firstValue, c.wilder));
+        expectNear(movAvg(data, c.length, c.kind), smoothed(data, c.alpha, c.firstValue, c.wilder));
     }
 }
 
@@ -111,7 +111,7 @@ TEST_F(MovAvgTest, AdaptiveFollowsTheEfficiencyOfTheMove) {
             avg += sc * sc * (data[i] - avg);
             want[i] = avg;
         }
-        expectSeriesNear(movAvg(data, c.length, 5), want);
+        expectNear(movAvg(data, c.length, 5), want);
     }
 }
 
@@ -184,7 +184,7 @@ TEST_F(MovAvgTest, TriangularIsTwoSimplePasses) {
             for (int k = 0; k < span; ++k) sum += c.weights[k] * data[i - span + 1 + k];
             want[i] = sum / div;
         }
-        expectSeriesNear(movAvg(data, c.length, 6), want);
+        expectNear(movAvg(data, c.length, 6), want);
         const double inner = std::floor((c.length + 1) / 2), outer = std::ceil((c.length + 1) / 2);
         EXPECT_EQ(movAvg(data, c.length, 6), movAvg(movAvg(data, inner, 1), outer, 1));
     }
@@ -199,7 +199,7 @@ TEST_F(MovAvgTest, CallsContinuedAsBarsArriveEqualOneCallOverAllBars) {
             SCOPED_TRACE(::testing::Message() << "kind " << kind << " chunk " << chunk);
             const Result r = runChunked("MovAvg", {data, 7.0, kind}, chunk);
             ASSERT_EQ(r.status, kOk);
-            expectSeriesNear(r.values, whole);
+            expectNear(r.values, whole);
         }
     }
 }

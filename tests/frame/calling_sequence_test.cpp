@@ -1,5 +1,6 @@
-// The calling sequence every export follows: the release call, the start bar, the count
-// check and the typed fetches with the first failure's status.
+// The calling sequence every export follows, beyond the statuses every export is checked for: two
+// refused entries, the start bar stored back, a read-only error text, per-call state and a null
+// Return Value.
 #include <gtest/gtest.h>
 
 #include "frame/call.h"
@@ -14,42 +15,13 @@ using namespace testing;
 
 class CallingSequenceTest : public HeapChecked {};
 
-TEST_F(CallingSequenceTest, StatusOfEachFault) {
-    struct Case {
-        const char* what;
-        std::function<void(Call&, Series&, Market&, Text&)> build;
-        int32_t startBar;
-        StatusCode want;
-        const char* message;
-    };
-    const Case cases[] = {
-        {"good call", [](Call& c, Series& o, Market& m, Text&) { c.out(o).arg(m); }, 0, 0, ""},
-        {"release before the count check", [](Call& c, Series& o, Market&, Text&) { c.out(o); }, -2, 0, ""},
-        {"count 1", [](Call& c, Series& o, Market&, Text&) { c.out(o); }, 0, 0x101, ""},
-        {"count 0x1FF", [](Call& c, Series& o, Market& m, Text&) { c.out(o).arg(m).count(0x1FF); }, 0, 0x1FF, ""},
-        {"count 0x102", [](Call& c, Series& o, Market& m, Text&) { c.out(o).arg(m).count(0x102); }, 0, 0x102, ""},
-        {"count 3", [](Call& c, Series& o, Market& m, Text&) { c.out(o).arg(m).arg(m); }, 0, 0x103, ""},
-        {"Return Value is text", [](Call& c, Series&, Market& m, Text& t) { c.arg(t).arg(m); }, 0, 513,
-         "Return Value bad type, expected ??????."},
-        {"market is a series", [](Call& c, Series& o, Market&, Text&) { c.out(o).arg(o); }, 0, 514,
-         "Parameter 1 bad type, expected Market."},
-        {"only the first failure is reported", [](Call& c, Series&, Market&, Text& t) { c.arg(t).arg(t); }, 0, 513,
-         "Return Value bad type, expected ??????."},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.what);
-        Series out;
-        Market market({{40000, 1, 2, 0.5, 1.5, 100}});
-        market.tick(0.25, 12.5);
-        Text text("t");
-        Call call("DateTime");
-        c.build(call, out, market, text);
-        EXPECT_EQ(call.run(c.startBar), c.want);
-        EXPECT_EQ(call.error(), c.message);
-        if (c.want == 0 && c.startBar == 0) {
-            EXPECT_EQ(out.values(), std::vector<double>{40000});
-        }
-    }
+// The status test refuses one entry at a time; with two refused, the first one answers.
+TEST_F(CallingSequenceTest, OnlyTheFirstRefusedEntryIsReported) {
+    Text text("t");
+    Call call("DateTime");
+    call.arg(text).arg(text);
+    EXPECT_EQ(call.run(0), badEntry(1));
+    EXPECT_EQ(call.error(), "Return Value bad type, expected ??????.");
 }
 
 TEST_F(CallingSequenceTest, NegativeStartBarIsStoredBackAsZero) {

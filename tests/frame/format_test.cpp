@@ -16,7 +16,7 @@ TEST_F(FormatTest, FixedPointWithoutTrailingZeros) {
     struct Case {
         const char* format;
         double value;
-        const char* want;
+        std::string want;
     };
     const Case cases[] = {
         {"%F", 2.5, "2.5"},
@@ -28,21 +28,15 @@ TEST_F(FormatTest, FixedPointWithoutTrailingZeros) {
         {"%.2F", 1.239, "1.24"},
         {"%8.2F", 1.5, "     1.5"},
         // a width above 127 is not padded again: what the standard print gives stays
-        {"%200F", 1.5, nullptr},
+        {"%200F", 1.5, std::string(189, ' ') + "1.5"},
         {"%F", 1.0 / 3.0, "0.333333333"},
         {"x=%F;", 0.5, "x=0.5;"},
-        {"%g|%F", 0.5, "0.5|"},
+        {"%g|%F", 0.5, "0.5|7"}, // the second value is 7
     };
     for (const Case& c : cases) {
         Text t;
         writeError(t.handle(), c.format, c.value, 7.0);
-        if (std::string(c.format) == "%g|%F") {
-            EXPECT_EQ(t.str(), "0.5|7");
-        } else if (!c.want) {
-            EXPECT_EQ(t.str(), std::string(189, ' ') + "1.5");
-        } else {
-            EXPECT_EQ(t.str(), c.want) << c.format;
-        }
+        EXPECT_EQ(t.str(), c.want) << c.format;
     }
 }
 

@@ -7,7 +7,6 @@
 #include <random>
 
 #include "containers/series.h"
-#include "export_calls.h"
 #include "mathstat/element_ops.h"
 #include "support/call_builder.h"
 #include "support/heap_check.h"
@@ -91,8 +90,7 @@ TEST_F(MathTest, EngineOutputSharingAnInput) {
 }
 
 std::vector<double> arrayOp(Series& out, Series& a, const char* keyword, Series& b, int32_t startBar = 0) {
-    Text word(keyword);
-    return runInto("ArrayOperation", out, startBar, a, word, b);
+    return valuesOf("ArrayOperation", {&a, std::string(keyword), &b}, startBar, out);
 }
 std::vector<double> arrayOp(Series& a, const char* keyword, Series& b) {
     Series out;
@@ -152,14 +150,14 @@ TEST_F(MathTest, OneOperandExportsApplyTheirCode) {
     const V values = {-9, F, 0, 1, 2.5, -2.75, 100};
     for (const auto& [name, code] : exports) {
         Series in = Series::of(values);
-        const V got = run(name, in);
+        const V got = valuesOf(name, {&in});
         ASSERT_EQ(got.size(), values.size()) << name;
         for (std::size_t i = 0; i < values.size(); ++i)
             EXPECT_TRUE(same(got[i], EvaluateElement({values[i], 0, F, F, F, code, 12}))) << name << " bar " << i;
     }
     Series ones = Series::of({1, 2}, 1.0), zeros = Series::of({0, F}, 0.0);
-    EXPECT_EQ(run("NaturalLog", ones), (V{0, std::log(2.0)})) << "log of 1 is 0 though 1 is the fill value";
-    EXPECT_EQ(run("IsNull", zeros), (V{0, 0})) << "with a fill value of 0 nothing is missing";
+    EXPECT_EQ(valuesOf("NaturalLog", {&ones}), (V{0, std::log(2.0)})) << "log of 1 is 0 though 1 is the fill value";
+    EXPECT_EQ(valuesOf("IsNull", {&zeros}), (V{0, 0})) << "with a fill value of 0 nothing is missing";
 }
 
 TEST_F(MathTest, TwoOperandExportsRoundAndSquare) {
@@ -168,14 +166,14 @@ TEST_F(MathTest, TwoOperandExportsRoundAndSquare) {
     Series p = Series::of({1, 1, 0, F}), q = Series::of({0, 2, 0, 1});
     Series r = Series::of({2.345, -2.5, F, 1.5}), s = Series::of({2, -3, F, 0.5, 1e200});
     Series zeroFill = Series::of({0, 3}, 0.0), square;
-    EXPECT_EQ(run("Mod", a, three), (V{2, -1, 0, F}));
-    EXPECT_EQ(run("Power", base, exponent), (V{1024, F, 0, 1}));
-    EXPECT_EQ(run("XOR", p, q), (V{1, 0, 0, F}));
-    EXPECT_EQ(run("Round", r, 2.0), (V{2.35, -2.5, F, 1.5}));
-    EXPECT_EQ(run("Round", r, 0.0), (V{2, -2, F, 2}));
-    EXPECT_EQ(run("Square", s), (V{4, 9, F, 0.25, INFINITY}));
-    EXPECT_EQ(run("Square", zeroFill), (V{0, 9}));
-    EXPECT_EQ(runInto("Square", square, 0, 3.0), (V{9}));
+    EXPECT_EQ(valuesOf("Mod", {&a, &three}), (V{2, -1, 0, F}));
+    EXPECT_EQ(valuesOf("Power", {&base, &exponent}), (V{1024, F, 0, 1}));
+    EXPECT_EQ(valuesOf("XOR", {&p, &q}), (V{1, 0, 0, F}));
+    EXPECT_EQ(valuesOf("Round", {&r, 2.0}), (V{2.35, -2.5, F, 1.5}));
+    EXPECT_EQ(valuesOf("Round", {&r, 0.0}), (V{2, -2, F, 2}));
+    EXPECT_EQ(valuesOf("Square", {&s}), (V{4, 9, F, 0.25, INFINITY}));
+    EXPECT_EQ(valuesOf("Square", {&zeroFill}), (V{0, 9}));
+    EXPECT_EQ(valuesOf("Square", {3.0}, 0, square), (V{9}));
     EXPECT_FALSE(square.isConstant());
 }
 
@@ -183,24 +181,24 @@ TEST_F(MathTest, MaxAndMin) {
     Series a = Series::of({1, 5, F}), two = Series::of({2, 7}), other = Series::of({2, -1});
     Series three = Series::of({1, 2, 3}), shortB = Series::of({5, 0}), four = Series::of({4, 1});
     Series out = Series::of({8, 8, 8, 8});
-    EXPECT_EQ(run("Max", a, 3), (V{3, 5, F}));
-    EXPECT_EQ(run("Min", two, other), (V{2, -1}));
-    EXPECT_EQ(run("Max", three, shortB), (V{5, 2, F}));
-    EXPECT_EQ(run("Max", four, -9999999), (V{4, 1})) << "the sentinel is dropped";
-    EXPECT_EQ(run("Min", three, 2.5, 1.5, 9, 9, 9, 9, 9), (V{1, 1.5, 1.5}));
-    EXPECT_EQ(runInto("Max", out, 1, three, four), (V{8, 2, F})) << "from the start bar, cut to the first input";
+    EXPECT_EQ(valuesOf("Max", {&a, 3.0}), (V{3, 5, F}));
+    EXPECT_EQ(valuesOf("Min", {&two, &other}), (V{2, -1}));
+    EXPECT_EQ(valuesOf("Max", {&three, &shortB}), (V{5, 2, F}));
+    EXPECT_EQ(valuesOf("Max", {&four, -9999999.0}), (V{4, 1})) << "the sentinel is dropped";
+    EXPECT_EQ(valuesOf("Min", {&three, 2.5, 1.5, 9.0, 9.0, 9.0, 9.0, 9.0}), (V{1, 1.5, 1.5}));
+    EXPECT_EQ(valuesOf("Max", {&three, &four}, 1, out), (V{8, 2, F})) << "from the start bar, cut to the first input";
     // of equal values the earliest input's is kept: visible in the sign of a zero
     Series plusZero = Series::of({0.0}), minusZero = Series::of({-0.0});
-    EXPECT_FALSE(std::signbit(run("Max", plusZero, minusZero)[0]));
-    EXPECT_TRUE(std::signbit(run("Max", minusZero, plusZero)[0]));
+    EXPECT_FALSE(std::signbit(valuesOf("Max", {&plusZero, &minusZero})[0]));
+    EXPECT_TRUE(std::signbit(valuesOf("Max", {&minusZero, &plusZero})[0]));
 }
 
 TEST_F(MathTest, TickConversions) {
     host::Market m;
     m.tick(0.25, 12.5);
     Series amounts = Series::of({100, F, 0, -25}), prices;
-    EXPECT_EQ(runInto("DollarsToPrice", prices, 3, m, amounts), (V{2, F, 0, -0.5})) << "every bar";
-    EXPECT_EQ(run("PriceToDollars", m, prices), (V{100, F, 0, -25}));
+    EXPECT_EQ(valuesOf("DollarsToPrice", {&m, &amounts}, 3, prices), (V{2, F, 0, -0.5})) << "every bar";
+    EXPECT_EQ(valuesOf("PriceToDollars", {&m, &prices}), (V{100, F, 0, -25}));
 }
 
 // An empty input, a Return Value without buffer, and operands that are both missing.

@@ -9,7 +9,6 @@
 #include <numeric>
 #include <random>
 
-#include "export_calls.h"
 #include "mathstat/statistics.h"
 #include "support/call_builder.h"
 #include "support/heap_check.h"
@@ -54,14 +53,6 @@ double pearson(const V& x, const V& y) {
     return sxy / std::sqrt(sxx * syy);
 }
 
-void expectClose(const V& got, const V& want, double tolerance) {
-    ASSERT_EQ(got.size(), want.size());
-    for (std::size_t i = 0; i < got.size(); ++i) {
-        if (want[i] == F) EXPECT_EQ(got[i], F) << "bar " << i;
-        else EXPECT_NEAR(got[i], want[i], tolerance * std::max(1.0, std::fabs(want[i]))) << "bar " << i;
-    }
-}
-
 class StatisticsTest : public HeapChecked {};
 
 TEST(NormalDistribution, PercentBelowAgreesWithErfc) {
@@ -94,10 +85,10 @@ TEST(NormalDistribution, InverseRoundTrips) {
 TEST_F(StatisticsTest, NormalSeriesFromTheStartBarSkippingMissing) {
     Series in = Series::of({1, F, -1, 0}), out = Series::of({7, 7, 7, 7, 7, 7});
     Series percents = Series::of({100, 0, 50, F, 84.1}), constant;
-    EXPECT_EQ(runInto("StdDevsAsPercentBelow", out, 1, in), (V{7, 7, NormalPercentBelow(-1), 50}))
+    EXPECT_EQ(valuesOf("StdDevsAsPercentBelow", {&in}, 1, out), (V{7, 7, NormalPercentBelow(-1), 50}))
         << "sized to the input";
-    EXPECT_EQ(run("StdDevsForPercent", percents), (V{999999, -999999, 0, F, NormalInverse(84.1)}));
-    EXPECT_EQ(runInto("StdDevsAsPercentBelow", constant, 0, 1.0), (V{NormalPercentBelow(1)}));
+    EXPECT_EQ(valuesOf("StdDevsForPercent", {&percents}), (V{999999, -999999, 0, F, NormalInverse(84.1)}));
+    EXPECT_EQ(valuesOf("StdDevsAsPercentBelow", {1.0}, 0, constant), (V{NormalPercentBelow(1)}));
     EXPECT_TRUE(constant.isConstant());
 }
 
@@ -121,7 +112,7 @@ TEST_F(StatisticsTest, CorrelationAgainstTwoPassWindows) {
             }
             want[static_cast<std::size_t>(i)] = pearson(wx, wy);
         }
-        expectClose(run("Correlation", ys, byBar ? time : xs, len + 0.4), want, 1e-9);
+        expectNear(valuesOf("Correlation", {&ys, byBar ? &time : &xs, len + 0.4}), want, 1e-9);
     }
 }
 
@@ -139,13 +130,13 @@ TEST_F(StatisticsTest, MovingCorrelationAgainstTwoPassWindows) {
         want[static_cast<std::size_t>(i)] = pearson(line, wy);
     }
     Series in = Series::of(y);
-    expectClose(run("MovingCorrelation", in, len), want, 1e-9);
+    expectNear(valuesOf("MovingCorrelation", {&in, double(len)}), want, 1e-9);
 }
 
 TEST_F(StatisticsTest, FlatInputHasNoCorrelation) {
     Series flat = Series::of(V(10, 3.0)), out = Series::of(V(10, 7.0));
-    EXPECT_EQ(runInto("Correlation", out, 0, flat, 0.0, 4), V(10, 7.0)) << "nothing written";
-    EXPECT_EQ(run("MovingCorrelation", flat, 4), V(10, F)) << "the fill value written";
+    EXPECT_EQ(valuesOf("Correlation", {&flat, 0.0, 4.0}, 0, out), V(10, 7.0)) << "nothing written";
+    EXPECT_EQ(valuesOf("MovingCorrelation", {&flat, 4.0}), V(10, F)) << "the fill value written";
 }
 
 TEST_F(StatisticsTest, RegressionAgainstLeastSquaresPerWindow) {
@@ -174,7 +165,7 @@ TEST_F(StatisticsTest, RegressionAgainstLeastSquaresPerWindow) {
             Call call("RegressionValue");
             call.out(out).arg(in).arg(slope ? -len : len).arg(offset);
             ASSERT_EQ(host::playChunks(call, n, 37, [](int32_t) {}), 0);
-            expectClose(out.values(), want, 1e-8);
+            expectNear(out.values(), want, 1e-8);
         }
     }
 }
@@ -237,12 +228,12 @@ TEST_F(StatisticsTest, SpearmanMatchesAFullSortOfEveryWindow) {
 TEST_F(StatisticsTest, SpearmanEdges) {
     Series up = Series::of({1, 2, 3, 4, 5, 6, 7}), down = Series::of({7, 6, 5, 4, 3, 2, 1});
     Series gap = Series::of({1, 2, F, 4}), three = Series::of({1, 2, 3});
-    EXPECT_EQ(run("SpearmanRCI", up, 5), (V{F, F, F, F, F, 100, 100}));
-    EXPECT_EQ(run("SpearmanRCI", down, 5), (V{F, F, F, F, F, -100, -100}));
-    const V one = run("SpearmanRCI", gap, 1);
+    EXPECT_EQ(valuesOf("SpearmanRCI", {&up, 5.0}), (V{F, F, F, F, F, 100, 100}));
+    EXPECT_EQ(valuesOf("SpearmanRCI", {&down, 5.0}), (V{F, F, F, F, F, -100, -100}));
+    const V one = valuesOf("SpearmanRCI", {&gap, 1.0});
     EXPECT_TRUE(one[0] == F && std::isnan(one[1]) && one[2] == F && std::isnan(one[3])) << "0 / 0 from bar 1";
-    EXPECT_EQ(run("SpearmanRCI", three, 3), (V{F, F, F})) << "no bar at or past the length";
-    EXPECT_EQ(run("SpearmanRCI", three, 0.9), V{}) << "a length below 1 writes nothing";
+    EXPECT_EQ(valuesOf("SpearmanRCI", {&three, 3.0}), (V{F, F, F})) << "no bar at or past the length";
+    EXPECT_EQ(valuesOf("SpearmanRCI", {&three, 0.9}), V{}) << "a length below 1 writes nothing";
 }
 
 TEST_F(StatisticsTest, StatusCodes) {

@@ -1,7 +1,6 @@
 // Conversions and text functions, results byte for byte.
 #include <gtest/gtest.h>
 
-#include "export_calls.h"
 #include "mathstat/text_functions.h"
 #include "support/call_builder.h"
 #include "support/heap_check.h"
@@ -51,33 +50,33 @@ TEST_F(TextFunctionsTest, StrCmpAndInStr) {
     for (const auto& c : cases) {
         Text a(c.a), b(c.b);
         Series cmp = Series::of({0, 0, 0});
-        EXPECT_EQ(runInto("StrCmp", cmp, 0, a, b), V(3, c.cmp)) << '"' << c.a << "\" vs \"" << c.b << '"';
+        EXPECT_EQ(valuesOf("StrCmp", {&a, &b}, 0, cmp), V(3, c.cmp)) << '"' << c.a << "\" vs \"" << c.b << '"';
         EXPECT_TRUE(cmp.isConstant()) << "over the Return Value's bars";
-        EXPECT_EQ(run("InStr", a, b), V{c.pos}) << '"' << c.b << "\" in \"" << c.a << '"';
+        EXPECT_EQ(valuesOf("InStr", {&a, &b}), V{c.pos}) << '"' << c.b << "\" in \"" << c.a << '"';
     }
 }
 
 TEST_F(TextFunctionsTest, ConvertToBooleanSharesAndConvertToConstantTakesElementZero) {
     Series in = Series::of({5, 6, 7}), plain = Series::of({5, 6, 7}), shared, constant;
     in.setOffset(1);
-    EXPECT_EQ(runInto("ConvertToBoolean", shared, 0, in), (V{F, 5, 6})) << "with the input's offset";
+    EXPECT_EQ(valuesOf("ConvertToBoolean", {&in}, 0, shared), (V{F, 5, 6})) << "with the input's offset";
     EXPECT_EQ(shared.handle().buffer, in.handle().buffer);
-    EXPECT_EQ(runInto("ConvertToConstant", constant, 0, in), (V{F})) << "element 0 read through the offset";
+    EXPECT_EQ(valuesOf("ConvertToConstant", {&in}, 0, constant), (V{F})) << "element 0 read through the offset";
     EXPECT_TRUE(constant.isConstant());
-    EXPECT_EQ(run("ConvertToConstant", plain), (V{5}));
+    EXPECT_EQ(valuesOf("ConvertToConstant", {&plain}), (V{5}));
 }
 
 TEST_F(TextFunctionsTest, IfElse) {
     Series yes = Series::of({10, 11, 12, 13}), no = Series::of({20, 21, 22, 23}), seven = Series::constant(7);
     Series cond = Series::of({1, 0, F, 2}), ownFill = Series::of({1, -1, 0}, -1.0), flags = Series::of({1, 0});
     Series written = Series::of({7, 7, 7, 7});
-    EXPECT_EQ(run("IfElse", cond, yes, no), (V{10, 21, F, 13}));
-    EXPECT_EQ(runInto("IfElse", written, 1, ownFill, yes, no), (V{7, -1, 22, 7}))
+    EXPECT_EQ(valuesOf("IfElse", {&cond, &yes, &no}), (V{10, 21, F, 13}));
+    EXPECT_EQ(valuesOf("IfElse", {&ownFill, &yes, &no}, 1, written), (V{7, -1, 22, 7}))
         << "the condition's own fill value on its missing bars, from the start bar";
-    EXPECT_EQ(run("IfElse", flags, seven, no), (V{7, 21})) << "a constant branch on every bar";
+    EXPECT_EQ(valuesOf("IfElse", {&flags, &seven, &no}), (V{7, 21})) << "a constant branch on every bar";
     for (double c : {1.0, 0.0}) {
         Series constantCond = Series::constant(c), chosen;
-        runInto("IfElse", chosen, 0, constantCond, yes, no);
+        valuesOf("IfElse", {&constantCond, &yes, &no}, 0, chosen);
         EXPECT_EQ(chosen.handle().buffer, (c != 0 ? yes : no).handle().buffer) << "shared, not copied";
     }
 }

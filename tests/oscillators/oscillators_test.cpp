@@ -40,7 +40,7 @@ TEST_F(OscillatorTest, CciMatchesARecomputationWithItsWarmUp) {
             for (int j = i - n + 1; j <= i; ++j) dev += std::fabs(data[j] - avg); // missing bars count too
             want[i] = (data[i] - avg) / (dev / n * 0.015);
         }
-        expectSeriesNear(cci(data, n), want);
+        expectNear(cci(data, n), want);
     }
 }
 
@@ -70,7 +70,7 @@ TEST_F(OscillatorTest, CciContinuedGoesOnWithoutANewWarmUp) {
     for (int chunk : {1, 7, 100}) {
         SCOPED_TRACE(chunk);
         const Vec got = runChunked("CCI", {data, double(n)}, chunk).values;
-        expectSeriesNear(std::vector<double>(got.begin() + firstValue, got.end()),
+        expectNear(std::vector<double>(got.begin() + firstValue, got.end()),
                                   std::vector<double>(whole.begin() + firstValue, whole.end()));
         if (chunk == 1) {
             int valued = 0;
@@ -134,7 +134,7 @@ TEST_F(OscillatorTest, LogRangeMaxima) {
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
-        expectSeriesNear(valuesOf(c.function, {c.bars, c.shortest, c.longest}), c.want, 1e-12);
+        expectNear(valuesOf(c.function, {c.bars, c.shortest, c.longest}), c.want, 1e-12);
     }
     const Vec got = valuesOf("KSDIMaxDn", {barsOf(randomSeries(15, 24)), 2.0, 10.0});
     for (int i = 0; i <= 9; ++i) EXPECT_EQ(got[i], F) << i;

@@ -49,7 +49,7 @@ TEST_F(RsiSarTest, RsiIsWilderSmoothedGainOverLossAcrossGaps) {
             }
             if (c >= n * multiplier) want[i] = loss > 0 ? 100 - 100 / (1 + gain / loss) : 100;
         }
-        expectSeriesNear(rsi(data, n, multiplier), trimmed(want));
+        expectNear(rsi(data, n, multiplier), trimmed(want));
     }
 }
 
@@ -110,7 +110,7 @@ TEST_F(RsiSarTest, ParabolicTrace) {
     // the fall: short from the highest high of the long, moving down toward this bar's low
     s = std::max({16 - (16 - 8) * step, 12.0, 16.0});
     want.push_back(s);
-    expectSeriesNear(stop("Parabolic", m, 0, 0, 0), want, 1e-15);
+    expectNear(stop("Parabolic", m, 0, 0, 0), want, 1e-15);
     EXPECT_EQ(stop("Parabolic", m, 0, step, 0.20000000298023224), stop("Parabolic", m, 0, 0, 0));
     EXPECT_NE(stop("Parabolic", m, 0, 0.02, 0.2), stop("Parabolic", m, 0, 0, 0));
 

@@ -10,17 +10,6 @@
 
 namespace fk::testing {
 
-// Daily bars from the given columns (an empty column is all 1s).
-inline std::vector<host::Bar> barsOf(const std::vector<double>& high, const std::vector<double>& low,
-                                     const std::vector<double>& close, const std::vector<double>& volume = {}) {
-    std::vector<host::Bar> bars;
-    for (std::size_t i = 0; i < high.size(); ++i) {
-        const double c = close.empty() ? 1.0 : close[i];
-        bars.push_back({41640.0 + static_cast<double>(i), c, high[i], low[i], c, volume.empty() ? 1.0 : volume[i]});
-    }
-    return bars;
-}
-
 // A random walk of n bars in which every 29th bar has no data, every 41st no volume and every
 // 53rd a volume of 0, so that the passes over missing bars are taken.
 inline std::vector<host::Bar> gappyWalk(int32_t n, uint64_t seed = 7) {

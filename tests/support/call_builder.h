@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <deque>
+#include <functional>
 #include <string>
 #include <variant>
 #include <vector>
@@ -26,17 +27,22 @@ inline constexpr double F = kMissing;
 
 // A parameter: a series by its values, a number (a single constant where the export wants a
 // series), a text, a market of the given bars (daily, with the host's default settings), a
-// market set up by the test, or a letter: 'e' an empty series, 'm' a market of three daily bars,
-// 'n' a market without bars.
-using Arg = std::variant<std::vector<double>, double, char, std::string, std::vector<host::Bar>, host::Market*>;
+// market, series or text set up by the test, or a letter: 'e' an empty series, 'm' a market of
+// three daily bars, 'n' a market without bars.
+using Arg = std::variant<std::vector<double>, double, char, std::string, std::vector<host::Bar>, host::Market*,
+                         host::Series*, host::Text*>;
 
-// The Return Value a call starts with: its elements, or a letter: 'z' a handle without buffer,
-// '0' a null handle pointer. An export whose Return Value is a text gets a text.
+// The Return Value a call starts with: its elements, a series set up by the test, or a letter:
+// 'z' a handle without buffer, '0' a null handle pointer. An export whose Return Value is a text
+// gets a text.
 struct Out {
     std::vector<double> values;
     char kind = 0;
+    host::Series* series = nullptr;
     Out(std::vector<double> v = {}) : values(std::move(v)) {}
+    Out(std::initializer_list<double> v) : values(v) {}
     Out(char k) : kind(k) {}
+    Out(host::Series& s) : series(&s) {}
 };
 
 struct Result {
@@ -44,10 +50,25 @@ struct Result {
     std::vector<double> values; // the Return Value afterwards
 };
 
-// Bars at the given date-times, all with the same prices.
-inline std::vector<host::Bar> barsAt(const std::vector<double>& stamps) {
+// Bars at the given date-times: all with the same prices, or with one price per bar for open,
+// high, low and close.
+inline std::vector<host::Bar> barsAt(const std::vector<double>& stamps, const std::vector<double>& prices = {}) {
     std::vector<host::Bar> bars;
-    for (double t : stamps) bars.push_back({t, 10, 11, 9, 10, 100});
+    for (std::size_t i = 0; i < stamps.size(); ++i) {
+        const double p = prices.empty() ? 0 : prices[i];
+        bars.push_back(prices.empty() ? host::Bar{stamps[i], 10, 11, 9, 10, 100} : host::Bar{stamps[i], p, p, p, p, 1});
+    }
+    return bars;
+}
+
+// Daily bars from the given columns (an empty column is all 1s).
+inline std::vector<host::Bar> barsOf(const std::vector<double>& high, const std::vector<double>& low,
+                                     const std::vector<double>& close = {}, const std::vector<double>& volume = {}) {
+    std::vector<host::Bar> bars;
+    for (std::size_t i = 0; i < high.size(); ++i) {
+        const double c = close.empty() ? 1.0 : close[i];
+        bars.push_back({41640.0 + static_cast<double>(i), c, high[i], low[i], c, volume.empty() ? 1.0 : volume[i]});
+    }
     return bars;
 }
 
@@ -62,7 +83,8 @@ inline Result runCall(const char* name, const std::vector<Arg>& args, int32_t st
     std::deque<host::Text> texts;
     std::deque<host::Market> markets;
     host::Market market(threeBars()), noBars;
-    host::Series out = out0.kind == 'z' ? host::Series::null() : host::Series::of(out0.values);
+    host::Series own = out0.kind == 'z' ? host::Series::null() : host::Series::of(out0.values);
+    host::Series& out = out0.series ? *out0.series : own;
     host::Text textOut = out0.kind == 'z' ? host::Text::null() : host::Text();
     host::Call call(name);
     if (out0.kind == '0') call.rawPointer(kParamNumberSeries, nullptr);
@@ -72,6 +94,8 @@ inline Result runCall(const char* name, const std::vector<Arg>& args, int32_t st
         if (const auto* v = std::get_if<std::vector<double>>(&a)) call.arg(series.emplace_back(host::Series::of(*v)));
         else if (const auto* d = std::get_if<double>(&a)) call.arg(*d);
         else if (const auto* m = std::get_if<host::Market*>(&a)) call.arg(**m);
+        else if (const auto* s = std::get_if<host::Series*>(&a)) call.arg(**s);
+        else if (const auto* t = std::get_if<host::Text*>(&a)) call.arg(**t);
         else if (const auto* t = std::get_if<std::string>(&a)) call.arg(texts.emplace_back(*t));
         else if (const auto* b = std::get_if<std::vector<host::Bar>>(&a)) call.arg(markets.emplace_back(*b));
         else if (std::get<char>(a) == 'e') call.arg(series.emplace_back(host::Series::of({})));
@@ -82,9 +106,9 @@ inline Result runCall(const char* name, const std::vector<Arg>& args, int32_t st
     return {st, out.values()};
 }
 
-// The Return Value of a call that must succeed.
+// The Return Value of a call that must succeed: one starting with the elements `out0`, or `out`.
 inline std::vector<double> valuesOf(const char* name, const std::vector<Arg>& args, int32_t startBar = 0,
-                                    const std::vector<double>& out0 = {}) {
+                                    const Out& out0 = {}) {
     const Result r = runCall(name, args, startBar, out0);
     EXPECT_EQ(r.status, kOk) << name;
     return r.values;
@@ -131,8 +155,9 @@ inline void expectStatuses(const std::vector<StatusCase>& cases) {
 
 // Calls `name` as the host does while bars arrive: the series and markets grow `chunk` bars at a
 // time, and each call starts at the first new bar. Parameters are series, markets of given bars
-// and numbers.
-inline Result runChunked(const char* name, const std::vector<Arg>& args, int32_t chunk) {
+// (set up by `setUp`, when given, before their first bar) and numbers.
+using MarketSetUp = std::function<void(host::Market&)>;
+inline Result runChunked(const char* name, const std::vector<Arg>& args, int32_t chunk, const MarketSetUp& setUp = {}) {
     std::deque<host::Series> series;
     std::deque<host::Market> markets;
     std::vector<const std::vector<double>*> sources;
@@ -147,7 +172,9 @@ inline Result runChunked(const char* name, const std::vector<Arg>& args, int32_t
             sources.push_back(v);
             total = std::max(total, v->size());
         } else if (const auto* b = std::get_if<std::vector<host::Bar>>(&a)) {
-            call.arg(markets.emplace_back());
+            host::Market& m = markets.emplace_back();
+            if (setUp) setUp(m);
+            call.arg(m);
             bars.push_back(b);
             total = std::max(total, b->size());
         } else {
@@ -167,10 +194,13 @@ inline Result runChunked(const char* name, const std::vector<Arg>& args, int32_t
 }
 
 // Calls in chunks of 1, 7 and 100 bars give what one call gives, which this answers.
-inline std::vector<double> expectChunksMatchOneCall(const char* name, const std::vector<Arg>& args) {
-    const std::vector<double> whole = valuesOf(name, args);
+inline std::vector<double> expectChunksMatchOneCall(const char* name, const std::vector<Arg>& args,
+                                                    const MarketSetUp& setUp = {}) {
+    const Result one = runChunked(name, args, 1 << 30, setUp);
+    EXPECT_EQ(one.status, kOk) << name;
+    const std::vector<double>& whole = one.values;
     for (int32_t chunk : {1, 7, 100}) {
-        const Result r = runChunked(name, args, chunk);
+        const Result r = runChunked(name, args, chunk, setUp);
         EXPECT_EQ(r.status, kOk) << name << " in chunks of " << chunk;
         EXPECT_EQ(r.values, whole) << name << " in chunks of " << chunk;
     }
@@ -182,12 +212,14 @@ inline long presentCount(const std::vector<double>& v) {
     return std::count_if(v.begin(), v.end(), [](double x) { return x != F; });
 }
 
-// Equal bar for bar within `tolerance`; a missing value where one is wanted.
-inline void expectNear(const std::vector<double>& got, const std::vector<double>& want, double tolerance = 1e-9) {
-    ASSERT_EQ(got.size(), want.size());
+// Equal bar for bar within `tolerance`: missing where the other is missing; the first bar that
+// differs is the one reported.
+inline void expectNear(const std::vector<double>& got, const std::vector<double>& want, double tolerance = 1e-9,
+                       const std::string& what = "") {
+    ASSERT_EQ(got.size(), want.size()) << what;
     for (std::size_t i = 0; i < want.size(); ++i) {
-        if (want[i] == F) EXPECT_EQ(got[i], F) << "bar " << i;
-        else EXPECT_NEAR(got[i], want[i], tolerance) << "bar " << i;
+        if (want[i] == F || got[i] == F) ASSERT_EQ(got[i], want[i]) << what << " bar " << i;
+        else ASSERT_NEAR(got[i], want[i], tolerance) << what << " bar " << i;
     }
 }
 

@@ -16,16 +16,6 @@ using namespace testing;
 
 class TradePlanTest : public HeapChecked {};
 
-// A market of one bar per day; highs and lows as given, open and close between them.
-std::vector<Bar> barsOf(const Vec& high, const Vec& low, const Vec& close = {}) {
-    std::vector<Bar> bars;
-    for (std::size_t i = 0; i < high.size(); ++i) {
-        const double c = close.empty() ? low[i] : close[i];
-        bars.push_back({41000.0 + static_cast<double>(i), c, high[i], low[i], c, 1});
-    }
-    return bars;
-}
-
 // A market on a quarter-point grid.
 struct Ticked : Market {
     explicit Ticked(const std::vector<Bar>& bars = {}) : Market(bars) { tick(0.25, 12.5); }
@@ -166,25 +156,11 @@ TEST_F(TradePlanTest, ChunkedHostCallsGiveTheSeriesOfOneCall) {
     const int n = 500;
     const Walk w = randomWalk(n);
     for (const Case& c : cases) {
-        auto play = [&](int chunk) {
-            Ticked m;
-            Series e, d, out;
-            Call call(c.name);
-            call.out(out).arg(m);
-            if (c.position) call.arg(e).arg(d);
-            for (double v : c.numbers) call.arg(v);
-            EXPECT_EQ(host::playChunks(call, n, chunk, [&](int32_t k) {
-                for (int i = m.barCount(); i < k; ++i) {
-                    m.append(w.bars[i]);
-                    e.push(w.entry[i]);
-                    d.push(w.direction[i]);
-                }
-            }), 0);
-            return out.values();
-        };
-        const Vec whole = play(n);
+        std::vector<Arg> args = {w.bars};
+        if (c.position) args.insert(args.end(), {w.entry, w.direction});
+        args.insert(args.end(), c.numbers.begin(), c.numbers.end());
+        const Vec whole = expectChunksMatchOneCall(c.name, args, [](Market& m) { m.tick(0.25, 12.5); });
         EXPECT_GT(presentCount(whole), n / 10) << c.name;
-        for (int chunk : {1, 7, 100}) EXPECT_EQ(play(chunk), whole) << c.name << " chunk " << chunk;
     }
 }
 

@@ -173,26 +173,11 @@ TEST_F(TradingCalendarTest, ChunkedCallsMatchOneCall) {
             for (int k = 0; k < n; ++k) bars.push_back({day + (570 + 60.0 * k) / 1440.0, 1, 1, 1, 1, 1});
         }
         bars[40].dateTime = F;
-        const int32_t total = static_cast<int32_t>(bars.size());
         std::vector<const char*> names(std::begin(kCounts), std::end(kCounts));
         names.push_back("RemainingBarsInDay");
         for (const char* name : names) {
             SCOPED_TRACE(std::string(setup.what) + " " + name);
-            Market whole(bars);
-            whole.period(setup.period).session(570, 960, 960);
-            const std::vector<double> expected = run(name, whole);
-            for (int32_t chunk : {1, 7, 100}) {
-                Market m;
-                m.period(setup.period).session(570, 960, 960);
-                Series out;
-                Call call(name);
-                call.out(out).arg(m);
-                const auto grow = [&](int32_t n) {
-                    while (m.barCount() < n) m.append(bars[m.barCount()]);
-                };
-                ASSERT_EQ(host::playChunks(call, total, chunk, grow), 0);
-                EXPECT_EQ(out.values(), expected) << "chunks of " << chunk;
-            }
+            expectChunksMatchOneCall(name, {bars}, [&](Market& m) { m.period(setup.period).session(570, 960, 960); });
         }
     }
 }
