@@ -92,12 +92,12 @@ Vec bomar(const char* name, const Vec& x, double length, double window, double p
 
 TEST_F(PivotsTest, BomarWorkedCases) {
     const Vec x = {10, 11, 12, 13, 12, 11, 12, 14};
-    expectSeriesNear(bomar("BomarUpper", x, 3, 4, 50), {F, F, F, F, F, 13, 12, 12.685714285714}, 1e-9, "upper");
-    expectSeriesNear(bomar("BomarLower", x, 3, 4, 50), {F, F, F, F, F, 11.675675675676, 11.351351351351, 12}, 1e-9,
+    expectNear(bomar("BomarUpper", x, 3, 4, 50), {F, F, F, F, F, 13, 12, 12.685714285714}, 1e-9, "upper");
+    expectNear(bomar("BomarLower", x, 3, 4, 50), {F, F, F, F, F, 11.675675675676, 11.351351351351, 12}, 1e-9,
                      "lower");
-    expectSeriesNear(bomar("BomarUpper", x, 3, 4, 85), {F, F, F, F, F, 13.090909090909, 12.638888888889, 14}, 1e-9,
+    expectNear(bomar("BomarUpper", x, 3, 4, 85), {F, F, F, F, F, 13.090909090909, 12.638888888889, 14}, 1e-9,
                      "extreme ratios");
-    expectSeriesNear(bomar("BomarUpper", x, 3, 4, 100), bomar("BomarUpper", x, 3, 4, 85), 1e-9, "100 means 85");
+    expectNear(bomar("BomarUpper", x, 3, 4, 100), bomar("BomarUpper", x, 3, 4, 85), 1e-9, "100 means 85");
     EXPECT_EQ(bomar("BomarUpper", x, 3, 9, 50), std::vector<double>(8, F));
 }
 
@@ -108,7 +108,7 @@ TEST_F(PivotsTest, BomarDefaults) {
     const std::vector<double> upper = bomar("BomarUpper", x, 0, 0, -5);
     const auto first = std::find_if(upper.begin(), upper.end(), [](double v) { return v != F; });
     EXPECT_EQ(first - upper.begin(), 269) << "the first band at the 270th value";
-    expectSeriesNear(upper, bomar("BomarUpper", x, 21, 250, 85), 1e-9, "defaults");
+    expectNear(upper, bomar("BomarUpper", x, 21, 250, 85), 1e-9, "defaults");
 }
 
 // Averages and ratio windows formed afresh on every bar.
@@ -145,7 +145,7 @@ TEST_F(PivotsTest, AgainstFreshComputations) {
     for (int n : {1, 3, 17}) {
         EXPECT_EQ(onMarket("BullishPivot", m, n), pivotsByScanning(bars, n, true)) << n;
         EXPECT_EQ(onMarket("BearishPivot", m, n), pivotsByScanning(bars, n, false)) << n;
-        expectSeriesNear(onMarket("EaseOfMove", m, n), easeByAveraging(bars, n), 1e-9, "EaseOfMove " + std::to_string(n));
+        expectNear(onMarket("EaseOfMove", m, n), easeByAveraging(bars, n), 1e-9, "EaseOfMove " + std::to_string(n));
     }
     // the gappy walk; a steady climb, whose oldest ratios are the extremes that leave first; and
     // a few levels over and over, all ties
@@ -163,9 +163,9 @@ TEST_F(PivotsTest, AgainstFreshComputations) {
         for (const Band& b : {Band{1, 1, 50}, Band{3, 4, 50}, Band{21, 250, 85}, Band{5, 40, 10}, Band{2, 9, 99}}) {
             const std::string what = std::to_string(b.length) + "/" + std::to_string(b.window) + " on " +
                                      std::to_string(x[1]);
-            expectSeriesNear(bomar("BomarUpper", xs, b.length, b.window, b.percent),
+            expectNear(bomar("BomarUpper", xs, b.length, b.window, b.percent),
                              bomarBySorting(x, b.length, b.window, b.percent, true), 1e-9, "upper " + what);
-            expectSeriesNear(bomar("BomarLower", xs, b.length, b.window, b.percent),
+            expectNear(bomar("BomarLower", xs, b.length, b.window, b.percent),
                              bomarBySorting(x, b.length, b.window, b.percent, false), 1e-9, "lower " + what);
         }
     }

@@ -44,10 +44,4 @@ inline std::vector<double> trimmed(std::vector<double> v) {
     return v;
 }
 
-// The comparison under its earlier name, for the callers not yet moved to expectNear.
-inline void expectSeriesNear(const std::vector<double>& got, const std::vector<double>& want, double tolerance = 1e-9,
-                             const std::string& what = "") {
-    expectNear(got, want, tolerance, what);
-}
-
 } // namespace fk::testing
