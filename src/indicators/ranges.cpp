@@ -147,10 +147,12 @@ private:
         if (lastEqual_ <= bestBar_) {
             searchSpan(first, b);
         } else {
-            // the next bar holding the best value takes over
+            // the next bar holding the best value takes over; where none does (a bar changed
+            // between two calls after its value was noted), the span is searched
             int32_t j = first;
-            while (in_[j] != best_) ++j;
-            bestBar_ = j;
+            while (j <= b && in_[j] != best_) ++j;
+            if (j <= b) bestBar_ = j;
+            else searchSpan(first, b);
         }
     }
 

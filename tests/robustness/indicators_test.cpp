@@ -3,6 +3,7 @@
 
 #include <cmath>
 #include <limits>
+#include <string_view>
 
 #include "host/hostkit.h"
 #include "platform/heap.h"
@@ -103,6 +104,26 @@ TEST_F(IndicatorRobustness, PredictorWithTheLongestPeriodsNeedsNoSumInThirtyTwoB
         EXPECT_EQ(call.run(0), 0);
         ASSERT_EQ(out.count(), 5);
         for (double v : out.values()) EXPECT_EQ(v, out.fill()); // never warmed up
+    }
+}
+
+// A bar before the resumed one changed between two calls: the search went on from a kept best
+// value that the span no longer held, and looked for it past the end of the series.
+TEST_F(IndicatorRobustness, ExtremeIndexResumedAfterAnEarlierBarChanged) {
+    for (const char* name : {"LowestIndex", "HighestIndex"}) {
+        SCOPED_TRACE(name);
+        const double best = std::string_view(name) == "LowestIndex" ? 1 : 20;
+        Series in = Series::of({5, best, 9, best});
+        Series out;
+        Call call(name);
+        call.out(out).arg(in).arg(3).arg(0);
+        EXPECT_EQ(call.run(0), 0);
+        // the later of the two equal best values changes, and bars arrive
+        series::setNumber(in.handle(), 3, 9);
+        for (int k = 0; k < 3; ++k) in.push(9);
+        EXPECT_EQ(call.run(4), 0);
+        ASSERT_EQ(out.count(), 7);
+        EXPECT_EQ(out.at(4), 2); // bars 2 to 4 hold 9s alone, and the first of equals counts
     }
 }
 
