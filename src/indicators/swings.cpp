@@ -29,7 +29,7 @@ void swingPoints(Out& out, const In& v, double missing, int32_t s, int32_t n, do
     int32_t bad = -1, at = 0; // at: the place of the next push
     auto push = [&](int32_t j) {
         const double y = v[j];
-        bad = (y == missing) | (y != y) ? j : bad;
+        bad = ((y == missing) | (y != y)) ? j : bad;
         side.push(y);
         extremes[at] = side.extreme();
         lastBad[at] = bad;
