@@ -138,14 +138,6 @@ TEST_F(MovAvgTest, AdaptiveUnpackingRoundsHalfUpAtEachStep) {
     }
 }
 
-TEST_F(MovAvgTest, LengthOneReturnsTheInputForEveryKind) {
-    const std::vector<double> data = randomSeries(80, 4, 6);
-    for (double kind : {1, 2, -2, 3, 4, 5, 6, -6, 0}) {
-        SCOPED_TRACE(kind);
-        EXPECT_EQ(movAvg(data, 1, kind), data);
-    }
-}
-
 TEST_F(MovAvgTest, LengthsAndKindsThatComputeNothingLeaveTheOutputAsItWas) {
     struct Case {
         const char* name;

@@ -67,26 +67,6 @@ TEST(DateTest, ThreadsKeepTheirOwnLastConversion) {
     EXPECT_EQ(wrongA + wrongB, 0);
 }
 
-TEST(DateTest, DayNumbersOfDates) {
-    struct Case {
-        int32_t y, m, d, day;
-    };
-    // real dates of years 1 to 9999 are compared day by day above: here the other forms
-    const Case cases[] = {
-        {20140315, 0, 0, 41713}, {0, 1, 1, 36526},       {2014, 13, 1, 42005},   {2014, 0, 1, 41609},
-        {2014, 25, 1, 42370},    {2014, -12, 1, 41244},  {2014, 1, 32, 41671},   {2014, 2, 0, 41670},
-        {2014, 3, -1, 41697},    {-1, 5, 5, 0},          {0, 0, 5, 0},           {20140231, 0, 0, 41698},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(testing::Message() << c.y << "/" << c.m << "/" << c.d);
-        EXPECT_EQ(DayNumberFromDate(c.y, c.m, c.d), c.day);
-    }
-    // too early to convert
-    EXPECT_EQ(DateFromDayNumber(-700000), Date{});
-    EXPECT_EQ(DateFromDayNumber(INT32_MIN), Date{});
-    EXPECT_GT(DateFromDayNumber(INT32_MAX).year, 5000000);
-}
-
 TEST(DateTest, SplittingAndNormalising) {
     struct Split {
         int32_t n;

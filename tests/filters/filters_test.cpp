@@ -178,49 +178,6 @@ TEST_F(FiltersTest, ChunkedHostCallsGiveTheSeriesOfOneCall) {
     }
 }
 
-TEST_F(FiltersTest, FirstBarsOfEachStageOnAConstantInput) {
-    struct Case {
-        const char* name;
-        std::function<void(Call&)> params;
-        double input;
-        int firstComputed; // bars before it are missing or unwritten
-        double value;      // every computed bar
-    };
-    const Case cases[] = {
-        {"Laguerre_Func", [](Call& c) { c.arg(0.5).arg(1); }, 4, 0, 2}, // 4 (1 - g), then the carry
-        {"Laguerre_Func", [](Call& c) { c.arg(0.5).arg(0); }, 4, 0, -2}, // -g x; no x[-1], no y[-1]
-        {"Ehlers_Decycler", [](Call& c) { c.arg(10); }, 4, 1, 0},
-        {"Ehlers_SinewaveBase", [](Call& c) { c.arg(10); }, 4, 1, 0},
-        {"Ehlers_RoofingBase", [](Call& c) { c.arg(10); }, 4, 2, 0},
-        // starts from the price, not from zero
-        {"Ehlers_SuperSmoother", [](Call& c) { c.arg(10); }, 4, 2, 4},
-        {"Ehlers_Fisher1", [](Call& c) { c.arg(5).arg(3); }, 4, 0, 0}, // highest and lowest as constants
-        {"Ehlers_Fisher1", [](Call& c) { c.arg(4).arg(4); }, 4, 6, 0}, // H equal to L: all missing
-        {"Ehlers_Fisher2", [](Call&) {}, 1, 0, 0.5 * std::log(1.999 / (1 - 0.999))}, // clamped to 0.999
-        {"CGOscillator", [](Call& c) { c.arg(3); }, 4, 2, 0},
-        {"CGOscillator", [](Call& c) { c.arg(3.5); }, 4, 2, 0.25}, // the untruncated N in (N + 1) / 2
-        {"CGOscillator", [](Call& c) { c.arg(6); }, 4, 6, 0},   // the first span ends at the last bar
-    };
-    // called first at the first computed bar: the unwritten bars before it read as missing,
-    // also where the Return Value's own fill value is not the input's
-    for (double outFill : {kMissingMarker, 0.0})
-        for (const Case& c : cases) {
-            SCOPED_TRACE(c.name + std::to_string(c.firstComputed) + " fill " + std::to_string(outFill));
-            Series x = Series::of(Vec(6, c.input)), out = Series::of({}, outFill);
-            Call call(c.name);
-            call.out(out).arg(x);
-            c.params(call);
-            ASSERT_EQ(call.run(c.firstComputed), 0);
-            for (int i = 0; i < 6; ++i) {
-                if (i < c.firstComputed) {
-                    EXPECT_TRUE(out.at(i) == M || out.at(i) == out.fill()) << i; // missing or unwritten
-                } else if (i == c.firstComputed) {
-                    EXPECT_NEAR(out.at(i), c.value, 1e-12) << i;
-                }
-            }
-        }
-}
-
 TEST_F(FiltersTest, CentreOfGravityStartsAfterLeadingHolesAndSkipsZeroSums) {
     // three leading holes and length 10: the first span is bars 3..12
     Vec v(20, 2.0);

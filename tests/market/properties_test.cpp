@@ -82,36 +82,6 @@ TEST_F(PropertiesTest, EveryNumberedProperty) {
     for (const auto& [number, value] : other) EXPECT_EQ(numericProperty(r, number), value) << number;
 }
 
-TEST_F(PropertiesTest, SyntheticMarkTextIsReadAtItsOffset) {
-    Market m;
-    m.source("X*");
-    EXPECT_EQ(numericProperty(m.record(), 29), 0);
-    m.record().source.setOffset(1);
-    EXPECT_EQ(numericProperty(m.record(), 29), -1);
-    m.record().source.setOffset(0);
-    m.source("");
-    EXPECT_EQ(numericProperty(m.record(), 29), 0);
-}
-
-TEST_F(PropertiesTest, BarsNumericPropertyIsOneConstant) {
-    Market m;
-    fillRecord(m);
-    Series out = Series::of({1, 2, 3, 4});
-    Call call("BarsNumericProperty");
-    call.out(out).arg(m).arg(28.9); // the number is truncated
-    ASSERT_EQ(call.run(0), 0);
-    EXPECT_TRUE(out.isConstant());
-    EXPECT_EQ(out.values(), std::vector<double>{500});
-}
-
-TEST_F(PropertiesTest, EnoughBars) {
-    Market m(std::vector<host::Bar>(5, host::Bar{41713, 1, 1, 1, 1, 1}));
-    EXPECT_TRUE(enoughBars(m.record(), 4));
-    EXPECT_FALSE(enoughBars(m.record(), 5));
-    m.record().barCount = INT32_MIN;
-    EXPECT_FALSE(enoughBars(m.record(), 0));
-}
-
 TEST_F(PropertiesTest, PeriodDescriptions) {
     const std::vector<std::pair<uint32_t, const char*>> want = {
         {0x01000000, "EachTick"},        {0x02000064, "100 trades"},     {0x03000005, "5 minute"},
@@ -181,24 +151,6 @@ TEST_F(PropertiesTest, BarsStringProperty) {
         m.session(s.start, 960, 1020);
         EXPECT_EQ(stringProperty(m, 13), s.text);
     }
-}
-
-TEST_F(PropertiesTest, BarsStringPropertyOfEmptyFields) {
-    Market m; // no bars: one- and two-digit contract years count from 2000
-    m.symbol("@ESZ3").zone("");
-    m.record().currencyText = nullptr;
-    EXPECT_EQ(stringProperty(m, 107), "Z2003");
-    EXPECT_EQ(stringProperty(m, 109), "");
-    EXPECT_EQ(stringProperty(m, 110), "");
-    buffers::release(m.record().exchange);
-    EXPECT_EQ(stringProperty(m, 103), "");
-    m.symbol("MSFT");
-    EXPECT_EQ(stringProperty(m, 107), "");
-    EXPECT_EQ(stringProperty(m, 108), "");
-
-    Market missingLast(std::vector<host::Bar>{{kMissing, 1, 1, 1, 1, 1}});
-    missingLast.symbol("ESZ3");
-    EXPECT_EQ(stringProperty(missingLast, 108), "200312");
 }
 
 TEST_F(PropertiesTest, TickExportsWriteOneConstant) {

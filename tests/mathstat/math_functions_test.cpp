@@ -112,19 +112,6 @@ TEST_F(MathTest, ArrayOperationOffsetsConstantsAndLengths) {
     EXPECT_EQ(arrayOp(roots, "SqrRoot", ten), (V{-2, -std::sqrt(-F), 3}));
 }
 
-TEST_F(MathTest, ArrayOperationShiftBothWaysAndBack) {
-    Series a = Series::of({10, 20, 30, 40, 50}), two = Series::constant(2), minusOne = Series::constant(-1);
-    EXPECT_EQ(arrayOp(a, "SHIFT", two), (V{F, F, 10, 20, 30}));
-    EXPECT_EQ(arrayOp(a, "shift", minusOne), (V{20, 30, 40, 50, F}));
-    EXPECT_EQ(arrayOp(a, "BACK", two), (V{F, F, 10, 20, 30}));
-    EXPECT_EQ(arrayOp(a, ".", minusOne), (V{F, F, F, F, F})) << "back takes no negative count";
-    // counts per bar: missing, halves away from zero; a missing source leaves the bar
-    Series counts = Series::of({0, 1.5, F, -0.5, 0.4}), out = Series::of({7, 7, 7, 7, 7});
-    EXPECT_EQ(arrayOp(out, a, "SHIFT", counts), (V{10, 7, 7, 50, 50}));
-    Series gap = Series::of({10, F, 30}), one = Series::constant(1), kept = Series::of({7, 7, 7});
-    EXPECT_EQ(arrayOp(kept, gap, "BACK", one), (V{7, 10, 7}));
-}
-
 TEST_F(MathTest, ArrayOperationOutputsFillOrAreLeftAlone) {
     Series a = Series::of({1, 2, 3}), one = Series::constant(1);
     for (const char* keyword : {"FOO", "", "\\", "INTDIVIDE"}) {

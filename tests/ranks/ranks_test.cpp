@@ -109,16 +109,22 @@ TEST_F(RanksTest, WindowsAgainstSortedCopies) {
 }
 
 // Brute force of the sideways box: the longest run of present values ending at each bar whose
-// range fits the allowed height.
+// range fits the allowed height. On a walk, and on quiet stretches of 100 to 400 bars between
+// jumps (runs longer than the first store of extremes).
 TEST_F(RanksTest, LateralAgainstLongestRun) {
     std::mt19937 rng(11);
     std::uniform_real_distribution<double> step(-0.6, 0.6);
-    Vec x(500);
+    Vec walk(500);
     double p = 20;
-    for (double& v : x) {
+    for (double& v : walk) {
         p += step(rng);
         v = rng() % 10 == 0 ? M : std::round(p * 4) / 4;
     }
+    Vec quiet;
+    std::uniform_int_distribution<int> stretch(100, 400);
+    for (double level = 20; quiet.size() < 2000; level += 10 * step(rng) + 2)
+        for (int k = stretch(rng); k > 0; --k) quiet.push_back(rng() % 30 == 0 ? M : std::round((level + step(rng)) * 8) / 8);
+    for (const Vec& x : {walk, quiet})
     for (int units : {0, 1}) {
         const double h = units ? 6 : 1.25;
         const Vec len = run("LateralMovement", x, h, units, 4), mid = run("LateralBox", x, h, units, 4, 3);

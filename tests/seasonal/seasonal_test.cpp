@@ -116,15 +116,6 @@ TEST_F(SeasonalTest, CycleWindows) {
     }
 }
 
-TEST_F(SeasonalTest, CycleWindowWithAMissingValue) {
-    for (double hole : {F, double(NAN)}) {
-        const Vec y = valuesOf("CycleAnalysis", {Vec{11, hole, 9, 9, 11, 11, 9, 9, 11, 11}, 8.0, 2.0, 8.0, 0.0});
-        ASSERT_EQ(y.size(), 10u);
-        EXPECT_EQ(y[8], F);
-        EXPECT_EQ(y[9], 4);
-    }
-}
-
 // Monday 10 March 2014 and the following days, at 09:30 and 10:00.
 double at(int day, double hours) { return 41708 + day + hours / 24.0; }
 
@@ -183,14 +174,6 @@ TEST_F(SeasonalTest, PartialDayData) {
         SCOPED_TRACE(::testing::Message() << "selector " << c.selector << " start " << c.start);
         expectNear(valuesOf("PartialDayData", {bars, c.selector}, c.start, c.before), c.want);
     }
-}
-
-TEST_F(SeasonalTest, PartialDayDataDayEndAndMissingBars) {
-    // day end 17:00: Monday 18:00 opens Tuesday's day; a bar without an open changes nothing
-    Market m({{at(0, 10), 10, 11, 9, 10, 1}, {at(0, 18), 12, 13, 12, 12, 1}, {at(1, 9), F, 14, 13, 13, 1},
-              {at(1, 10), 13, 15, 13, 14, 1}});
-    m.session(570, 960, 1020);
-    EXPECT_EQ(valuesOf("PartialDayData", {&m, 6.0}), (Vec{1, 1, F, 2}));
 }
 
 // Random market data over six years: weekdays with one to three bars a day at fixed times, a
