@@ -46,15 +46,6 @@ TEST_F(DateSeriesTest, BarFieldsUseTheTradingDayAndTheOwnClock) {
     for (const Case& c : cases) EXPECT_EQ(run(c.name, m), c.want) << c.name;
 }
 
-TEST_F(DateSeriesTest, BarFieldsHonourTheStartBar) {
-    Market m(barsAt({at(2014, 3, 17, 10), at(2014, 3, 17, 11, 5), at(2014, 3, 17, 12, 10)}));
-    Series out = Series::of({-1, -1});
-    Call call("Minute");
-    call.out(out).arg(m);
-    ASSERT_EQ(call.run(1), 0);
-    EXPECT_EQ(out.values(), (std::vector<double>{-1, 5, 10}));
-}
-
 TEST_F(DateSeriesTest, FieldsOfDateTimeValues) {
     const double v = at(2014, 3, 15, 15, 30, 45);
     const Vec in = {v, at(2012, 12, 31), -693593.5, -693593, F};
@@ -86,16 +77,6 @@ TEST_F(DateSeriesTest, OfAConstantIsAConstantOfTheSameLength) {
         EXPECT_EQ(out.values(), std::vector<double>(static_cast<std::size_t>(n), 6.0));
     }
     EXPECT_EQ(valuesOf("YearOf", {at(2014, 3, 15)}), Vec{2014}); // a Number where a series is wanted
-}
-
-TEST_F(DateSeriesTest, OfASeriesWithAnOffsetReadsTheFillBeforeIt) {
-    Series in = Series::of({at(2014, 3, 15), at(2014, 4, 20), at(2014, 5, 25)});
-    in.setOffset(1);
-    Series out;
-    Call call("DayOf");
-    call.out(out).arg(in);
-    ASSERT_EQ(call.run(0), 0);
-    EXPECT_EQ(out.values(), (std::vector<double>{F, 15, 20}));
 }
 
 TEST_F(DateSeriesTest, SecondsInBar) {

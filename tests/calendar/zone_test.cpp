@@ -95,40 +95,6 @@ TEST(ZoneRuleTest, NamesAndOffsets) {
     }
 }
 
-TEST(ZoneRuleTest, DaylightShiftOfLocalTimes) {
-    struct Case {
-        const char* what;
-        const char* zone;
-        double v;
-        bool standardClock;
-        int32_t shift;
-    };
-    const Case cases[] = {
-        // the years of New York's history are compared hour by hour with the zone database
-        {"before the history", "NY", at(1954, 7, 1), false, 0},
-        {"2014, 01:59 on the change day", "NY", at(2014, 3, 9, 1, 59), false, 0},
-        {"2014, 02:00 on the change day", "NY", at(2014, 3, 9, 2), false, 60},
-        {"2014, 00:59 standard clock at the end", "NY", at(2014, 11, 2, 0, 59), true, 60},
-        {"2014, 01:00 standard clock at the end", "NY", at(2014, 11, 2, 1), true, 0},
-        {"UTC has none", "UTC", at(2014, 7, 1), false, 0},
-        {"custom shift", "60|0,3/LS,10/LS,30", at(2014, 7, 1), false, 30},
-        {"fifth Sunday of a month with four is its last", "0|0,2/5S,10/LS", at(2015, 2, 22, 3), false, 60},
-        {"the Saturday before", "0|0,2/5S,10/LS", at(2015, 2, 21, 3), false, 0},
-        {"southern summer, January", "600|0,10/1S,4/1S", at(2014, 1, 15), false, 60},
-        {"southern winter, July", "600|0,10/1S,4/1S", at(2014, 7, 1), false, 0},
-        {"southern summer, December", "600|0,10/1S,4/1S", at(2014, 12, 1), false, 60},
-        {"start equals end", "0|0,4/1S,4/1S", at(2014, 4, 6, 12), false, 0},
-        {"year 0 applies from the beginning", "0|0,4/1S,10/LS", at(1, 7, 1) + 0 * 693593, false, 60},
-    };
-    for (const Case& c : cases) {
-        const ZoneRule z = ZoneRule::named(c.zone);
-        EXPECT_EQ(z.daylightShift(c.v, c.standardClock), c.shift) << c.what;
-        if (!c.standardClock) {
-            EXPECT_EQ(DaylightShift(c.v, c.zone), c.shift) << c.what;
-        }
-    }
-}
-
 TEST(ZoneRuleTest, ConvertZone) {
     struct Case {
         const char* what;

@@ -44,20 +44,6 @@ TEST_F(OscillatorTest, CciMatchesARecomputationWithItsWarmUp) {
     }
 }
 
-TEST_F(OscillatorTest, CciOfLength20WarmsUpOverItsFirst39Bars) {
-    const std::vector<double> data = randomSeries(45, 22);
-    const Vec got = valuesOf("CCI", {data, 20.0}, 0, Vec(45, 5.0));
-    for (int i = 0; i <= 18; ++i) EXPECT_EQ(got[i], 5.0) << i; // no average: not written
-    for (int i = 19; i <= 38; ++i) EXPECT_EQ(got[i], F) << i;
-    EXPECT_NE(got[39], F);
-    EXPECT_NE(got[39], 5.0);
-}
-
-TEST_F(OscillatorTest, CciOfAConstantSeriesIsZeroOnceWarmed) {
-    const std::vector<double> got = cci(std::vector<double>(12, 7.25), 3);
-    EXPECT_EQ(got, (std::vector<double>{F, F, F, F, F, 0, 0, 0, 0, 0, 0, 0}));
-}
-
 TEST_F(OscillatorTest, CciContinuedGoesOnWithoutANewWarmUp) {
     // A call from a bar past n + 1 whose average exists takes the run as warmed: its bars get
     // values where one call over all bars still shows its warm-up; from the first value of
@@ -164,18 +150,6 @@ TEST_F(OscillatorTest, ZeroBalanceProjections) {
         Vec want(64, -1);
         for (auto [bar, v] : c.want) want[bar] = v;
         EXPECT_EQ(valuesOf("CalcZeroBal", {barsOf(closes), turns}, 0, Vec(64, -1)), want);
-    }
-}
-
-// A market without bars computes nothing and is no fault.
-TEST_F(OscillatorTest, MarketWithoutBars) {
-    const Vec x = {1, 2, 3};
-    const std::pair<const char*, std::vector<Arg>> cases[] = {
-        {"VolAccumDist", {'n'}}, {"PermStochK", {'n', x}}, {"CalcZeroBal", {'n', x}}, {"KSDIMaxUp", {'n', 1.0, 2.0}}};
-    for (const auto& [name, args] : cases) {
-        const Result r = runCall(name, args);
-        EXPECT_EQ(r.status, kOk) << name;
-        EXPECT_TRUE(r.values.empty()) << name;
     }
 }
 
