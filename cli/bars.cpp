@@ -12,53 +12,10 @@
 #include <memory>
 
 #include "cli/errors.h"
+#include "calendar/date.h"
 #include "containers/buffer.h"
 
 namespace fk::cli {
-
-// ---- calendar
-
-namespace {
-// Days from 1 January 1970 of a proleptic Gregorian date, and back.
-int64_t daysFromCivil(int64_t y, unsigned m, unsigned d) {
-    y -= m <= 2;
-    const int64_t era = (y >= 0 ? y : y - 399) / 400;
-    const unsigned yoe = static_cast<unsigned>(y - era * 400);
-    const unsigned doy = (153 * (m > 2 ? m - 3 : m + 9) + 2) / 5 + d - 1;
-    const unsigned doe = yoe * 365 + yoe / 4 - yoe / 100 + doy;
-    return era * 146097 + static_cast<int64_t>(doe) - 719468;
-}
-
-constexpr int32_t kDay1970 = 25569;
-constexpr int32_t kMillisPerDay = 86400000;
-
-bool leapYear(int y) { return (y % 4 == 0 && y % 100 != 0) || y % 400 == 0; }
-int daysInMonth(int y, int m) {
-    static const int days[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
-    return m == 2 && leapYear(y) ? 29 : days[m - 1];
-}
-} // namespace
-
-int32_t dayNumber(int year, int month, int day) {
-    return static_cast<int32_t>(daysFromCivil(year, static_cast<unsigned>(month), static_cast<unsigned>(day)) + kDay1970);
-}
-
-void civilDate(int32_t n, int& year, int& month, int& day) {
-    const int64_t z = static_cast<int64_t>(n) - kDay1970 + 719468;
-    const int64_t era = (z >= 0 ? z : z - 146096) / 146097;
-    const unsigned doe = static_cast<unsigned>(z - era * 146097);
-    const unsigned yoe = (doe - doe / 1460 + doe / 36524 - doe / 146096) / 365;
-    const unsigned doy = doe - (365 * yoe + yoe / 4 - yoe / 100);
-    const unsigned mp = (5 * doy + 2) / 153;
-    day = static_cast<int>(doy - (153 * mp + 2) / 5 + 1);
-    month = static_cast<int>(mp < 10 ? mp + 3 : mp - 9);
-    year = static_cast<int>(static_cast<int64_t>(yoe) + era * 400 + (month <= 2));
-}
-
-int32_t millisOfDay(double dt) {
-    const double frac = dt - std::floor(dt);
-    return static_cast<int32_t>(std::floor(frac * kMillisPerDay + 0.5));
-}
 
 namespace {
 
@@ -99,10 +56,10 @@ bool parseDateTime(std::string_view s, double& out) {
     int y = 0, m = 0, d = 0;
     if (s.size() >= 10 && (s[4] == '-' || s[4] == '/') && s[7] == s[4] && digitsAt(s, 0, 4, y) &&
         digitsAt(s, 5, 2, m) && digitsAt(s, 8, 2, d)) {
-        if (m < 1 || m > 12 || d < 1 || d > daysInMonth(y, m)) return false;
+        if (m < 1 || m > 12 || d < 1 || d > calendar::DaysInMonth(y, m)) return false;
         double frac = 0.0;
         if (s.size() > 10 && ((s[10] != ' ' && s[10] != 'T') || !parseClock(s.substr(11), frac))) return false;
-        out = dayNumber(y, m, d) + frac;
+        out = calendar::civilDayNumber(y, m, d) + frac;
         return true;
     }
     return parseNumber(s, out);
@@ -110,13 +67,13 @@ bool parseDateTime(std::string_view s, double& out) {
 
 std::size_t writeDateTime(char* out, double dt, bool withTime, bool withSeconds) {
     auto day = static_cast<int32_t>(std::floor(dt));
-    int32_t ms = millisOfDay(dt);
-    if (ms >= kMillisPerDay) {
+    int32_t ms = calendar::MillisOfDay(dt);
+    if (ms >= calendar::kMillisPerDay) {
         ++day;
-        ms -= kMillisPerDay;
+        ms -= calendar::kMillisPerDay;
     }
-    int y = 0, m = 0, d = 0;
-    civilDate(day, y, m, d);
+    const calendar::Date date = calendar::civilDate(day);
+    const int y = date.year, m = date.month, d = date.day;
     if (y < 0 || y > 9999) return static_cast<std::size_t>(std::snprintf(out, kDateTimeChars, "%d-%02d-%02d", y, m, d));
     char* p = out;
     auto two = [&p](int v) {

@@ -26,9 +26,6 @@ struct BarData {
 BarData loadBars(const std::string& path);
 BarData parseBars(std::string_view content, const std::string& source);
 
-// Day number of a calendar date (day 0 is 30 December 1899).
-int32_t dayNumber(int year, int month, int day);
-void civilDate(int32_t dayNumber, int& year, int& month, int& day);
 // "YYYY-MM-DD[ HH:MM[:SS]]" or a plain date-time number; false when it is neither.
 bool parseDateTime(std::string_view s, double& out);
 // YYYY-MM-DD, with " HH:MM" when withTime and ":SS" when withSeconds; written into `out`
@@ -36,8 +33,6 @@ bool parseDateTime(std::string_view s, double& out);
 inline constexpr std::size_t kDateTimeChars = 40;
 std::size_t writeDateTime(char* out, double dt, bool withTime, bool withSeconds);
 std::string formatDateTime(double dt, bool withTime, bool withSeconds);
-// Milliseconds since midnight, rounded to the nearest.
-int32_t millisOfDay(double dt);
 
 // Period word that suits the bars: N minutes for intraday bars, else daily, weekly or monthly.
 int32_t guessPeriod(const std::vector<double>& dateTime);

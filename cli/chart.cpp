@@ -10,6 +10,7 @@
 
 #include <fmt/format.h>
 
+#include "calendar/date.h"
 #include "cli/errors.h"
 #include "cli/table.h"
 
@@ -115,18 +116,19 @@ std::vector<DateTick> dateTicks(const BarData& bars, const Buckets& bk) {
         std::function<int64_t(double)> key;
         std::function<std::string(const Mark&)> label;
     };
-    auto ymd = [](double dt, int& y, int& m, int& d) { civilDate(static_cast<int32_t>(std::floor(dt)), y, m, d); };
-    auto year = [&](double dt) { int y, m, d; ymd(dt, y, m, d); return y; };
-    auto month = [&](double dt) { int y, m, d; ymd(dt, y, m, d); return m; };
-    auto dayLabel = [&](double dt) {
-        int y, m, d;
-        ymd(dt, y, m, d);
-        return fmt::format("{} {}", kMonths[m - 1], d);
+    // days before year 1 have no date: their month is 0 and gets no name
+    auto date = [](double dt) { return calendar::civilDate(calendar::floorToInt32(dt)); };
+    auto year = [&](double dt) { return date(dt).year; };
+    auto month = [&](double dt) { return date(dt).month; };
+    auto monthName = [&](double dt) {
+        const int32_t m = date(dt).month;
+        return m >= 1 ? kMonths[m - 1] : "";
     };
+    auto dayLabel = [&](double dt) { return fmt::format("{} {}", monthName(dt), date(dt).day); };
     auto monthLabel = [&](const Mark& k) {
-        return k.first || k.newYear ? fmt::format("{} {}", kMonths[month(k.dt) - 1], year(k.dt)) : std::string(kMonths[month(k.dt) - 1]);
+        return k.first || k.newYear ? fmt::format("{} {}", monthName(k.dt), year(k.dt)) : std::string(monthName(k.dt));
     };
-    auto minutes = [](double dt) { return static_cast<int64_t>(std::floor(dt)) * 1440 + millisOfDay(dt) / 60000; };
+    auto minutes = [](double dt) { return static_cast<int64_t>(std::floor(dt)) * 1440 + calendar::MillisOfDay(dt) / 60000; };
     std::vector<Level> levels = {
         {[&](double dt) { return int64_t{year(dt)}; }, [&](const Mark& k) { return std::to_string(year(k.dt)); }},
         {[&](double dt) { return int64_t{year(dt)} * 4 + (month(dt) - 1) / 3; }, monthLabel},
@@ -139,7 +141,7 @@ std::vector<DateTick> dateTicks(const BarData& bars, const Buckets& bk) {
         levels.push_back({[=](double dt) { return minutes(dt) / step; },
                           [=](const Mark& k) {
                               if (k.newDay) return dayLabel(k.dt);
-                              const int32_t min = millisOfDay(k.dt) / 60000;
+                              const int32_t min = calendar::MillisOfDay(k.dt) / 60000;
                               return fmt::format("{:02}:{:02}", min / 60 % 24, min % 60);
                           }});
 

@@ -4,6 +4,8 @@
 
 #include <fmt/format.h>
 
+#include "calendar/date.h"
+
 namespace fk::cli {
 
 namespace {
@@ -51,7 +53,7 @@ std::string formatCell(double v, double fill, bool raw) {
 DateFormat dateFormatFor(const std::vector<double>& dateTime) {
     DateFormat f;
     for (double dt : dateTime) {
-        const int32_t ms = millisOfDay(dt) % 86400000;
+        const int32_t ms = calendar::MillisOfDay(dt) % 86400000;
         if (ms != 0) f.withTime = true;
         if (ms % 60000 != 0) {
             f.withSeconds = true;

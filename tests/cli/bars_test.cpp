@@ -4,6 +4,7 @@
 
 #include <cmath>
 
+#include "calendar/date.h"
 #include "cli/bars.h"
 #include "cli/errors.h"
 #include "cli/table.h"
@@ -11,23 +12,6 @@
 using namespace fk::cli;
 
 namespace {
-
-TEST(BarDates, DayNumbersOfKnownDates) {
-    const struct {
-        int y, m, d;
-        int32_t day;
-    } cases[] = {
-        {1899, 12, 30, 0}, {1899, 12, 31, 1}, {1900, 1, 1, 2},     {1970, 1, 1, 25569},
-        {2000, 1, 1, 36526}, {2000, 2, 29, 36585}, {2024, 3, 1, 45352}, {1800, 1, 1, -36522},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.day);
-        EXPECT_EQ(dayNumber(c.y, c.m, c.d), c.day);
-        int y = 0, m = 0, d = 0;
-        civilDate(c.day, y, m, d);
-        EXPECT_EQ(y * 10000 + m * 100 + d, c.y * 10000 + c.m * 100 + c.d);
-    }
-}
 
 TEST(BarDates, ParseAndFormat) {
     const struct {
@@ -85,7 +69,7 @@ TEST(BarsCsv, ColumnsMissingCellsAndExtras) {
 
 TEST(BarsCsv, DelimitersTimeColumnAndOrder) {
     const BarData semi = parseBars("Date;Time;Close\n2024-01-02;0930;1\n2024-01-02;09:35;2\n2024-01-02;093600;3\n", "s.csv");
-    const double day = dayNumber(2024, 1, 2);
+    const double day = fk::calendar::civilDayNumber(2024, 1, 2);
     EXPECT_DOUBLE_EQ(semi.dateTime[0], day + 570 / 1440.0);
     EXPECT_DOUBLE_EQ(semi.dateTime[1], day + 575 / 1440.0);
     EXPECT_DOUBLE_EQ(semi.dateTime[2], day + 576 / 1440.0);
