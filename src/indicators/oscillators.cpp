@@ -1,5 +1,6 @@
 #include "indicators/oscillators.h"
 
+#include <algorithm>
 #include <cmath>
 
 #include "indicators/averages.h"
@@ -130,6 +131,43 @@ void accumulate(const Bars& c, const Bars& h, const Bars& l, const Bars& v, int3
     }
 }
 
+// One block of bars over plain arrays: each bar's term, 0 for a bar that misses a value, and 1 in
+// `gone` for that bar. Written so that the compiler computes several bars abreast: comparisons
+// that may not trap let it select instead of branch (the values are the same).
+[[gnu::optimize("no-trapping-math")]] void accumulationTerms(const double* __restrict c, const double* __restrict h,
+                                                             const double* __restrict l, const double* __restrict v,
+                                                             int32_t len, double missing, double highFill,
+                                                             double lowFill, double volumeFill,
+                                                             double* __restrict term, double* __restrict gone) {
+    for (int32_t j = 0; j < len; ++j) {
+        const double ci = c[j], hi = h[j], li = l[j], vi = v[j];
+        const double t = vi * ((ci - li) - (hi - ci)) / (hi - li);
+        const bool out = (ci == missing) | (hi == highFill) | (li == lowFill) | (vi == volumeFill);
+        term[j] = out ? 0.0 : t;
+        gone[j] = out ? 1.0 : 0.0;
+    }
+}
+
+// The accumulation over plain arrays, a block of terms at a time, then their running sum in bar
+// order. Adding the 0 of a bar that misses a value leaves the sum as it was: it starts at +0 and
+// so is never -0.
+void accumulatePlain(const double* c, const double* h, const double* l, const double* v, int32_t bars,
+                     double missing, double highFill, double lowFill, double volumeFill, double* q) {
+    constexpr int32_t kBlock = 256;
+    double term[kBlock], gone[kBlock];
+    double ad = 0;
+    for (int32_t from = 0; from < bars; from += kBlock) {
+        const int32_t len = std::min(kBlock, bars - from);
+        accumulationTerms(c + from, h + from, l + from, v + from, len, missing, highFill, lowFill, volumeFill, term,
+                          gone);
+        double* qb = q + from;
+        for (int32_t j = 0; j < len; ++j) {
+            ad = term[j] + ad;
+            qb[j] = gone[j] != 0 ? missing : ad;
+        }
+    }
+}
+
 } // namespace
 
 StatusCode volumeAccumulation(SeriesHandle& outH, const BarRecord& market) {
@@ -142,9 +180,7 @@ StatusCode volumeAccumulation(SeriesHandle& outH, const BarRecord& market) {
     if (c && h && l && v) {
         // every bar is written, so the output may be written as one array
         if (double* q = out.storage(0, n)) {
-            PlainOut plain{q, 0, out.fill()};
-            accumulate(PlainBars{c, 0}, PlainBars{h, 0}, PlainBars{l, 0}, PlainBars{v, 0}, n, m.missing, hf, lf, vf,
-                       plain);
+            accumulatePlain(c, h, l, v, n, m.missing, hf, lf, vf, q);
             return kOk;
         }
     }

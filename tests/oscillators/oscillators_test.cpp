@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstring>
 
 #include "support/heap_check.h"
 #include "support/series_checks.h"
@@ -82,6 +83,33 @@ TEST_F(OscillatorTest, VolumeAccumulationWeighsVolumeByWhereTheCloseLies) {
         {5, 0, 14, 10, 13, 40},  // three quarters up: half the volume
     };
     EXPECT_EQ(valuesOf("VolAccumDist", {bars}), (Vec{100, 50, 50, F, 70}));
+}
+
+// Long enough to cross the blocks the accumulation works in, with a value missing here and there
+// in each series; the running sum must carry past them to the last bit.
+TEST_F(OscillatorTest, VolumeAccumulationOverManyBarsEqualsTheRunningSum) {
+    const std::vector<double> close = randomSeries(1500, 7, 40), volume = randomSeries(1500, 8, 40);
+    std::vector<Bar> bars;
+    for (std::size_t i = 0; i < close.size(); ++i) {
+        const double c = close[i] == F ? 50.0 : close[i];
+        bars.push_back({1.0 + i, c, c + 1 + (i % 3), c - 1.5, close[i], volume[i]});
+    }
+    bars[300].high = kMissing;
+    bars[700].low = kMissing;
+    Vec want;
+    double ad = 0;
+    for (const Bar& b : bars) {
+        if (b.close == F || b.high == F || b.low == F || b.volume == F) {
+            want.push_back(F);
+            continue;
+        }
+        ad = b.volume * ((b.close - b.low) - (b.high - b.close)) / (b.high - b.low) + ad;
+        want.push_back(ad);
+    }
+    const Vec got = valuesOf("VolAccumDist", {bars});
+    ASSERT_EQ(got.size(), want.size());
+    for (std::size_t i = 0; i < got.size(); ++i)
+        ASSERT_EQ(std::memcmp(&got[i], &want[i], sizeof(double)), 0) << "bar " << i << ": " << got[i] << " " << want[i];
 }
 
 TEST_F(OscillatorTest, CashFlowScalesLargeResultsByPowersOf1000) {
