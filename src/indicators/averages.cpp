@@ -2,6 +2,9 @@
 
 #include <algorithm>
 #include <cmath>
+#ifdef __SSE2__
+#include <emmintrin.h>
+#endif
 
 #include "containers/scratch.h"
 #include "indicators/lengths.h"
@@ -681,6 +684,28 @@ StatusCode movingSum(SeriesHandle& outH, const SeriesHandle& inH, const SeriesHa
     return kOk;
 }
 
+namespace {
+
+// The deviations of two bars from their sums and sums of squares, sqrt((n squares - sum^2) / n^2)
+// or 0 where that is not above 0, worked out side by side (the same values as one at a time).
+#ifdef __SSE2__
+void deviations2(double sum0, double squares0, double sum1, double squares1, double dn, double nn, double* d) {
+    const __m128d sum = _mm_set_pd(sum1, sum0), squares = _mm_set_pd(squares1, squares0);
+    const __m128d variance =
+        _mm_div_pd(_mm_sub_pd(_mm_mul_pd(_mm_set1_pd(dn), squares), _mm_mul_pd(sum, sum)), _mm_set1_pd(nn));
+    // sqrt(+0) is +0: the bars whose variance is not above 0 take the root of +0
+    _mm_storeu_pd(d, _mm_sqrt_pd(_mm_and_pd(variance, _mm_cmpgt_pd(variance, _mm_setzero_pd()))));
+}
+#else
+void deviations2(double sum0, double squares0, double sum1, double squares1, double dn, double nn, double* d) {
+    const double v0 = (dn * squares0 - sum0 * sum0) / nn, v1 = (dn * squares1 - sum1 * sum1) / nn;
+    d[0] = v0 > 0 ? std::sqrt(v0) : 0.0;
+    d[1] = v1 > 0 ? std::sqrt(v1) : 0.0;
+}
+#endif
+
+} // namespace
+
 StatusCode movingStdDev(SeriesHandle& outH, const SeriesHandle& inH, double length) {
     const int32_t n = roundLength(length);
     NumberOut out(&outH, series::count(inH));
@@ -690,8 +715,8 @@ StatusCode movingStdDev(SeriesHandle& outH, const SeriesHandle& inH, double leng
     const double missing = in.fill(), dn = n, nn = dn * dn;
     withPlainBars(in, out, 0, end, [&](auto x, auto& o) {
         const double none = o.fill();
-        double sum = 0, squares = 0;
-        int32_t held = 0, trail = -1;
+        double sum = 0, squares = 0, pendingSum = 0, pendingSquares = 0;
+        int32_t held = 0, trail = -1, pending = -1;
         for (int32_t b = 0; b < end; ++b) {
             const double v = x[b];
             if (v == missing) {
@@ -710,8 +735,22 @@ StatusCode movingStdDev(SeriesHandle& outH, const SeriesHandle& inH, double leng
                 o.set(b, none);
                 continue;
             }
-            const double variance = (dn * squares - sum * sum) / nn;
-            o.set(b, variance > 0 ? std::sqrt(variance) : 0.0);
+            // bars are finished two at a time, so that their divisions and roots go side by side
+            if (pending < 0) {
+                pending = b;
+                pendingSum = sum;
+                pendingSquares = squares;
+                continue;
+            }
+            double d[2];
+            deviations2(pendingSum, pendingSquares, sum, squares, dn, nn, d);
+            o.set(pending, d[0]);
+            o.set(b, d[1]);
+            pending = -1;
+        }
+        if (pending >= 0) {
+            const double variance = (dn * pendingSquares - pendingSum * pendingSum) / nn;
+            o.set(pending, variance > 0 ? std::sqrt(variance) : 0.0);
         }
     });
     return kOk;
