@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <cstring>
 
+#include "containers/scratch.h"
+
 namespace fk {
 
 namespace {
@@ -35,7 +37,7 @@ const FamilyInfo* familyOfKind(uint8_t kind) {
 long liveBlocks(Family f) { return familyInfo(f).heap->liveBlocks(); }
 
 long liveBlocks() {
-    long n = 0;
+    long n = scratch::liveBlocks();
     for (const auto& f : g_families) n += f.heap->liveBlocks();
     return n;
 }

@@ -71,7 +71,8 @@ const FamilyInfo& familyInfo(Family f);
 // The family of a buffer kind; null for a kind the library does not know.
 const FamilyInfo* familyOfKind(uint8_t kind);
 
-// Live heap blocks of one family (headers and element arrays), and of all families.
+// Live heap blocks of one family (headers and element arrays), and of all families and the
+// scratch arrays.
 long liveBlocks(Family f);
 long liveBlocks();
 

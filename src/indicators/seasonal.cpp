@@ -4,9 +4,7 @@
 #include <algorithm>
 #include <functional>
 #include <cmath>
-#include <memory>
 #include <optional>
-#include <new>
 
 #include "calendar/date.h"
 #include "containers/scratch.h"
@@ -22,12 +20,6 @@ using series::NumberView;
 
 namespace {
 
-template <class T>
-std::unique_ptr<T[]> temporary(int64_t n) {
-    // a bound well inside what a 32-bit process can address
-    if (n < 0 || n > (int64_t{1} << 26)) return nullptr;
-    return std::unique_ptr<T[]>(new (std::nothrow) T[static_cast<std::size_t>(n > 0 ? n : 1)]);
-}
 
 // The trading day of each market bar, as the Day, Month and Year functions report it before their
 // session tests.
@@ -46,8 +38,8 @@ namespace {
 // The last bar at or before a target day whose price is present. Placed by binary search at the
 // first day asked for, then moved forward as the target grows.
 struct Cursor {
-    int32_t next = -1; // bars before it lie at or before the target; -1 not placed yet
-    int32_t last = -1; // the last of them with a present price; -1 none
+    int32_t next; // bars before it lie at or before the target; -1 not placed yet
+    int32_t last; // the last of them with a present price; -1 none
 };
 
 class SeasonalLookup {
@@ -124,11 +116,11 @@ StatusCode seasonalPath(SeriesHandle& outH, const BarRecord& market, const Serie
         if (dayOf(mid) <= minTarget) lo = mid + 1;
         else hi = mid;
     }
-    auto days = temporary<int32_t>(int64_t{n} - lo);
-    auto cursors = temporary<Cursor>(2 * (int64_t{kMax} + 1));
-    auto values = temporary<double>(kMax);
-    auto barYears = temporary<int32_t>(int64_t{n} - lo + 1);
-    if (!days || !cursors || !values || !barYears) return kDomainError;
+    Scratch<int32_t> days(n - lo), barYears(n - lo + 1);
+    Scratch<Cursor> cursors(2 * (kMax + 1));
+    Scratch<double> values(kMax);
+    if (!days.ok() || !cursors.ok() || !values.ok() || !barYears.ok()) return kDomainError;
+    std::fill_n(cursors.data(), cursors.size(), Cursor{-1, -1});
     for (int32_t j = lo; j < n; ++j) days[j - lo] = dayOf(j);
     // The years that hold a bar, ascending: only a year after one of them can count, since its base
     // lies in the year before it. The bars before lo lie in the year before the oldest or earlier,
@@ -140,14 +132,14 @@ StatusCode seasonalPath(SeriesHandle& outH, const BarRecord& market, const Serie
     };
     if (lo > 0) noteYear(dayOf(lo - 1));
     for (int32_t j = lo; j < n; ++j) noteYear(days[j - lo]);
-    if (!std::is_sorted(barYears.get(), barYears.get() + yearCount, std::less_equal<int32_t>())) { // dates out of order
-        std::sort(barYears.get(), barYears.get() + yearCount);
-        yearCount = static_cast<int32_t>(std::unique(barYears.get(), barYears.get() + yearCount) - barYears.get());
+    if (!std::is_sorted(barYears.data(), barYears.data() + yearCount, std::less_equal<int32_t>())) { // dates out of order
+        std::sort(barYears.data(), barYears.data() + yearCount);
+        yearCount = static_cast<int32_t>(std::unique(barYears.data(), barYears.data() + yearCount) - barYears.data());
     }
-    const SeasonalLookup look(days.get(), lo, n, price, dayOf);
+    const SeasonalLookup look(days.data(), lo, n, price, dayOf);
     // ends[k]: the last price at or before the end of year Y - k - 1; targets[k]: at or before the
     // bar's date in year Y - k
-    Cursor* ends = cursors.get();
+    Cursor* ends = cursors.data();
     Cursor* targets = ends + kMax + 1;
 
     int32_t lastDay = 0, year = 0, kUse = 0;
@@ -169,8 +161,8 @@ StatusCode seasonalPath(SeriesHandle& outH, const BarRecord& market, const Serie
         int32_t used = 0;
         double sum = 0.0;
         // years Y - k for k from 1 up, over the base years Y - k - 1 that hold a bar
-        const int32_t* base = std::upper_bound(barYears.get(), barYears.get() + yearCount, year - 2);
-        while (base != barYears.get()) {
+        const int32_t* base = std::upper_bound(barYears.data(), barYears.data() + yearCount, year - 2);
+        while (base != barYears.data()) {
             const int32_t k = year - *--base - 1;
             if (k > kUse) break;
             const int32_t startK = calendar::civilDayNumber(year - k, 1, 1);
@@ -393,10 +385,10 @@ namespace {
 class SameTimeTable {
 public:
     explicit SameTimeTable(int32_t bars)
-        : value_(temporary<double>(bars)), day_(temporary<int32_t>(bars)), older_(temporary<int32_t>(bars)) {
+        : value_(bars), day_(bars), older_(bars) {
         rehash(1024);
     }
-    bool ok() const { return value_ && day_ && older_ && keys_; }
+    bool ok() const { return value_.ok() && day_.ok() && older_.ok() && keys_.ok() && keys_.size() > 0; }
 
     // The newest entry of a clock time (-1 none), added when the time is new; null when the
     // table cannot grow.
@@ -428,9 +420,8 @@ private:
         return static_cast<int32_t>(slot);
     }
     bool rehash(int32_t capacity) {
-        auto keys = temporary<int32_t>(capacity);
-        auto heads = temporary<int32_t>(capacity);
-        if (!keys || !heads) return false;
+        Scratch<int32_t> keys(capacity), heads(capacity);
+        if (!keys.ok() || !heads.ok()) return false;
         for (int32_t s = 0; s < capacity; ++s) keys[s] = kEmpty;
         std::swap(keys, keys_);
         std::swap(heads, heads_);
@@ -444,8 +435,8 @@ private:
             }
         return true;
     }
-    std::unique_ptr<double[]> value_;
-    std::unique_ptr<int32_t[]> day_, older_, keys_, heads_;
+    Scratch<double> value_;
+    Scratch<int32_t> day_, older_, keys_, heads_;
     int32_t used_ = 0, size_ = 0, capacity_ = 0;
 };
 
@@ -463,8 +454,8 @@ StatusCode averageOfSameBarTime(SeriesHandle& outH, const BarRecord& market, con
     const TradingDays dayOf{m, calendar::SessionBounds::of(market)};
     const int32_t kept = sessions < n ? sessions : n;
     SameTimeTable table(n);
-    auto recent = temporary<double>(kept);
-    if (!table.ok() || !recent) return kDomainError;
+    Scratch<double> recent(kept);
+    if (!table.ok() || !recent.ok()) return kDomainError;
     const double miss = x.fill(), fill = out.fill();
     for (int32_t i = 0; i < n; ++i) {
         const double stamp = m.dateTime[i];

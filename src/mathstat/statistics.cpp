@@ -4,10 +4,9 @@
 #include <bit>
 #include <cmath>
 #include <cstring>
-#include <memory>
-#include <new>
 
 #include "containers/plain_bars.h"
+#include "containers/scratch.h"
 #include "containers/series.h"
 #include "mathstat/element_ops.h"
 
@@ -89,8 +88,8 @@ int64_t orderKey(double v) {
 class RankWindow {
 public:
     explicit RankWindow(int32_t n)
-        : n_(n), sorted_(new (std::nothrow) Entry[n]), timeline_(new (std::nothrow) int64_t[n]) {}
-    bool ok() const { return sorted_ && timeline_; }
+        : n_(n), sorted_(n), timeline_(n) {}
+    bool ok() const { return sorted_.ok() && timeline_.ok(); }
     bool full() const { return size_ == n_; }
     int64_t d() const { return d_; }
 
@@ -173,8 +172,8 @@ private:
     int32_t first_ = 0; // the oldest value's place in the timeline
     int64_t next_ = 0;  // arrival number of the next value
     int64_t d_ = 0;
-    std::unique_ptr<Entry[]> sorted_;
-    std::unique_ptr<int64_t[]> timeline_; // keys in the order they came, as a ring
+    Scratch<Entry> sorted_;
+    Scratch<int64_t> timeline_; // keys in the order they came, as a ring
 };
 
 } // namespace
