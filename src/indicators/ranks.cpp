@@ -199,6 +199,186 @@ void SortedArray::replace(double old, double v) {
     size_ += grows ? 1 : 0;
 }
 
+namespace {
+
+// ---- windows of up to 32 values held in vector registers from bar to bar
+//
+// With 256-bit vectors a window of n <= 32 values lives in q = ceil(n / 4) registers for the
+// whole loop, so that no bar waits for the memory the bar before wrote. The ring of values in
+// time order stays in memory only to give the value that leaves, which was written n bars before.
+
+constexpr int32_t kInRegisters = 32;
+
+// The bars of a window held in registers: the input from the lead before the start bar (x[0] is
+// bar `lead`) and the output from the start (q[0] is bar `start`), as plain arrays.
+struct ShortBars {
+    const double* x;
+    double* q;
+    int32_t n, lead, start, count;
+    double missing, fill;
+};
+
+// Runs `step(v, leaves)` on the present values of the lead and of every bar from the start
+// (`leaves`: the window is full, so the oldest value leaves), and writes what it answers from the
+// start on when the window is full; the other bars receive the fill.
+template <class Step>
+[[gnu::always_inline]] inline void shortWindowBars(const ShortBars& b, Step step) {
+    // the lead holds fewer than n present values, so no value leaves before the start bar
+    int32_t size = 0;
+    for (int32_t i = b.lead; i < b.start; ++i)
+        if (present(b.x[i - b.lead], b.missing)) {
+            step(b.x[i - b.lead], false);
+            ++size;
+        }
+    const double* x = b.x + (b.start - b.lead);
+    const int32_t bars = b.count - b.start;
+    int32_t i = 0;
+    for (; i < bars && size < b.n; ++i) {
+        const double v = x[i];
+        if (!present(v, b.missing)) {
+            b.q[i] = b.fill;
+            continue;
+        }
+        const double r = step(v, false);
+        b.q[i] = ++size == b.n ? r : b.fill;
+    }
+    // full from here on: each value pushes the oldest out
+    for (; i < bars; ++i) {
+        const double v = x[i];
+        b.q[i] = present(v, b.missing) ? step(v, true) : b.fill;
+    }
+}
+
+// The sorted window in Q registers, updated as `rebuild` does: +inf after the values.
+template <int Q>
+[[gnu::target("avx2")]] void percentileInRegisters(const ShortBars& bars, const OrderedWindow::Rank& rank,
+                                                   double* ring) {
+    const int32_t n = bars.n;
+    Quad s[Q], inf, minusInf;
+    splat(inf, HUGE_VAL);
+    splat(minusInf, -HUGE_VAL);
+#pragma GCC unroll 8
+    for (Quad& e : s) e = inf;
+    const QuadCount lanes = {0, 1, 2, 3};
+    const QuadCount heldInLast = lanes < (QuadCount{} + (n - 4 * (Q - 1)));
+    alignas(32) double sorted[4 * Q];
+    int32_t head = 0;
+    shortWindowBars(bars, [&](double v, bool leaves) {
+        const double old = leaves ? ring[head] : HUGE_VAL;
+        ring[head] = v;
+        head = head + 1 == n ? 0 : head + 1;
+        Quad o, w;
+        splat(o, old);
+        splat(w, v);
+        Quad t[Q];
+#pragma GCC unroll 8
+        for (int i = 0; i < Q; ++i) {
+            const Quad prev = i > 0 ? s[i - 1] : minusInf, next = i + 1 < Q ? s[i + 1] : inf;
+            const Quad before = __builtin_shuffle(prev, s[i], QuadCount{3, 4, 5, 6});
+            const Quad after = __builtin_shuffle(s[i], next, QuadCount{1, 2, 3, 4});
+            const Quad left = before < o ? before : s[i];
+            const Quad here = s[i] < o ? s[i] : after;
+            const Quad low = w < here ? w : here;
+            t[i] = left > low ? left : low;
+        }
+        t[Q - 1] = heldInLast ? t[Q - 1] : inf;
+#pragma GCC unroll 8
+        for (int i = 0; i < Q; ++i) {
+            s[i] = t[i];
+            *reinterpret_cast<Quad*>(sorted + 4 * i) = t[i];
+        }
+        const double lo = sorted[rank.k];
+        if (rank.k >= rank.last || rank.f == 0) return lo;
+        return lo + rank.f * (sorted[rank.k + 1] - lo);
+    });
+}
+
+// The window's values in Q registers in ring order (NaN in the places not yet filled, which no
+// comparison counts); the rank of each new value is counted among them.
+template <int Q>
+[[gnu::target("avx2")]] void rankInRegisters(const ShortBars& bars, const double* ranks, double* ring) {
+    const int32_t n = bars.n;
+    Quad r[Q];
+#pragma GCC unroll 8
+    for (Quad& e : r) splat(e, NAN);
+    QuadCount places[Q];
+#pragma GCC unroll 8
+    for (int i = 0; i < Q; ++i) places[i] = QuadCount{0, 1, 2, 3} + 4 * i;
+    int32_t size = 0, head = 0;
+    shortWindowBars(bars, [&](double v, bool leaves) {
+        Quad w;
+        splat(w, v);
+        QuadCount below = {}, equal = {};
+#pragma GCC unroll 8
+        for (int i = 0; i < Q; ++i) {
+            below -= r[i] < w;
+            equal -= r[i] == w;
+        }
+        int32_t b = static_cast<int32_t>(below[0] + below[1] + below[2] + below[3]);
+        int32_t e = static_cast<int32_t>(equal[0] + equal[1] + equal[2] + equal[3]) + 1;
+        const int32_t at = leaves ? head : size;
+        if (leaves) {
+            const double old = ring[head];
+            b -= old < v ? 1 : 0;
+            e -= old == v ? 1 : 0;
+            head = head + 1 == n ? 0 : head + 1;
+        } else {
+            ++size;
+        }
+        ring[at] = v;
+        const QuadCount place = QuadCount{} + at;
+#pragma GCC unroll 8
+        for (int i = 0; i < Q; ++i) r[i] = places[i] == place ? w : r[i];
+        return ranks[2 * b + e - 1];
+    });
+}
+
+// Runs the register form of a window of n <= 32 values for its number of registers.
+template <template <int> class Run, class... Args>
+void inRegisters(int32_t n, Args&&... args) {
+    switch ((n + 3) / 4) {
+    case 1: Run<1>::go(args...); break;
+    case 2: Run<2>::go(args...); break;
+    case 3: Run<3>::go(args...); break;
+    case 4: Run<4>::go(args...); break;
+    case 5: Run<5>::go(args...); break;
+    case 6: Run<6>::go(args...); break;
+    case 7: Run<7>::go(args...); break;
+    default: Run<8>::go(args...); break;
+    }
+}
+template <int Q>
+struct PercentileRun {
+    static void go(const ShortBars& bars, const OrderedWindow::Rank& rank, double* ring) {
+        percentileInRegisters<Q>(bars, rank, ring);
+    }
+};
+template <int Q>
+struct RankRun {
+    static void go(const ShortBars& bars, const double* ranks, double* ring) { rankInRegisters<Q>(bars, ranks, ring); }
+};
+
+// Runs the window in registers where it fits (with the vectors, up to 32 values, a window that
+// can fill) and the input and output are plain arrays; false, with nothing written, otherwise.
+template <template <int> class Run, class Arg>
+bool ranInRegisters(SeriesHandle& outH, const SeriesHandle& xH, int32_t n, int32_t start, const Arg& arg) {
+    const int32_t count = series::count(xH);
+    if (!wideVectors() || n > kInRegisters || n > count || start >= count) return false;
+    NumberOut out(&outH, count);
+    const NumberView x(&xH);
+    const int32_t lead = windowLead(x, n, start);
+    const double* src = x.storage(lead, count);
+    double* dst = out.storage(start, count);
+    if (!src || !dst) return false;
+    Scratch<double> ring(n);
+    if (!ring.ok()) return true; // no room on the heap: nothing is written
+    const ShortBars bars{src, dst, n, lead, start, count, x.fill(), out.fill()};
+    inRegisters<Run>(n, bars, arg, ring.data());
+    return true;
+}
+
+} // namespace
+
 double OrderedWindow::percentile(const Rank& r) const {
     if (r.k >= r.last || r.f == 0) return at(r.k);
     return at(r.k) + r.f * (at(r.k + 1) - at(r.k));
@@ -222,6 +402,7 @@ StatusCode equityRank(SeriesHandle& out, const SeriesHandle& x, double length, i
     Scratch<double> ranks(values <= INT32_MAX ? static_cast<int32_t>(values) : -1);
     if (!ranks.ok() || ranks.size() != values) return kOk; // no room on the heap: nothing is written
     for (int32_t t = 0; t < ranks.size(); ++t) ranks[t] = 100.0 * (0.5 * static_cast<double>(t)) / span;
+    if (ranInRegisters<RankRun>(out, x, n, start, ranks.data())) return kOk;
     return eachWindow<Keep::LatestRank>(out, x, n, start, [&ranks](const OrderedWindow& w, double) {
         int32_t below, equal;
         w.latestRank(below, equal);
@@ -235,6 +416,7 @@ StatusCode percentile(SeriesHandle& out, const SeriesHandle& x, double length, d
     if (!roundedCount(length, n) || n < 1) return kDomainError;
     if (!(percent >= 0 && percent <= 100)) return kDomainError;
     const OrderedWindow::Rank rank(n, percent);
+    if (ranInRegisters<PercentileRun>(out, x, n, start, rank)) return kOk;
     return eachWindow<Keep::Sorted>(out, x, n, start,
                                     [rank](const OrderedWindow& w, double) { return w.percentile(rank); });
 }

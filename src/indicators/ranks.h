@@ -139,6 +139,15 @@ inline void OrderedWindow::push(double v) {
 // A value that can be ordered and is not the series' missing value.
 inline bool present(double v, double missing) { return v != missing && v == v; }
 
+// The bar from which a window must take the present values before the start bar so that it holds
+// the n - 1 of them when the start bar comes.
+inline int32_t windowLead(const series::NumberView& x, int32_t n, int32_t start) {
+    int32_t from = start, found = 0;
+    while (found < n - 1 && --from >= 0)
+        if (present(x[from], x.fill())) ++found;
+    return from < 0 ? 0 : from;
+}
+
 // Runs `value(window, x_i)` on every bar from `start` whose input is present and whose window of
 // the last n present values is full; every other bar receives the output fill. The window keeps
 // what K asks for.
@@ -156,11 +165,7 @@ StatusCode eachWindow(SeriesHandle& outH, const SeriesHandle& xH, int32_t n, int
     }
     OrderedWindow w(n, K);
     if (!w.ok()) return kOk; // no room on the heap: nothing is written
-    // the n - 1 present values before the start bar, oldest first
-    int32_t from = start, found = 0;
-    while (found < n - 1 && --from >= 0)
-        if (present(x[from], missing)) ++found;
-    for (int32_t i = from < 0 ? 0 : from; i < start; ++i)
+    for (int32_t i = windowLead(x, n, start); i < start; ++i)
         if (present(x[i], missing)) w.push(x[i]);
     for (int32_t i = start; i < count; ++i) {
         const double v = x[i];
