@@ -77,9 +77,23 @@ Vec bruteWindow(const Vec& x, int i, int n) {
     return w;
 }
 
+// A walk in whole steps (ties, and new highs and lows that leave the window in turn), with about
+// one bar in eight missing.
+Vec walkWithHoles(int n, unsigned seed) {
+    std::mt19937 rng(seed);
+    std::uniform_int_distribution<int> step(-1, 1), hole(0, 7);
+    Vec x(n);
+    double level = 50;
+    for (double& e : x) {
+        level += step(rng);
+        e = hole(rng) == 0 ? M : level;
+    }
+    return x;
+}
+
 TEST_F(RanksTest, WindowsAgainstSortedCopies) {
-    const Vec x = tiedWithHoles(600, 7);
-    for (int n : {1, 2, 5, 20, 77}) {
+    for (const Vec& x : {tiedWithHoles(600, 7), walkWithHoles(600, 9)})
+    for (int n : {1, 2, 5, 15, 20, 31, 32, 77}) {
         SCOPED_TRACE(n);
         const Vec rank = run("EquityRankForBar", x, std::max(n, 2));
         const Vec pct = run("PercentileDLL", x, n, 37.5), med = run("TSBarMedian", x, n);
