@@ -107,11 +107,9 @@ struct Site {
             inputs.push_back(host::Series::of(v));
         }
         if (u.usesMarket) {
-            static const std::vector<host::Bar> bars = [&w] {
-                std::vector<host::Bar> b = bench::walkBars(w);
-                b.resize(kBars);
-                return b;
-            }();
+            std::vector<host::Bar> bars = bench::walkBars(w);
+            bars.resize(kBars);
+            for (int32_t i = 0; i < kBars; ++i) bars[i].dateTime = u.stamps(i);
             market = std::make_unique<host::Market>(bars);
         }
         call = std::make_unique<host::Call>(u.exportName);
@@ -121,25 +119,26 @@ struct Site {
     }
 
     // Writes the values of bars next .. next + n - 1 past each input's count (the walk goes
-    // round when it runs out), and gives the Return Value room for them.
+    // round when it runs out, the stamps go on), and gives the Return Value room for them.
     void writeAhead(int64_t n) {
         const bench::Walk& w = Data::get().walk;
         auto ahead = [&](SeriesHandle& h, auto at) {
             const auto room = static_cast<int32_t>(next + n + 1);
             if (h.buffer->capacity < room) buffers::setCapacity(h, room, true);
             auto* e = static_cast<double*>(h.buffer->elements);
-            for (int64_t j = 0; j < n; ++j) e[next + j] = at(kBars + static_cast<int32_t>((next - kBars + j) % kExtraBars));
+            for (int64_t j = 0; j < n; ++j) e[next + j] = at(static_cast<int32_t>(next + j));
         };
+        auto walked = [](int32_t bar) { return kBars + (bar - kBars) % kExtraBars; };
         for (std::size_t k = 0; k < inputs.size(); ++k)
-            ahead(inputs[k].handle(), [&](int32_t i) { return update->inputs[k](w, i); });
+            ahead(inputs[k].handle(), [&](int32_t bar) { return update->inputs[k](w, walked(bar)); });
         if (update->usesMarket) {
             BarRecord& r = market->record();
-            ahead(r.dateTime, [&](int32_t i) { return 32875.0 + i; });
-            ahead(r.open, [&](int32_t i) { return w.open[i]; });
-            ahead(r.high, [&](int32_t i) { return w.high[i]; });
-            ahead(r.low, [&](int32_t i) { return w.low[i]; });
-            ahead(r.close, [&](int32_t i) { return w.close[i]; });
-            ahead(r.volume, [&](int32_t i) { return w.volume[i]; });
+            ahead(r.dateTime, [&](int32_t bar) { return update->stamps(bar); });
+            ahead(r.open, [&](int32_t bar) { return w.open[walked(bar)]; });
+            ahead(r.high, [&](int32_t bar) { return w.high[walked(bar)]; });
+            ahead(r.low, [&](int32_t bar) { return w.low[walked(bar)]; });
+            ahead(r.close, [&](int32_t bar) { return w.close[walked(bar)]; });
+            ahead(r.volume, [&](int32_t bar) { return w.volume[walked(bar)]; });
         }
         const auto room = static_cast<int32_t>(next + n + 1);
         if (out.handle().buffer->capacity < room) buffers::setCapacity(out.handle(), room, true);

@@ -49,7 +49,47 @@ inline double lowerBand(const bench::Walk& w, int32_t i) {
 inline double swings(const bench::Walk&, int32_t i) { return i % 10 == 0 ? 2.0 : 0.0; }
 // the bar's change in percent
 inline double change(const bench::Walk& w, int32_t i) { return 100.0 * (w.close[i] - w.open[i]) / w.open[i]; }
+// the bar's range, a price distance, and the same in money at 50 a point
+inline double range(const bench::Walk& w, int32_t i) { return w.high[i] - w.low[i]; }
+inline double rangeDollars(const bench::Walk& w, int32_t i) { return 50.0 * range(w, i); }
+// the close's change over 10 bars, an oscillator to set against the price
+inline double momentum(const bench::Walk& w, int32_t i) { return i >= 10 ? w.close[i] - w.close[i - 10] : 0.0; }
+
+// A position that always follows the crossings of a fast (5) and a slow (20) exponential average
+// of the close: its direction, +1 or -1, and its entry price, the close of the bar it turned on.
+struct Crossings {
+    std::vector<double> entry, direction;
+    explicit Crossings(const bench::Walk& w) : entry(w.close.size()), direction(w.close.size()) {
+        double fast = w.close[0], slow = w.close[0], price = w.close[0], dir = 0;
+        for (std::size_t i = 0; i < w.close.size(); ++i) {
+            fast += (w.close[i] - fast) / 5.0;
+            slow += (w.close[i] - slow) / 20.0;
+            const double now = fast > slow ? 1 : -1;
+            if (now != dir) price = w.close[i];
+            dir = now;
+            entry[i] = price;
+            direction[i] = dir;
+        }
+    }
+};
+// (of the one walk the rows are measured on)
+inline const Crossings& crossings(const bench::Walk& w) {
+    static const Crossings c(w);
+    return c;
+}
+inline double entry(const bench::Walk& w, int32_t i) { return crossings(w).entry[i]; }
+inline double direction(const bench::Walk& w, int32_t i) { return crossings(w).direction[i]; }
 } // namespace src
+
+// The date and time of a market bar, by its number (also past the walk's first bench::kBars bars).
+using Stamp = double (*)(int32_t bar);
+
+namespace stamp {
+// daily bars from 2 January 1990 on, every day of the week
+inline double daily(int32_t bar) { return 32875.0 + bar; }
+// one-minute bars from 09:30 to 15:59, 390 a day, on every day from 2 January 1990 on
+inline double minutes(int32_t bar) { return 32875.0 + bar / 390 + (570.0 + bar % 390) / 1440.0; }
+} // namespace stamp
 
 // The walk (bench::kBars bars, then kExtraBars more for the update rows) and its per-bar inputs
 // over the first bench::kBars bars, as plain arrays for the peers and as host series for us.
@@ -93,10 +133,11 @@ struct Update {
     std::string exportName;
     std::vector<Source> inputs; // the series parameters, in order, appended to bar by bar
     // the parameters after the Return Value, `series` built from `inputs`; `market` holds the
-    // walk's bars, appended to bar by bar too, where `usesMarket`
+    // walk's bars stamped by `stamps`, appended to bar by bar too, where `usesMarket`
     std::function<void(host::Call&, std::vector<host::Series>& series, host::Market& market)> bind;
     std::string pairRow;        // the pair row whose peers give the cost of the same update
     bool usesMarket = false;
+    Stamp stamps = stamp::daily;
 };
 
 std::vector<Pair> makePairs(Data& d);
