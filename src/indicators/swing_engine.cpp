@@ -1,6 +1,7 @@
 #include "indicators/swing_engine.h"
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
 #include <cstring>
 #include <memory>
@@ -8,10 +9,13 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <type_traits>
 
 #include "calendar/date.h"
+#include "containers/scratch.h"
 #include "containers/series.h"
 #include "containers/text.h"
+#include "indicators/sliding_extreme.h"
 #include "market/market_view.h"
 #include "market/properties.h"
 
@@ -77,6 +81,13 @@ inline double loOf(double va, double vb) {
     else return vb;
 }
 
+// Sets x to v when `take`, else leaves it as it was, by masks on the bits: a compiler turns a plain
+// choice into a branch, which a predicting processor cannot foresee when it depends on the prices.
+inline void setIf(double& x, bool take, double v) {
+    const uint64_t m = uint64_t{0} - static_cast<uint64_t>(take);
+    x = std::bit_cast<double>((std::bit_cast<uint64_t>(v) & m) | (std::bit_cast<uint64_t>(x) & ~m));
+}
+
 // A compared bar: its number, its place among the present bars, and its two prices.
 struct Ref {
     int32_t bar, seq;
@@ -134,8 +145,9 @@ struct Scan {
 
 // One pass from bar `from`, reading bar i's two values with read(i, va, vb). The reference list
 // keeps its last 2 st + 1 entries, compacted into the front of its buffer (at least 256 entries)
-// when it fills. `sink.bar(i)` comes first on every bar; `sink.swing(side, at, now)` reports a swing at
-// `at` confirmed by the reference `now`. A missing bar clears the lists, or is passed over when
+// when it fills. `sink.bar(i)` comes first on every bar; `sink.swing(side, at, now, take)` follows
+// for both sides of every reference judged, `take` telling whether `at` is a swing confirmed by
+// the reference `now`: the sinks act on it without a branch, as a swing cannot be foreseen. A missing bar clears the lists, or is passed over when
 // PassHoles.
 template <Prices P, bool Skip, bool Intermediate, bool PassHoles, class Sink, class Read>
 void scanWith(const Scan& s, int32_t from, Sink& sink, Read read) {
@@ -193,13 +205,70 @@ void scanWith(const Scan& s, int32_t from, Sink& sink, Read read) {
                        lowLeft = Tie::below(l.lo, lows.back(3).lo, s.tie.leftStrict),
                        lowRight = Tie::below(l.lo, lows.back(1).lo, s.tie.rightStrict);
             const bool highsHeld = highs.full(), lowsHeld = lows.full();
-            if (isHigh & highsHeld & highLeft & highRight) sink.swing(Side::High, h, now);
-            if (isLow & lowsHeld & lowLeft & lowRight) sink.swing(Side::Low, l, now);
+            sink.swing(Side::High, h, now, isHigh & highsHeld & highLeft & highRight);
+            sink.swing(Side::Low, l, now, isLow & lowsHeld & lowLeft & lowRight);
         } else {
-            if (isHigh) sink.swing(Side::High, cand, now);
-            if (isLow) sink.swing(Side::Low, cand, now);
+            sink.swing(Side::High, cand, now, isHigh);
+            sink.swing(Side::Low, cand, now, isLow);
         }
     }
+}
+
+// The scan of a mode that compares every bar, over the stored arrays (bar i at pa[i - from]):
+// bar k is judged when bar k + st arrives, against the highest (lowest) of the st prices on each
+// side, both taken from one sliding window of the last st prices: the window as it stands is the
+// right side, and the window as it stood st + 1 bars back (kept in a ring) the left side. A bar
+// takes part only when no bar from k - st to k + st is missing or has a price that compares with
+// nothing, which the last such bar of each side tells; bars before `from` count as missing.
+// `slots` holds 6 st + 4 doubles.
+template <Prices P, bool WantHigh, bool WantLow, class Sink>
+void scanEvery(const Scan& s, int32_t from, Sink& sink, const double* pa, const double* pb, double* slots) {
+    const int32_t n = s.src.bars, st = s.strength;
+    const double fillA = s.src.a.fill(), fillB = s.src.b.fill();
+    SlidingExtreme<true> highs(slots, st);
+    SlidingExtreme<false> lows(slots + 3 * st + 2, st);
+    double* highsBack = slots + 2 * st + 1;
+    double* lowsBack = slots + 5 * st + 3;
+    int32_t badHigh = from - 1, badLow = from - 1, at = 0; // at: the ring's place of the bar st + 1 back
+    const bool leftEqual = !s.tie.leftStrict, rightEqual = !s.tie.rightStrict;
+    // bar i, and the candidate st bars back when `Judge`
+    auto step = [&](int32_t i, auto judge) {
+        sink.bar(i);
+        const double va = pa[i - from], vb = pb[i - from];
+        const bool missing = P == Prices::Close ? va == fillA : (va == fillA) | (vb == fillB);
+        const Ref now{i, 0, hiOf<P>(va, vb), loOf<P>(va, vb)};
+        const int32_t k = i - st;
+        const Ref cand = judge ? Ref{k, 0, hiOf<P>(pa[k - from], pb[k - from]), loOf<P>(pa[k - from], pb[k - from])}
+                               : now;
+        if constexpr (WantHigh) {
+            const double left = highsBack[at];
+            badHigh = (missing | (now.hi != now.hi)) ? i : badHigh;
+            highs.push(now.hi);
+            const double right = highs.extreme();
+            highsBack[at] = right;
+            if constexpr (judge) {
+                const bool take = (badHigh < k - st) & ((cand.hi > left) | (leftEqual & (cand.hi == left))) &
+                                  ((cand.hi > right) | (rightEqual & (cand.hi == right)));
+                sink.swing(Side::High, cand, now, take);
+            }
+        }
+        if constexpr (WantLow) {
+            const double left = lowsBack[at];
+            badLow = (missing | (now.lo != now.lo)) ? i : badLow;
+            lows.push(now.lo);
+            const double right = lows.extreme();
+            lowsBack[at] = right;
+            if constexpr (judge) {
+                const bool take = (badLow < k - st) & ((cand.lo < left) | (leftEqual & (cand.lo == left))) &
+                                  ((cand.lo < right) | (rightEqual & (cand.lo == right)));
+                sink.swing(Side::Low, cand, now, take);
+            }
+        }
+        at = at == st ? 0 : at + 1;
+    };
+    const int32_t first = from + 2 * st; // the first bar that can confirm a swing
+    for (int32_t i = from; i < first; ++i) step(i, std::false_type{});
+    for (int32_t i = first; i < n; ++i) step(i, std::true_type{});
 }
 
 // The scan, straight from the stored arrays where every bar it reads is stored.
@@ -207,6 +276,19 @@ template <Prices P, bool Skip, bool Intermediate, bool PassHoles, class Sink>
 void scanBars(const Scan& s, int32_t from, Sink& sink) {
     const double* pa = s.src.a.storage(from, s.src.bars);
     const double* pb = s.src.b.storage(from, s.src.bars);
+    if constexpr (!Skip && !Intermediate && !PassHoles) {
+        const int64_t st = s.strength;
+        if (pa && pb && 2 * st + 1 <= s.src.bars - from && 6 * st + 4 <= INT32_MAX) {
+            Scratch<double> slots(static_cast<int32_t>(6 * st + 4));
+            if (slots.ok()) {
+                if (s.wantHigh && s.wantLow) scanEvery<P, true, true>(s, from, sink, pa, pb, slots.data());
+                else if (s.wantHigh) scanEvery<P, true, false>(s, from, sink, pa, pb, slots.data());
+                else if (s.wantLow) scanEvery<P, false, true>(s, from, sink, pa, pb, slots.data());
+                else scanEvery<P, false, false>(s, from, sink, pa, pb, slots.data());
+                return;
+            }
+        }
+    }
     if (pa && pb) {
         scanWith<P, Skip, Intermediate, PassHoles>(s, from, sink, [pa, pb, from](int32_t i, double& va, double& vb) {
             va = pa[i - from];
@@ -252,16 +334,21 @@ Source sourceOf(const Setup& su, const SeriesHandle& high, const SeriesHandle& l
 }
 
 // Swing series: the confirmation distance at each swing after `keep` (the bars after it are set
-// to 0 before the scan).
+// to 0 before the scan). Written straight into the arrays of outputs that can be written in place.
 struct SeriesSink {
     NumberOut* high;
     NumberOut* low;
+    double* highs = nullptr; // the outputs' arrays from bar 0, or null to write through set()
+    double* lows = nullptr;
     int32_t keepHigh = -1, keepLow = -1;
 
     void bar(int32_t) {}
-    void swing(Side side, const Ref& at, const Ref& now) {
-        NumberOut* out = side == Side::High ? high : low;
-        if (out && at.bar > (side == Side::High ? keepHigh : keepLow)) out->set(at.bar, now.bar - at.bar);
+    void swing(Side side, const Ref& at, const Ref& now, bool take) {
+        const bool isHigh = side == Side::High;
+        take &= at.bar > (isHigh ? keepHigh : keepLow);
+        const double v = now.bar - at.bar;
+        if (double* p = isHigh ? highs : lows) setIf(p[at.bar], take, v);
+        else if (take) (isHigh ? high : low)->set(at.bar, v);
     }
 };
 
@@ -318,6 +405,8 @@ void run(const SeriesHandle& high, const SeriesHandle& low, const SeriesHandle& 
     }
     if (oh) zeros(*oh, std::max(from, sink.keepHigh + 1), n);
     if (ol) zeros(*ol, std::max(from, sink.keepLow + 1), n);
+    sink.highs = oh ? oh->reserve(0, n) : nullptr;
+    sink.lows = ol ? ol->reserve(0, n) : nullptr;
     const Scan s{sourceOf(su, high, low, close), su.strength, Tie(tie), oh.has_value(), ol.has_value()};
     scan(su, s, from, sink);
 }
@@ -328,8 +417,20 @@ namespace {
 // the confirmation counted in present values; nothing else is written.
 struct PresentSink {
     NumberOut& out;
+    double* p; // the output's array from bar 0, or null to write through set()
+    int32_t last = -1; // the last bar written in p
+
     void bar(int32_t) {}
-    void swing(Side, const Ref& at, const Ref& now) { out.set(at.bar, now.seq - at.seq); }
+    void swing(Side, const Ref& at, const Ref& now, bool take) {
+        const double v = now.seq - at.seq;
+        if (p) {
+            setIf(p[at.bar], take, v);
+            last += take * (at.bar - last);
+        } else if (take) {
+            out.set(at.bar, v);
+        }
+    }
+    ~PresentSink() { out.wrote(last); }
 };
 
 // A missing value between present ones.
@@ -360,7 +461,7 @@ StatusCode swingCustom(Side side, SeriesHandle& out, const SeriesHandle& input, 
         if (hasHole(in)) {
             const Setup su = setUp(strength, 0);
             if (!su.valid) return kOk;
-            PresentSink sink{w};
+            PresentSink sink{w, w.reserve(0, n)};
             const Scan s{Source{in, in, n}, su.strength, Tie(q), side == Side::High, side == Side::Low};
             scanBars<Prices::HighLow, false, false, true>(s, 0, sink);
             return kOk;
@@ -390,21 +491,23 @@ double onGrid(double level, double tick) {
     return perPoint == std::floor(perPoint) ? steps / perPoint : steps * tick;
 }
 
-// The level in force on each bar: the fill value until the first confirmation.
+// The line in two steps, so that no branch depends on where swings are confirmed: the scan marks
+// every bar with the number of swings confirmed so far and lists their prices from place 1 on;
+// each price then becomes its level once, and every bar reads the level of its mark (place 0:
+// the fill value).
 struct LevelSink {
-    NumberOut& out;
+    double* marks;
+    double* prices;
     Side side;
-    double shift, tick;
-    double level;
-    bool has = false;
+    double shift;
+    int32_t count = 0;
 
-    void bar(int32_t i) { out.set(i, has ? level : out.fill()); }
-    void swing(Side s, const Ref& at, const Ref& now) {
+    void bar(int32_t i) { marks[i] = count; }
+    void swing(Side s, const Ref& at, const Ref& now, bool take) {
         if (s != side) return;
-        level = side == Side::High ? at.hi + shift : at.lo - shift;
-        if (tick > 0) level = onGrid(level, tick);
-        has = true;
-        out.set(now.bar, level);
+        prices[count + 1] = side == Side::High ? at.hi + shift : at.lo - shift;
+        count += take;
+        marks[now.bar] = count;
     }
 };
 
@@ -415,33 +518,49 @@ StatusCode swingSystem(Side side, SeriesHandle& out, const BarRecord& market, do
     if (market.barCount <= 0) return kTooFewBars;
     const int32_t bars = market.barCount;
     NumberOut w(&out, bars);
-    const MarketView m(market);
     const Setup su = setUp(strength, calendar::truncToInt32(mode));
-    if (!su.valid) {
+    // the marks go straight into the output where it can be written in place
+    double* marks = su.valid ? w.storage(0, bars) : nullptr;
+    std::unique_ptr<double[]> ownMarks;
+    if (su.valid && !marks) marks = (ownMarks = std::unique_ptr<double[]>(new (std::nothrow) double[bars])).get();
+    std::unique_ptr<double[]> levels(marks ? new (std::nothrow) double[static_cast<size_t>(bars) + 2] : nullptr);
+    if (!levels) {
         for (int32_t i = 0; i < bars; ++i) w.set(i, w.fill());
         return kOk;
     }
     const double tick = levelTick(market);
-    LevelSink sink{w, side, tick > 0 ? offsetTicks * tick : 0.0, tick, 0.0};
+    LevelSink sink{marks, levels.get(), side, tick > 0 ? offsetTicks * tick : 0.0};
     Scan s{sourceOf(su, market.high, market.low, market.close), su.strength, Tie(0), side == Side::High,
            side == Side::Low};
     s.src.bars = bars;
     scan(su, s, 0, sink);
+    levels[0] = w.fill();
+    if (tick > 0)
+        for (int32_t k = 1; k <= sink.count; ++k) levels[k] = onGrid(levels[k], tick);
+    if (ownMarks) {
+        for (int32_t i = 0; i < bars; ++i) w.set(i, levels[static_cast<int32_t>(marks[i])]);
+    } else {
+        for (int32_t i = 0; i < bars; ++i) marks[i] = levels[static_cast<int32_t>(marks[i])];
+    }
     return kOk;
 }
 
 namespace {
 
-// The swings in the order of the bars that confirm them (one bar confirms one swing of a side).
+// The swings of one side in the order of the bars that confirm them (one bar confirms one swing
+// of a side), with their values. Appended without a branch: every swing judged is written to the
+// next place and kept by counting it.
 struct Confirmation {
     int32_t by, at;
+    double value;
 };
 struct ConfirmSink {
     Confirmation* list;
     int32_t bars, size = 0;
     void bar(int32_t) {}
-    void swing(Side, const Ref& at, const Ref& now) {
-        if (now.bar < bars) list[size++] = {now.bar, at.bar};
+    void swing(Side, const Ref& at, const Ref& now, bool take) {
+        list[size] = {now.bar, at.bar, at.hi};
+        size += take & (now.bar < bars);
     }
 };
 
@@ -454,44 +573,41 @@ StatusCode divergence(Side side, SeriesHandle& out, const SeriesHandle& price, c
     NumberOut w(&out, n);
     const NumberView a(&price), b(&indicator);
     const Setup su = setUp(strength, 0);
-    // room for a swing at every bar; only the part written is touched
-    std::unique_ptr<Confirmation[]> lists(su.valid ? new (std::nothrow) Confirmation[2 * static_cast<size_t>(n)]
-                                                   : nullptr);
+    // Each list: two places read as the swings before the first, room for a swing at every bar,
+    // and a closing place that no bar confirms; only the part written is touched.
+    const size_t room = static_cast<size_t>(n) + 3;
+    std::unique_ptr<Confirmation[]> lists(su.valid ? new (std::nothrow) Confirmation[2 * room] : nullptr);
     if (!lists) {
         for (int32_t t = 0; t < n; ++t) w.set(t, 0.0);
         return kOk;
     }
     const bool high = side == Side::High;
-    ConfirmSink sa{lists.get(), n}, sb{lists.get() + n, n};
+    Confirmation* const la = lists.get() + 2;
+    Confirmation* const lb = lists.get() + room + 2;
+    ConfirmSink sa{la, n}, sb{lb, n};
     scanBars<Prices::HighLow, false, false, false>(Scan{Source{a, a, n}, su.strength, Tie(0), high, !high}, 0, sa);
     scanBars<Prices::HighLow, false, false, false>(Scan{Source{b, b, b.count()}, su.strength, Tie(0), high, !high},
                                                    0, sb);
+    for (Confirmation* c : {la - 2, la - 1, la + sa.size, lb - 2, lb - 1, lb + sb.size}) *c = {-1, -1, 0.0};
+    // Every bar is judged without a branch: the swings confirmed so far are counted, and the last
+    // two of each list read from behind the count.
     const int64_t st = su.strength;
-    int32_t a1 = -1, a2 = -1, b1 = -1, b2 = -1, usedA = -1, usedB = -1;
-    int32_t nextA = 0, nextB = 0;
+    int32_t ia = 0, ib = 0, usedA = -1, usedB = -1;
+    double* p = w.storage(0, n);
     for (int32_t t = 0; t < n; ++t) {
-        double signal = 0.0;
-        const bool byA = nextA < sa.size && sa.list[nextA].by == t, byB = nextB < sb.size && sb.list[nextB].by == t;
-        if (byA || byB) {
-            if (byA) {
-                a1 = a2;
-                a2 = sa.list[nextA++].at;
-            }
-            if (byB) {
-                b1 = b2;
-                b2 = sb.list[nextB++].at;
-            }
-            if (a1 >= 0 && b1 >= 0 && std::abs(static_cast<int64_t>(a2) - b2) <= st &&
-                std::abs(static_cast<int64_t>(a1) - b1) <= st && !(a2 == usedA && b2 == usedB)) {
-                const bool diverges = high ? a[a2] > a[a1] && b[b2] < b[b1] : a[a2] < a[a1] && b[b2] > b[b1];
-                if (diverges) {
-                    signal = 1.0;
-                    usedA = a2;
-                    usedB = b2;
-                }
-            }
-        }
-        w.set(t, signal);
+        const bool byA = la[ia].by == t, byB = lb[ib].by == t;
+        ia += byA;
+        ib += byB;
+        const Confirmation &a1 = la[ia - 2], &a2 = la[ia - 1], &b1 = lb[ib - 2], &b2 = lb[ib - 1];
+        const bool paired = (ia >= 2) & (ib >= 2) & (std::abs(int64_t{a2.at} - b2.at) <= st) &
+                            (std::abs(int64_t{a1.at} - b1.at) <= st) & !((a2.at == usedA) & (b2.at == usedB));
+        const bool diverges = high ? (a2.value > a1.value) & (b2.value < b1.value)
+                                   : (a2.value < a1.value) & (b2.value > b1.value);
+        const bool signal = (byA | byB) & paired & diverges;
+        usedA = signal ? a2.at : usedA;
+        usedB = signal ? b2.at : usedB;
+        if (p) p[t] = signal;
+        else w.set(t, signal);
     }
     return kOk;
 }
@@ -499,11 +615,22 @@ StatusCode divergence(Side side, SeriesHandle& out, const SeriesHandle& price, c
 namespace {
 
 // +1 and -1 at intermediate points; every bar first 0, or the fill value where the input is missing.
+// Written straight into the output's array where it can be written in place, else through set().
 struct MarkSink {
     NumberOut& out;
     const NumberView& in;
-    void bar(int32_t i) { out.set(i, in.missing(i) ? out.fill() : 0.0); }
-    void swing(Side side, const Ref& at, const Ref&) { out.set(at.bar, side == Side::High ? 1.0 : -1.0); }
+    double* p;
+
+    void bar(int32_t i) {
+        const double v = in.missing(i) ? out.fill() : 0.0;
+        if (p) p[i] = v;
+        else out.set(i, v);
+    }
+    void swing(Side side, const Ref& at, const Ref&, bool take) {
+        const double v = side == Side::High ? 1.0 : -1.0;
+        if (p) setIf(p[at.bar], take, v);
+        else if (take) out.set(at.bar, v);
+    }
 };
 
 } // namespace
@@ -513,7 +640,7 @@ StatusCode intermediateSwings(SeriesHandle& out, const SeriesHandle& input) {
     const int32_t n = NumberView(&input).count();
     NumberOut w(&out, n);
     const NumberView in(&input);
-    MarkSink sink{w, in};
+    MarkSink sink{w, in, w.storage(0, n)};
     scanBars<Prices::Close, true, true, true>(Scan{Source{in, in, n}, 1, Tie(0), true, true}, 0, sink);
     return kOk;
 }
