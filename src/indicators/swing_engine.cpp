@@ -221,7 +221,7 @@ void scanWith(const Scan& s, int32_t from, Sink& sink, Read read) {
 // takes part only when no bar from k - st to k + st is missing or has a price that compares with
 // nothing, which the last such bar of each side tells; bars before `from` count as missing.
 // `slots` holds 6 st + 4 doubles.
-template <Prices P, bool WantHigh, bool WantLow, class Sink>
+template <Prices P, bool WantHigh, bool WantLow, bool LeftEqual, bool RightEqual, class Sink>
 void scanEvery(const Scan& s, int32_t from, Sink& sink, const double* pa, const double* pb, double* slots) {
     const int32_t n = s.src.bars, st = s.strength;
     const double fillA = s.src.a.fill(), fillB = s.src.b.fill();
@@ -230,7 +230,6 @@ void scanEvery(const Scan& s, int32_t from, Sink& sink, const double* pa, const 
     double* highsBack = slots + 2 * st + 1;
     double* lowsBack = slots + 5 * st + 3;
     int32_t badHigh = from - 1, badLow = from - 1, at = 0; // at: the ring's place of the bar st + 1 back
-    const bool leftEqual = !s.tie.leftStrict, rightEqual = !s.tie.rightStrict;
     // bar i, and the candidate st bars back when `Judge`
     auto step = [&](int32_t i, auto judge) {
         sink.bar(i);
@@ -247,8 +246,8 @@ void scanEvery(const Scan& s, int32_t from, Sink& sink, const double* pa, const 
             const double right = highs.extreme();
             highsBack[at] = right;
             if constexpr (judge) {
-                const bool take = (badHigh < k - st) & ((cand.hi > left) | (leftEqual & (cand.hi == left))) &
-                                  ((cand.hi > right) | (rightEqual & (cand.hi == right)));
+                const bool take = (badHigh < k - st) & (LeftEqual ? cand.hi >= left : cand.hi > left) &
+                                  (RightEqual ? cand.hi >= right : cand.hi > right);
                 sink.swing(Side::High, cand, now, take);
             }
         }
@@ -259,8 +258,8 @@ void scanEvery(const Scan& s, int32_t from, Sink& sink, const double* pa, const 
             const double right = lows.extreme();
             lowsBack[at] = right;
             if constexpr (judge) {
-                const bool take = (badLow < k - st) & ((cand.lo < left) | (leftEqual & (cand.lo == left))) &
-                                  ((cand.lo < right) | (rightEqual & (cand.lo == right)));
+                const bool take = (badLow < k - st) & (LeftEqual ? cand.lo <= left : cand.lo < left) &
+                                  (RightEqual ? cand.lo <= right : cand.lo < right);
                 sink.swing(Side::Low, cand, now, take);
             }
         }
@@ -269,6 +268,24 @@ void scanEvery(const Scan& s, int32_t from, Sink& sink, const double* pa, const 
     const int32_t first = from + 2 * st; // the first bar that can confirm a swing
     for (int32_t i = from; i < first; ++i) step(i, std::false_type{});
     for (int32_t i = first; i < n; ++i) step(i, std::true_type{});
+}
+
+// scanEvery for the sides wanted and the tie rule; a market's highs and lows that are one series
+// (a single series passed as both) are read as closes.
+template <Prices P, class Sink>
+void scanEvery(const Scan& s, int32_t from, Sink& sink, const double* pa, const double* pb, double* slots) {
+    if constexpr (P == Prices::HighLow) {
+        if (pa == pb && s.src.a.fill() == s.src.b.fill()) return scanEvery<Prices::Close>(s, from, sink, pa, pb, slots);
+    }
+    auto sides = [&]<bool LeftEqual, bool RightEqual>() {
+        if (s.wantHigh && s.wantLow) scanEvery<P, true, true, LeftEqual, RightEqual>(s, from, sink, pa, pb, slots);
+        else if (s.wantHigh) scanEvery<P, true, false, LeftEqual, RightEqual>(s, from, sink, pa, pb, slots);
+        else if (s.wantLow) scanEvery<P, false, true, LeftEqual, RightEqual>(s, from, sink, pa, pb, slots);
+        else for (int32_t i = from; i < s.src.bars; ++i) sink.bar(i);
+    };
+    if (s.tie.leftStrict && s.tie.rightStrict) sides.template operator()<false, false>();
+    else if (s.tie.leftStrict) sides.template operator()<false, true>();
+    else sides.template operator()<true, false>();
 }
 
 // The scan, straight from the stored arrays where every bar it reads is stored.
@@ -281,10 +298,7 @@ void scanBars(const Scan& s, int32_t from, Sink& sink) {
         if (pa && pb && 2 * st + 1 <= s.src.bars - from && 6 * st + 4 <= INT32_MAX) {
             Scratch<double> slots(static_cast<int32_t>(6 * st + 4));
             if (slots.ok()) {
-                if (s.wantHigh && s.wantLow) scanEvery<P, true, true>(s, from, sink, pa, pb, slots.data());
-                else if (s.wantHigh) scanEvery<P, true, false>(s, from, sink, pa, pb, slots.data());
-                else if (s.wantLow) scanEvery<P, false, true>(s, from, sink, pa, pb, slots.data());
-                else scanEvery<P, false, false>(s, from, sink, pa, pb, slots.data());
+                scanEvery<P>(s, from, sink, pa, pb, slots.data());
                 return;
             }
         }
