@@ -569,12 +569,11 @@ struct Confirmation {
     double value;
 };
 struct ConfirmSink {
-    Confirmation* list;
-    int32_t bars, size = 0;
+    Confirmation* next;
     void bar(int32_t) {}
     void swing(Side, const Ref& at, const Ref& now, bool take) {
-        list[size] = {now.bar, at.bar, at.hi};
-        size += take & (now.bar < bars);
+        *next = {now.bar, at.bar, at.hi};
+        next += take;
     }
 };
 
@@ -598,30 +597,32 @@ StatusCode divergence(Side side, SeriesHandle& out, const SeriesHandle& price, c
     const bool high = side == Side::High;
     Confirmation* const la = lists.get() + 2;
     Confirmation* const lb = lists.get() + room + 2;
-    ConfirmSink sa{la, n}, sb{lb, n};
+    ConfirmSink sa{la}, sb{lb};
+    // a swing confirmed by bar n or later plays no part, and needs no bar from n on
     scanBars<Prices::HighLow, false, false, false>(Scan{Source{a, a, n}, su.strength, Tie(0), high, !high}, 0, sa);
-    scanBars<Prices::HighLow, false, false, false>(Scan{Source{b, b, b.count()}, su.strength, Tie(0), high, !high},
-                                                   0, sb);
-    for (Confirmation* c : {la - 2, la - 1, la + sa.size, lb - 2, lb - 1, lb + sb.size}) *c = {-1, -1, 0.0};
-    // Every bar is judged without a branch: the swings confirmed so far are counted, and the last
-    // two of each list read from behind the count.
+    scanBars<Prices::HighLow, false, false, false>(
+        Scan{Source{b, b, std::min(b.count(), n)}, su.strength, Tie(0), high, !high}, 0, sb);
+    for (Confirmation* c : {la - 2, la - 1, lb - 2, lb - 1}) *c = {-1, -1, 0.0};
+    *sa.next = *sb.next = {INT32_MAX, -1, 0.0};
+    // Only the bars that confirm a swing in either list are judged, in order, without a branch: the
+    // swings confirmed so far are counted, and the last two of each list read from behind the count.
+    zeros(w, 0, n);
+    double* p = w.reserve(0, n);
     const int64_t st = su.strength;
     int32_t ia = 0, ib = 0, usedA = -1, usedB = -1;
-    double* p = w.storage(0, n);
-    for (int32_t t = 0; t < n; ++t) {
-        const bool byA = la[ia].by == t, byB = lb[ib].by == t;
-        ia += byA;
-        ib += byB;
+    for (int32_t t = std::min(la[0].by, lb[0].by); t != INT32_MAX; t = std::min(la[ia].by, lb[ib].by)) {
+        ia += la[ia].by == t;
+        ib += lb[ib].by == t;
         const Confirmation &a1 = la[ia - 2], &a2 = la[ia - 1], &b1 = lb[ib - 2], &b2 = lb[ib - 1];
         const bool paired = (ia >= 2) & (ib >= 2) & (std::abs(int64_t{a2.at} - b2.at) <= st) &
                             (std::abs(int64_t{a1.at} - b1.at) <= st) & !((a2.at == usedA) & (b2.at == usedB));
         const bool diverges = high ? (a2.value > a1.value) & (b2.value < b1.value)
                                    : (a2.value < a1.value) & (b2.value > b1.value);
-        const bool signal = (byA | byB) & paired & diverges;
+        const bool signal = paired & diverges;
         usedA = signal ? a2.at : usedA;
         usedB = signal ? b2.at : usedB;
         if (p) p[t] = signal;
-        else w.set(t, signal);
+        else if (signal) w.set(t, 1.0);
     }
     return kOk;
 }
