@@ -143,6 +143,29 @@ struct Scan {
     bool wantHigh, wantLow;
 };
 
+// Reports a judged candidate's swings to the sink, or with Intermediate, after counting the
+// candidate among the short-term points, the point before the last of each side that stands
+// beyond the points on both sides of it.
+template <bool Intermediate, class Sink>
+inline void report(const Scan& s, Sink& sink, Last3& highs, Last3& lows, const Ref& cand, const Ref& now, bool isHigh,
+                   bool isLow) {
+    if constexpr (Intermediate) {
+        highs.offer(cand, isHigh);
+        lows.offer(cand, isLow);
+        const Ref &h = highs.back(2), &l = lows.back(2);
+        const bool highLeft = Tie::above(h.hi, highs.back(3).hi, s.tie.leftStrict),
+                   highRight = Tie::above(h.hi, highs.back(1).hi, s.tie.rightStrict),
+                   lowLeft = Tie::below(l.lo, lows.back(3).lo, s.tie.leftStrict),
+                   lowRight = Tie::below(l.lo, lows.back(1).lo, s.tie.rightStrict);
+        const bool highsHeld = highs.full(), lowsHeld = lows.full();
+        sink.swing(Side::High, h, now, isHigh & highsHeld & highLeft & highRight);
+        sink.swing(Side::Low, l, now, isLow & lowsHeld & lowLeft & lowRight);
+    } else {
+        sink.swing(Side::High, cand, now, isHigh);
+        sink.swing(Side::Low, cand, now, isLow);
+    }
+}
+
 // One pass from bar `from`, reading bar i's two values with read(i, va, vb). The reference list
 // keeps its last 2 st + 1 entries, compacted into the front of its buffer (at least 256 entries)
 // when it fills. `sink.bar(i)` comes first on every bar; `sink.swing(side, at, now, take)` follows
@@ -196,22 +219,52 @@ void scanWith(const Scan& s, int32_t from, Sink& sink, Read read) {
         bool isHigh = s.wantHigh & !inside, isLow = s.wantLow & !inside;
         standsOut(cand, refs + k - st, refs + k, s.tie.leftStrict, isHigh, isLow);
         standsOut(cand, refs + k + 1, refs + len, s.tie.rightStrict, isHigh, isLow);
-        if constexpr (Intermediate) {
-            highs.offer(cand, isHigh);
-            lows.offer(cand, isLow);
-            const Ref &h = highs.back(2), &l = lows.back(2);
-            const bool highLeft = Tie::above(h.hi, highs.back(3).hi, s.tie.leftStrict),
-                       highRight = Tie::above(h.hi, highs.back(1).hi, s.tie.rightStrict),
-                       lowLeft = Tie::below(l.lo, lows.back(3).lo, s.tie.leftStrict),
-                       lowRight = Tie::below(l.lo, lows.back(1).lo, s.tie.rightStrict);
-            const bool highsHeld = highs.full(), lowsHeld = lows.full();
-            sink.swing(Side::High, h, now, isHigh & highsHeld & highLeft & highRight);
-            sink.swing(Side::Low, l, now, isLow & lowsHeld & lowLeft & lowRight);
-        } else {
-            sink.swing(Side::High, cand, now, isHigh);
-            sink.swing(Side::Low, cand, now, isLow);
-        }
+        report<Intermediate>(s, sink, highs, lows, cand, now, isHigh, isLow);
     }
+}
+
+// The scan of a mode that passes over inside bars at strength 1, with the last references in a
+// ring of four instead of a list: a bar is written to the next place whether it is inside or not,
+// and kept by counting it. The same swings as scanWith.
+template <Prices P, bool Intermediate, bool PassHoles, bool LeftEqual, bool RightEqual, class Sink, class Read>
+void scanOuter(const Scan& s, int32_t from, Sink& sink, Read read) {
+    Ref ring[4] = {};
+    uint32_t len = 0; // references since the last missing bar
+    int32_t seq = 0;
+    Last3 highs, lows;
+    for (int32_t i = from; i < s.src.bars; ++i) {
+        sink.bar(i);
+        double va, vb;
+        read(i, va, vb);
+        if (missingAt<P>(s.src, va, vb)) {
+            if constexpr (!PassHoles) {
+                len = 0;
+                highs.clear();
+                lows.clear();
+            }
+            continue;
+        }
+        const Ref now{i, seq++, hiOf<P>(va, vb), loOf<P>(va, vb)};
+        const Ref& last = ring[(len - 1) & 3];
+        const bool inside = (len > 0) & (now.hi <= last.hi) & (now.lo >= last.lo);
+        ring[len & 3] = now;
+        len += inside ? 0 : 1;
+        // the reference before the last, between the one before it and the last
+        const Ref &left = ring[(len - 3) & 3], &cand = ring[(len - 2) & 3], &right = ring[(len - 1) & 3];
+        const bool judged = (len >= 3) & !inside;
+        const bool isHigh = s.wantHigh & judged & (LeftEqual ? cand.hi >= left.hi : cand.hi > left.hi) &
+                            (RightEqual ? cand.hi >= right.hi : cand.hi > right.hi);
+        const bool isLow = s.wantLow & judged & (LeftEqual ? cand.lo <= left.lo : cand.lo < left.lo) &
+                           (RightEqual ? cand.lo <= right.lo : cand.lo < right.lo);
+        report<Intermediate>(s, sink, highs, lows, cand, now, isHigh, isLow);
+    }
+}
+
+template <Prices P, bool Intermediate, bool PassHoles, class Sink, class Read>
+void scanOuter(const Scan& s, int32_t from, Sink& sink, Read read) {
+    if (s.tie.leftStrict && s.tie.rightStrict) scanOuter<P, Intermediate, PassHoles, false, false>(s, from, sink, read);
+    else if (s.tie.leftStrict) scanOuter<P, Intermediate, PassHoles, false, true>(s, from, sink, read);
+    else scanOuter<P, Intermediate, PassHoles, true, false>(s, from, sink, read);
 }
 
 // The scan of a mode that compares every bar, over the stored arrays (bar i at pa[i - from]):
@@ -303,13 +356,19 @@ void scanBars(const Scan& s, int32_t from, Sink& sink) {
             }
         }
     }
+    auto with = [&](auto read) {
+        if constexpr (Skip) {
+            if (s.strength == 1) return scanOuter<P, Intermediate, PassHoles>(s, from, sink, read);
+        }
+        scanWith<P, Skip, Intermediate, PassHoles>(s, from, sink, read);
+    };
     if (pa && pb) {
-        scanWith<P, Skip, Intermediate, PassHoles>(s, from, sink, [pa, pb, from](int32_t i, double& va, double& vb) {
+        with([pa, pb, from](int32_t i, double& va, double& vb) {
             va = pa[i - from];
             vb = pb[i - from];
         });
     } else {
-        scanWith<P, Skip, Intermediate, PassHoles>(s, from, sink, [&s](int32_t i, double& va, double& vb) {
+        with([&s](int32_t i, double& va, double& vb) {
             va = s.src.a[i];
             vb = s.src.b[i];
         });
