@@ -170,8 +170,8 @@ inline void report(const Scan& s, Sink& sink, Last3& highs, Last3& lows, const R
 // keeps its last 2 st + 1 entries, compacted into the front of its buffer (at least 256 entries)
 // when it fills. `sink.bar(i)` comes first on every bar; `sink.swing(side, at, now, take)` follows
 // for both sides of every reference judged, `take` telling whether `at` is a swing confirmed by
-// the reference `now`: the sinks act on it without a branch, as a swing cannot be foreseen. A missing bar clears the lists, or is passed over when
-// PassHoles.
+// the reference `now`: the sinks act on it without a branch, as a swing cannot be foreseen. A
+// missing bar clears the lists, or is passed over when PassHoles.
 template <Prices P, bool Skip, bool Intermediate, bool PassHoles, class Sink, class Read>
 void scanWith(const Scan& s, int32_t from, Sink& sink, Read read) {
     const int32_t n = s.src.bars, st = s.strength;
@@ -673,8 +673,9 @@ StatusCode divergence(Side side, SeriesHandle& out, const SeriesHandle& price, c
         ia += la[ia].by == t;
         ib += lb[ib].by == t;
         const Confirmation &a1 = la[ia - 2], &a2 = la[ia - 1], &b1 = lb[ib - 2], &b2 = lb[ib - 1];
-        const bool paired = (ia >= 2) & (ib >= 2) & (std::abs(int64_t{a2.at} - b2.at) <= st) &
-                            (std::abs(int64_t{a1.at} - b1.at) <= st) & !((a2.at == usedA) & (b2.at == usedB));
+        const bool nearLast = std::abs(int64_t{a2.at} - b2.at) <= st;
+        const bool nearFirst = std::abs(int64_t{a1.at} - b1.at) <= st;
+        const bool paired = (ia >= 2) & (ib >= 2) & nearLast & nearFirst & !((a2.at == usedA) & (b2.at == usedB));
         const bool diverges = high ? (a2.value > a1.value) & (b2.value < b1.value)
                                    : (a2.value < a1.value) & (b2.value > b1.value);
         const bool signal = paired & diverges;
