@@ -283,7 +283,7 @@ void scanEvery(const Scan& s, int32_t from, Sink& sink, const double* pa, const 
     double* highsBack = slots + 2 * st + 1;
     double* lowsBack = slots + 5 * st + 3;
     int32_t badHigh = from - 1, badLow = from - 1, at = 0; // at: the ring's place of the bar st + 1 back
-    // bar i, and the candidate st bars back when `Judge`
+    // bar i, and the candidate st bars back when `judge`
     auto step = [&](int32_t i, auto judge) {
         sink.bar(i);
         const double va = pa[i - from], vb = pb[i - from];
