@@ -694,10 +694,11 @@ namespace {
 struct MarkSink {
     NumberOut& out;
     const NumberView& in;
+    const double* src; // the input's array from bar 0, or null to read through the view
     double* p;
 
     void bar(int32_t i) {
-        const double v = in.missing(i) ? out.fill() : 0.0;
+        const double v = (src ? src[i] : in[i]) == in.fill() ? out.fill() : 0.0;
         if (p) p[i] = v;
         else out.set(i, v);
     }
@@ -715,7 +716,7 @@ StatusCode intermediateSwings(SeriesHandle& out, const SeriesHandle& input) {
     const int32_t n = NumberView(&input).count();
     NumberOut w(&out, n);
     const NumberView in(&input);
-    MarkSink sink{w, in, w.storage(0, n)};
+    MarkSink sink{w, in, in.storage(0, n), w.storage(0, n)};
     scanBars<Prices::Close, true, true, true>(Scan{Source{in, in, n}, 1, Tie(0), true, true}, 0, sink);
     return kOk;
 }
