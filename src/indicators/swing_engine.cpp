@@ -1,7 +1,6 @@
 #include "indicators/swing_engine.h"
 
 #include <algorithm>
-#include <bit>
 #include <cmath>
 #include <cstring>
 #include <memory>
@@ -81,11 +80,11 @@ inline double loOf(double va, double vb) {
     else return vb;
 }
 
-// Sets x to v when `take`, else leaves it as it was, by masks on the bits: a compiler turns a plain
+// Sets x to v when `take`, else leaves it as it was, picking by index: a compiler turns a plain
 // choice into a branch, which a predicting processor cannot foresee when it depends on the prices.
 inline void setIf(double& x, bool take, double v) {
-    const uint64_t m = uint64_t{0} - static_cast<uint64_t>(take);
-    x = std::bit_cast<double>((std::bit_cast<uint64_t>(v) & m) | (std::bit_cast<uint64_t>(x) & ~m));
+    const double choice[2] = {x, v};
+    x = choice[take];
 }
 
 // A compared bar: its number, its place among the present bars, and its two prices.
