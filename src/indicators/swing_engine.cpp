@@ -228,6 +228,7 @@ void scanWith(const Scan& s, int32_t from, Sink& sink, Read read) {
 template <Prices P, bool Intermediate, bool PassHoles, bool LeftEqual, bool RightEqual, class Sink, class Read>
 void scanOuter(const Scan& s, int32_t from, Sink& sink, Read read) {
     Ref ring[4] = {};
+    const bool wantHigh = s.wantHigh, wantLow = s.wantLow;
     uint32_t len = 0; // references since the last missing bar
     int32_t seq = 0;
     Last3 highs, lows;
@@ -251,10 +252,14 @@ void scanOuter(const Scan& s, int32_t from, Sink& sink, Read read) {
         // the reference before the last, between the one before it and the last
         const Ref &left = ring[(len - 3) & 3], &cand = ring[(len - 2) & 3], &right = ring[(len - 1) & 3];
         const bool judged = (len >= 3) & !inside;
-        const bool isHigh = s.wantHigh & judged & (LeftEqual ? cand.hi >= left.hi : cand.hi > left.hi) &
-                            (RightEqual ? cand.hi >= right.hi : cand.hi > right.hi);
-        const bool isLow = s.wantLow & judged & (LeftEqual ? cand.lo <= left.lo : cand.lo < left.lo) &
-                           (RightEqual ? cand.lo <= right.lo : cand.lo < right.lo);
+        // a side not wanted is not compared (a branch that goes the same way on every bar)
+        bool isHigh = false, isLow = false;
+        if (wantHigh)
+            isHigh = judged & (LeftEqual ? cand.hi >= left.hi : cand.hi > left.hi) &
+                     (RightEqual ? cand.hi >= right.hi : cand.hi > right.hi);
+        if (wantLow)
+            isLow = judged & (LeftEqual ? cand.lo <= left.lo : cand.lo < left.lo) &
+                    (RightEqual ? cand.lo <= right.lo : cand.lo < right.lo);
         report<Intermediate>(s, sink, highs, lows, cand, now, isHigh, isLow);
     }
 }
