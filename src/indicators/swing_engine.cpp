@@ -625,17 +625,16 @@ StatusCode swingSystem(Side side, SeriesHandle& out, const BarRecord& market, do
 namespace {
 
 // The swings of one side in the order of the bars that confirm them (one bar confirms one swing
-// of a side), with their values. Appended without a branch: every swing judged is written to the
-// next place and kept by counting it.
+// of a side). Appended without a branch: every swing judged is written to the next place and kept
+// by counting it.
 struct Confirmation {
     int32_t by, at;
-    double value;
 };
 struct ConfirmSink {
     Confirmation* next;
     void bar(int32_t) {}
     void swing(Side, const Ref& at, const Ref& now, bool take) {
-        *next = {now.bar, at.bar, at.hi};
+        *next = {now.bar, at.bar};
         next += take;
     }
 };
@@ -665,8 +664,8 @@ StatusCode divergence(Side side, SeriesHandle& out, const SeriesHandle& price, c
     scanBars<Prices::HighLow, false, false, false>(Scan{Source{a, a, n}, su.strength, Tie(0), high, !high}, 0, sa);
     scanBars<Prices::HighLow, false, false, false>(
         Scan{Source{b, b, std::min(b.count(), n)}, su.strength, Tie(0), high, !high}, 0, sb);
-    for (Confirmation* c : {la - 2, la - 1, lb - 2, lb - 1}) *c = {-1, -1, 0.0};
-    *sa.next = *sb.next = {INT32_MAX, -1, 0.0};
+    for (Confirmation* c : {la - 2, la - 1, lb - 2, lb - 1}) *c = {-1, -1};
+    *sa.next = *sb.next = {INT32_MAX, -1};
     // Only the bars that confirm a swing in either list are judged, in order, without a branch: the
     // swings confirmed so far are counted, and the last two of each list read from behind the count.
     zeros(w, 0, n);
@@ -680,8 +679,10 @@ StatusCode divergence(Side side, SeriesHandle& out, const SeriesHandle& price, c
         const bool nearLast = std::abs(int64_t{a2.at} - b2.at) <= st;
         const bool nearFirst = std::abs(int64_t{a1.at} - b1.at) <= st;
         const bool paired = (ia >= 2) & (ib >= 2) & nearLast & nearFirst & !((a2.at == usedA) & (b2.at == usedB));
-        const bool diverges = high ? (a2.value > a1.value) & (b2.value < b1.value)
-                                   : (a2.value < a1.value) & (b2.value > b1.value);
+        // the values read as the bars stand now: an output on its own input holds the signals
+        // written so far at the bars before t
+        const double va2 = a[a2.at], va1 = a[a1.at], vb2 = b[b2.at], vb1 = b[b1.at];
+        const bool diverges = high ? (va2 > va1) & (vb2 < vb1) : (va2 < va1) & (vb2 > vb1);
         const bool signal = paired & diverges;
         usedA = signal ? a2.at : usedA;
         usedB = signal ? b2.at : usedB;
