@@ -46,56 +46,84 @@ public:
                 else if (p <= hi_ - amount(t_.reversal, hi_)) record(DownTrend);
             }
             break;
-        case UpTrend:
-            if (p > last_[UpTrend]) record(UpTrend);
-            else if (p <= last_[UpTrend] - reversal(last_[UpTrend])) enterReaction(UpTrend);
+        // A close beyond the column's last price, which nobody can foresee, is recorded without a
+        // branch; only the rarer moves that open another column branch.
+        case UpTrend: {
+            const double last = last_[UpTrend];
+            const bool beyond = p > last;
+            if (!beyond & (p <= last - reversal(last))) {
+                enterReaction(UpTrend);
+            } else {
+                last_[UpTrend] = beyond ? p : last;
+                recorded_ = beyond ? UpTrend : None;
+            }
             break;
-        case DownTrend:
-            if (p < last_[DownTrend]) record(DownTrend);
-            else if (p >= last_[DownTrend] + reversal(last_[DownTrend])) enterRally(DownTrend);
+        }
+        case DownTrend: {
+            const double last = last_[DownTrend];
+            const bool beyond = p < last;
+            if (!beyond & (p >= last + reversal(last))) {
+                enterRally(DownTrend);
+            } else {
+                last_[DownTrend] = beyond ? p : last;
+                recorded_ = beyond ? DownTrend : None;
+            }
             break;
-        case NaturalRally:
-            if (p > last_[NaturalRally]) {
+        }
+        case NaturalRally: {
+            const double last = last_[NaturalRally];
+            const bool beyond = p > last;
+            if (!beyond & (p <= last - reversal(last))) {
+                pivotRally_ = last;
+                enterReaction(NaturalRally);
+            } else {
+                last_[NaturalRally] = beyond ? p : last;
+                recorded_ = beyond ? NaturalRally : None;
+                if (beyond & upResumes()) record(UpTrend);
+            }
+            break;
+        }
+        case NaturalReaction: {
+            const double last = last_[NaturalReaction];
+            const bool beyond = p < last;
+            if (!beyond & (p >= last + reversal(last))) {
+                pivotReaction_ = last;
+                enterRally(NaturalReaction);
+            } else {
+                last_[NaturalReaction] = beyond ? p : last;
+                recorded_ = beyond ? NaturalReaction : None;
+                if (beyond & downResumes()) record(DownTrend);
+            }
+            break;
+        }
+        case SecondaryRally: {
+            const double last = last_[SecondaryRally];
+            const bool beyond = p > last;
+            if (!beyond & (p <= last - reversal(last))) {
+                enterReaction(SecondaryRally);
+            } else if (beyond & (p > last_[NaturalRally])) { // the secondary rally has become natural
                 record(NaturalRally);
                 upCheck();
-            } else if (p <= last_[NaturalRally] - reversal(last_[NaturalRally])) {
-                pivotRally_ = last_[NaturalRally];
-                enterReaction(NaturalRally);
+            } else {
+                last_[SecondaryRally] = beyond ? p : last;
+                recorded_ = beyond ? SecondaryRally : None;
             }
             break;
-        case NaturalReaction:
-            if (p < last_[NaturalReaction]) {
+        }
+        case SecondaryReaction: {
+            const double last = last_[SecondaryReaction];
+            const bool beyond = p < last;
+            if (!beyond & (p >= last + reversal(last))) {
+                enterRally(SecondaryReaction);
+            } else if (beyond & (p < last_[NaturalReaction])) {
                 record(NaturalReaction);
                 downCheck();
-            } else if (p >= last_[NaturalReaction] + reversal(last_[NaturalReaction])) {
-                pivotReaction_ = last_[NaturalReaction];
-                enterRally(NaturalReaction);
+            } else {
+                last_[SecondaryReaction] = beyond ? p : last;
+                recorded_ = beyond ? SecondaryReaction : None;
             }
             break;
-        case SecondaryRally:
-            if (p > last_[SecondaryRally]) {
-                if (p > last_[NaturalRally]) { // the secondary rally has become natural
-                    record(NaturalRally);
-                    upCheck();
-                } else {
-                    record(SecondaryRally);
-                }
-            } else if (p <= last_[SecondaryRally] - reversal(last_[SecondaryRally])) {
-                enterReaction(SecondaryRally);
-            }
-            break;
-        case SecondaryReaction:
-            if (p < last_[SecondaryReaction]) {
-                if (p < last_[NaturalReaction]) {
-                    record(NaturalReaction);
-                    downCheck();
-                } else {
-                    record(SecondaryReaction);
-                }
-            } else if (p >= last_[SecondaryReaction] + reversal(last_[SecondaryReaction])) {
-                enterRally(SecondaryReaction);
-            }
-            break;
+        }
         default: break;
         }
         return recorded_;
@@ -121,15 +149,19 @@ private:
     }
     // A rally past the last upward-trend price, or past the natural-rally pivotal point by the
     // confirmation amount, resumes or starts the upward trend.
+    bool upResumes() const { return (p_ > last_[UpTrend]) | (p_ >= pivotRally_ + confirmation(pivotRally_)); }
+    bool downResumes() const {
+        return (p_ < last_[DownTrend]) | (p_ <= pivotReaction_ - confirmation(pivotReaction_));
+    }
     bool upCheck() {
-        if (p_ > last_[UpTrend] || p_ >= pivotRally_ + confirmation(pivotRally_)) {
+        if (upResumes()) {
             record(UpTrend);
             return true;
         }
         return false;
     }
     bool downCheck() {
-        if (p_ < last_[DownTrend] || p_ <= pivotReaction_ - confirmation(pivotReaction_)) {
+        if (downResumes()) {
             record(DownTrend);
             return true;
         }
@@ -182,7 +214,9 @@ StatusCode marketKey(Shown shown, SeriesHandle& out, const BarRecord& market, co
     Sheet sheet(t, market.tickSize);
     for (int32_t i = 0; i < m.bars; ++i) {
         const double p = m.close[i];
-        w.set(i, m.present(i) && shows(shown, sheet.step(p)) ? p : w.fill());
+        // the close or the fill value picked by index, as a branch could not foresee which
+        const double choice[2] = {w.fill(), p};
+        w.set(i, choice[m.present(i) && shows(shown, sheet.step(p))]);
     }
     return kOk;
 }

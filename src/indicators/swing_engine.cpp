@@ -8,10 +8,13 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <type_traits>
 
 #include "calendar/date.h"
+#include "containers/scratch.h"
 #include "containers/series.h"
 #include "containers/text.h"
+#include "indicators/sliding_extreme.h"
 #include "market/market_view.h"
 #include "market/properties.h"
 
@@ -77,6 +80,13 @@ inline double loOf(double va, double vb) {
     else return vb;
 }
 
+// Sets x to v when `take`, else leaves it as it was, picking by index: a compiler turns a plain
+// choice into a branch, which a predicting processor cannot foresee when it depends on the prices.
+inline void setIf(double& x, bool take, double v) {
+    const double choice[2] = {x, v};
+    x = choice[take];
+}
+
 // A compared bar: its number, its place among the present bars, and its two prices.
 struct Ref {
     int32_t bar, seq;
@@ -132,11 +142,35 @@ struct Scan {
     bool wantHigh, wantLow;
 };
 
+// Reports a judged candidate's swings to the sink, or with Intermediate, after counting the
+// candidate among the short-term points, the point before the last of each side that stands
+// beyond the points on both sides of it.
+template <bool Intermediate, class Sink>
+inline void report(const Scan& s, Sink& sink, Last3& highs, Last3& lows, const Ref& cand, const Ref& now, bool isHigh,
+                   bool isLow) {
+    if constexpr (Intermediate) {
+        highs.offer(cand, isHigh);
+        lows.offer(cand, isLow);
+        const Ref &h = highs.back(2), &l = lows.back(2);
+        const bool highLeft = Tie::above(h.hi, highs.back(3).hi, s.tie.leftStrict),
+                   highRight = Tie::above(h.hi, highs.back(1).hi, s.tie.rightStrict),
+                   lowLeft = Tie::below(l.lo, lows.back(3).lo, s.tie.leftStrict),
+                   lowRight = Tie::below(l.lo, lows.back(1).lo, s.tie.rightStrict);
+        const bool highsHeld = highs.full(), lowsHeld = lows.full();
+        sink.swing(Side::High, h, now, isHigh & highsHeld & highLeft & highRight);
+        sink.swing(Side::Low, l, now, isLow & lowsHeld & lowLeft & lowRight);
+    } else {
+        sink.swing(Side::High, cand, now, isHigh);
+        sink.swing(Side::Low, cand, now, isLow);
+    }
+}
+
 // One pass from bar `from`, reading bar i's two values with read(i, va, vb). The reference list
 // keeps its last 2 st + 1 entries, compacted into the front of its buffer (at least 256 entries)
-// when it fills. `sink.bar(i)` comes first on every bar; `sink.swing(side, at, now)` reports a swing at
-// `at` confirmed by the reference `now`. A missing bar clears the lists, or is passed over when
-// PassHoles.
+// when it fills. `sink.bar(i)` comes first on every bar; `sink.swing(side, at, now, take)` follows
+// for both sides of every reference judged, `take` telling whether `at` is a swing confirmed by
+// the reference `now`: the sinks act on it without a branch, as a swing cannot be foreseen. A
+// missing bar clears the lists, or is passed over when PassHoles.
 template <Prices P, bool Skip, bool Intermediate, bool PassHoles, class Sink, class Read>
 void scanWith(const Scan& s, int32_t from, Sink& sink, Read read) {
     const int32_t n = s.src.bars, st = s.strength;
@@ -184,22 +218,131 @@ void scanWith(const Scan& s, int32_t from, Sink& sink, Read read) {
         bool isHigh = s.wantHigh & !inside, isLow = s.wantLow & !inside;
         standsOut(cand, refs + k - st, refs + k, s.tie.leftStrict, isHigh, isLow);
         standsOut(cand, refs + k + 1, refs + len, s.tie.rightStrict, isHigh, isLow);
-        if constexpr (Intermediate) {
-            highs.offer(cand, isHigh);
-            lows.offer(cand, isLow);
-            const Ref &h = highs.back(2), &l = lows.back(2);
-            const bool highLeft = Tie::above(h.hi, highs.back(3).hi, s.tie.leftStrict),
-                       highRight = Tie::above(h.hi, highs.back(1).hi, s.tie.rightStrict),
-                       lowLeft = Tie::below(l.lo, lows.back(3).lo, s.tie.leftStrict),
-                       lowRight = Tie::below(l.lo, lows.back(1).lo, s.tie.rightStrict);
-            const bool highsHeld = highs.full(), lowsHeld = lows.full();
-            if (isHigh & highsHeld & highLeft & highRight) sink.swing(Side::High, h, now);
-            if (isLow & lowsHeld & lowLeft & lowRight) sink.swing(Side::Low, l, now);
-        } else {
-            if (isHigh) sink.swing(Side::High, cand, now);
-            if (isLow) sink.swing(Side::Low, cand, now);
-        }
+        report<Intermediate>(s, sink, highs, lows, cand, now, isHigh, isLow);
     }
+}
+
+// The scan of a mode that passes over inside bars at strength 1, with the last references in a
+// ring of four instead of a list: a bar is written to the next place whether it is inside or not,
+// and kept by counting it. The same swings as scanWith.
+template <Prices P, bool Intermediate, bool PassHoles, bool LeftEqual, bool RightEqual, class Sink, class Read>
+void scanOuter(const Scan& s, int32_t from, Sink& sink, Read read) {
+    Ref ring[4] = {};
+    const bool wantHigh = s.wantHigh, wantLow = s.wantLow;
+    uint32_t len = 0; // references since the last missing bar
+    int32_t seq = 0;
+    Last3 highs, lows;
+    for (int32_t i = from; i < s.src.bars; ++i) {
+        sink.bar(i);
+        double va, vb;
+        read(i, va, vb);
+        if (missingAt<P>(s.src, va, vb)) {
+            if constexpr (!PassHoles) {
+                len = 0;
+                highs.clear();
+                lows.clear();
+            }
+            continue;
+        }
+        const Ref now{i, seq++, hiOf<P>(va, vb), loOf<P>(va, vb)};
+        const Ref& last = ring[(len - 1) & 3];
+        const bool inside = (len > 0) & (now.hi <= last.hi) & (now.lo >= last.lo);
+        ring[len & 3] = now;
+        len += inside ? 0 : 1;
+        // the reference before the last, between the one before it and the last
+        const Ref &left = ring[(len - 3) & 3], &cand = ring[(len - 2) & 3], &right = ring[(len - 1) & 3];
+        const bool judged = (len >= 3) & !inside;
+        // a side not wanted is not compared (a branch that goes the same way on every bar)
+        bool isHigh = false, isLow = false;
+        if (wantHigh)
+            isHigh = judged & (LeftEqual ? cand.hi >= left.hi : cand.hi > left.hi) &
+                     (RightEqual ? cand.hi >= right.hi : cand.hi > right.hi);
+        if (wantLow)
+            isLow = judged & (LeftEqual ? cand.lo <= left.lo : cand.lo < left.lo) &
+                    (RightEqual ? cand.lo <= right.lo : cand.lo < right.lo);
+        report<Intermediate>(s, sink, highs, lows, cand, now, isHigh, isLow);
+    }
+}
+
+template <Prices P, bool Intermediate, bool PassHoles, class Sink, class Read>
+void scanOuter(const Scan& s, int32_t from, Sink& sink, Read read) {
+    if (s.tie.leftStrict && s.tie.rightStrict) scanOuter<P, Intermediate, PassHoles, false, false>(s, from, sink, read);
+    else if (s.tie.leftStrict) scanOuter<P, Intermediate, PassHoles, false, true>(s, from, sink, read);
+    else scanOuter<P, Intermediate, PassHoles, true, false>(s, from, sink, read);
+}
+
+// The scan of a mode that compares every bar, over the stored arrays (bar i at pa[i - from]):
+// bar k is judged when bar k + st arrives, against the highest (lowest) of the st prices on each
+// side, both taken from one sliding window of the last st prices: the window as it stands is the
+// right side, and the window as it stood st + 1 bars back (kept in a ring) the left side. A bar
+// takes part only when no bar from k - st to k + st is missing or has a price that compares with
+// nothing, which the last such bar of each side tells; bars before `from` count as missing.
+// `slots` holds 6 st + 4 doubles.
+template <Prices P, bool WantHigh, bool WantLow, bool LeftEqual, bool RightEqual, class Sink>
+void scanEvery(const Scan& s, int32_t from, Sink& sink, const double* pa, const double* pb, double* slots) {
+    const int32_t n = s.src.bars, st = s.strength;
+    const double fillA = s.src.a.fill(), fillB = s.src.b.fill();
+    SlidingExtreme<true> highs(slots, st);
+    SlidingExtreme<false> lows(slots + 3 * st + 2, st);
+    double* highsBack = slots + 2 * st + 1;
+    double* lowsBack = slots + 5 * st + 3;
+    int32_t badHigh = from - 1, badLow = from - 1, at = 0; // at: the ring's place of the bar st + 1 back
+    // bar i, and the candidate st bars back when `judge`
+    auto step = [&](int32_t i, auto judge) {
+        sink.bar(i);
+        const double va = pa[i - from], vb = pb[i - from];
+        const bool missing = P == Prices::Close ? va == fillA : (va == fillA) | (vb == fillB);
+        const Ref now{i, 0, hiOf<P>(va, vb), loOf<P>(va, vb)};
+        const int32_t k = i - st;
+        const Ref cand = judge ? Ref{k, 0, hiOf<P>(pa[k - from], pb[k - from]), loOf<P>(pa[k - from], pb[k - from])}
+                               : now;
+        if constexpr (WantHigh) {
+            const double left = highsBack[at];
+            badHigh = (missing | (now.hi != now.hi)) ? i : badHigh;
+            highs.push(now.hi);
+            const double right = highs.extreme();
+            highsBack[at] = right;
+            if constexpr (judge) {
+                const bool take = (badHigh < k - st) & (LeftEqual ? cand.hi >= left : cand.hi > left) &
+                                  (RightEqual ? cand.hi >= right : cand.hi > right);
+                sink.swing(Side::High, cand, now, take);
+            }
+        }
+        if constexpr (WantLow) {
+            const double left = lowsBack[at];
+            badLow = (missing | (now.lo != now.lo)) ? i : badLow;
+            lows.push(now.lo);
+            const double right = lows.extreme();
+            lowsBack[at] = right;
+            if constexpr (judge) {
+                const bool take = (badLow < k - st) & (LeftEqual ? cand.lo <= left : cand.lo < left) &
+                                  (RightEqual ? cand.lo <= right : cand.lo < right);
+                sink.swing(Side::Low, cand, now, take);
+            }
+        }
+        at = at == st ? 0 : at + 1;
+    };
+    const int32_t first = from + 2 * st; // the first bar that can confirm a swing
+    for (int32_t i = from; i < first; ++i) step(i, std::false_type{});
+    for (int32_t i = first; i < n; ++i) step(i, std::true_type{});
+}
+
+// scanEvery for the sides wanted and the tie rule; a market's highs and lows that are one series
+// (a single series passed as both) are read as closes.
+template <Prices P, class Sink>
+void scanEvery(const Scan& s, int32_t from, Sink& sink, const double* pa, const double* pb, double* slots) {
+    if constexpr (P == Prices::HighLow) {
+        if (pa == pb && s.src.a.fill() == s.src.b.fill()) return scanEvery<Prices::Close>(s, from, sink, pa, pb, slots);
+    }
+    auto sides = [&]<bool LeftEqual, bool RightEqual>() {
+        if (s.wantHigh && s.wantLow) scanEvery<P, true, true, LeftEqual, RightEqual>(s, from, sink, pa, pb, slots);
+        else if (s.wantHigh) scanEvery<P, true, false, LeftEqual, RightEqual>(s, from, sink, pa, pb, slots);
+        else if (s.wantLow) scanEvery<P, false, true, LeftEqual, RightEqual>(s, from, sink, pa, pb, slots);
+        else for (int32_t i = from; i < s.src.bars; ++i) sink.bar(i);
+    };
+    if (s.tie.leftStrict && s.tie.rightStrict) sides.template operator()<false, false>();
+    else if (s.tie.leftStrict) sides.template operator()<false, true>();
+    else sides.template operator()<true, false>();
 }
 
 // The scan, straight from the stored arrays where every bar it reads is stored.
@@ -207,13 +350,29 @@ template <Prices P, bool Skip, bool Intermediate, bool PassHoles, class Sink>
 void scanBars(const Scan& s, int32_t from, Sink& sink) {
     const double* pa = s.src.a.storage(from, s.src.bars);
     const double* pb = s.src.b.storage(from, s.src.bars);
+    if constexpr (!Skip && !Intermediate && !PassHoles) {
+        const int64_t st = s.strength;
+        if (pa && pb && 2 * st + 1 <= s.src.bars - from && 6 * st + 4 <= INT32_MAX) {
+            Scratch<double> slots(static_cast<int32_t>(6 * st + 4));
+            if (slots.ok()) {
+                scanEvery<P>(s, from, sink, pa, pb, slots.data());
+                return;
+            }
+        }
+    }
+    auto with = [&](auto read) {
+        if constexpr (Skip) {
+            if (s.strength == 1) return scanOuter<P, Intermediate, PassHoles>(s, from, sink, read);
+        }
+        scanWith<P, Skip, Intermediate, PassHoles>(s, from, sink, read);
+    };
     if (pa && pb) {
-        scanWith<P, Skip, Intermediate, PassHoles>(s, from, sink, [pa, pb, from](int32_t i, double& va, double& vb) {
+        with([pa, pb, from](int32_t i, double& va, double& vb) {
             va = pa[i - from];
             vb = pb[i - from];
         });
     } else {
-        scanWith<P, Skip, Intermediate, PassHoles>(s, from, sink, [&s](int32_t i, double& va, double& vb) {
+        with([&s](int32_t i, double& va, double& vb) {
             va = s.src.a[i];
             vb = s.src.b[i];
         });
@@ -252,16 +411,21 @@ Source sourceOf(const Setup& su, const SeriesHandle& high, const SeriesHandle& l
 }
 
 // Swing series: the confirmation distance at each swing after `keep` (the bars after it are set
-// to 0 before the scan).
+// to 0 before the scan). Written straight into the arrays of outputs that can be written in place.
 struct SeriesSink {
     NumberOut* high;
     NumberOut* low;
+    double* highs = nullptr; // the outputs' arrays from bar 0, or null to write through set()
+    double* lows = nullptr;
     int32_t keepHigh = -1, keepLow = -1;
 
     void bar(int32_t) {}
-    void swing(Side side, const Ref& at, const Ref& now) {
-        NumberOut* out = side == Side::High ? high : low;
-        if (out && at.bar > (side == Side::High ? keepHigh : keepLow)) out->set(at.bar, now.bar - at.bar);
+    void swing(Side side, const Ref& at, const Ref& now, bool take) {
+        const bool isHigh = side == Side::High;
+        take &= at.bar > (isHigh ? keepHigh : keepLow);
+        const double v = now.bar - at.bar;
+        if (double* p = isHigh ? highs : lows) setIf(p[at.bar], take, v);
+        else if (take) (isHigh ? high : low)->set(at.bar, v);
     }
 };
 
@@ -318,6 +482,8 @@ void run(const SeriesHandle& high, const SeriesHandle& low, const SeriesHandle& 
     }
     if (oh) zeros(*oh, std::max(from, sink.keepHigh + 1), n);
     if (ol) zeros(*ol, std::max(from, sink.keepLow + 1), n);
+    sink.highs = oh ? oh->reserve(0, n) : nullptr;
+    sink.lows = ol ? ol->reserve(0, n) : nullptr;
     const Scan s{sourceOf(su, high, low, close), su.strength, Tie(tie), oh.has_value(), ol.has_value()};
     scan(su, s, from, sink);
 }
@@ -328,8 +494,20 @@ namespace {
 // the confirmation counted in present values; nothing else is written.
 struct PresentSink {
     NumberOut& out;
+    double* p; // the output's array from bar 0, or null to write through set()
+    int32_t last = -1; // the last bar written in p
+
     void bar(int32_t) {}
-    void swing(Side, const Ref& at, const Ref& now) { out.set(at.bar, now.seq - at.seq); }
+    void swing(Side, const Ref& at, const Ref& now, bool take) {
+        const double v = now.seq - at.seq;
+        if (p) {
+            setIf(p[at.bar], take, v);
+            last += take * (at.bar - last);
+        } else if (take) {
+            out.set(at.bar, v);
+        }
+    }
+    ~PresentSink() { out.wrote(last); }
 };
 
 // A missing value between present ones.
@@ -360,7 +538,7 @@ StatusCode swingCustom(Side side, SeriesHandle& out, const SeriesHandle& input, 
         if (hasHole(in)) {
             const Setup su = setUp(strength, 0);
             if (!su.valid) return kOk;
-            PresentSink sink{w};
+            PresentSink sink{w, w.reserve(0, n)};
             const Scan s{Source{in, in, n}, su.strength, Tie(q), side == Side::High, side == Side::Low};
             scanBars<Prices::HighLow, false, false, true>(s, 0, sink);
             return kOk;
@@ -390,21 +568,23 @@ double onGrid(double level, double tick) {
     return perPoint == std::floor(perPoint) ? steps / perPoint : steps * tick;
 }
 
-// The level in force on each bar: the fill value until the first confirmation.
+// The line in two steps, so that no branch depends on where swings are confirmed: the scan marks
+// every bar with the number of swings confirmed so far and lists their prices from place 1 on;
+// each price then becomes its level once, and every bar reads the level of its mark (place 0:
+// the fill value).
 struct LevelSink {
-    NumberOut& out;
+    double* marks;
+    double* prices;
     Side side;
-    double shift, tick;
-    double level;
-    bool has = false;
+    double shift;
+    int32_t count = 0;
 
-    void bar(int32_t i) { out.set(i, has ? level : out.fill()); }
-    void swing(Side s, const Ref& at, const Ref& now) {
+    void bar(int32_t i) { marks[i] = count; }
+    void swing(Side s, const Ref& at, const Ref& now, bool take) {
         if (s != side) return;
-        level = side == Side::High ? at.hi + shift : at.lo - shift;
-        if (tick > 0) level = onGrid(level, tick);
-        has = true;
-        out.set(now.bar, level);
+        prices[count + 1] = side == Side::High ? at.hi + shift : at.lo - shift;
+        count += take;
+        marks[now.bar] = count;
     }
 };
 
@@ -415,33 +595,47 @@ StatusCode swingSystem(Side side, SeriesHandle& out, const BarRecord& market, do
     if (market.barCount <= 0) return kTooFewBars;
     const int32_t bars = market.barCount;
     NumberOut w(&out, bars);
-    const MarketView m(market);
     const Setup su = setUp(strength, calendar::truncToInt32(mode));
-    if (!su.valid) {
+    // the marks go straight into the output where it can be written in place
+    double* marks = su.valid ? w.storage(0, bars) : nullptr;
+    std::unique_ptr<double[]> ownMarks;
+    if (su.valid && !marks) marks = (ownMarks = std::unique_ptr<double[]>(new (std::nothrow) double[bars])).get();
+    std::unique_ptr<double[]> levels(marks ? new (std::nothrow) double[static_cast<size_t>(bars) + 2] : nullptr);
+    if (!levels) {
         for (int32_t i = 0; i < bars; ++i) w.set(i, w.fill());
         return kOk;
     }
     const double tick = levelTick(market);
-    LevelSink sink{w, side, tick > 0 ? offsetTicks * tick : 0.0, tick, 0.0};
+    LevelSink sink{marks, levels.get(), side, tick > 0 ? offsetTicks * tick : 0.0};
     Scan s{sourceOf(su, market.high, market.low, market.close), su.strength, Tie(0), side == Side::High,
            side == Side::Low};
     s.src.bars = bars;
     scan(su, s, 0, sink);
+    levels[0] = w.fill();
+    if (tick > 0)
+        for (int32_t k = 1; k <= sink.count; ++k) levels[k] = onGrid(levels[k], tick);
+    if (ownMarks) {
+        for (int32_t i = 0; i < bars; ++i) w.set(i, levels[static_cast<int32_t>(marks[i])]);
+    } else {
+        for (int32_t i = 0; i < bars; ++i) marks[i] = levels[static_cast<int32_t>(marks[i])];
+    }
     return kOk;
 }
 
 namespace {
 
-// The swings in the order of the bars that confirm them (one bar confirms one swing of a side).
+// The swings of one side in the order of the bars that confirm them (one bar confirms one swing
+// of a side). Appended without a branch: every swing judged is written to the next place and kept
+// by counting it.
 struct Confirmation {
     int32_t by, at;
 };
 struct ConfirmSink {
-    Confirmation* list;
-    int32_t bars, size = 0;
+    Confirmation* next;
     void bar(int32_t) {}
-    void swing(Side, const Ref& at, const Ref& now) {
-        if (now.bar < bars) list[size++] = {now.bar, at.bar};
+    void swing(Side, const Ref& at, const Ref& now, bool take) {
+        *next = {now.bar, at.bar};
+        next += take;
     }
 };
 
@@ -454,44 +648,46 @@ StatusCode divergence(Side side, SeriesHandle& out, const SeriesHandle& price, c
     NumberOut w(&out, n);
     const NumberView a(&price), b(&indicator);
     const Setup su = setUp(strength, 0);
-    // room for a swing at every bar; only the part written is touched
-    std::unique_ptr<Confirmation[]> lists(su.valid ? new (std::nothrow) Confirmation[2 * static_cast<size_t>(n)]
-                                                   : nullptr);
+    // Each list: two places read as the swings before the first, room for a swing at every bar,
+    // and a closing place that no bar confirms; only the part written is touched.
+    const size_t room = static_cast<size_t>(n) + 3;
+    std::unique_ptr<Confirmation[]> lists(su.valid ? new (std::nothrow) Confirmation[2 * room] : nullptr);
     if (!lists) {
         for (int32_t t = 0; t < n; ++t) w.set(t, 0.0);
         return kOk;
     }
     const bool high = side == Side::High;
-    ConfirmSink sa{lists.get(), n}, sb{lists.get() + n, n};
+    Confirmation* const la = lists.get() + 2;
+    Confirmation* const lb = lists.get() + room + 2;
+    ConfirmSink sa{la}, sb{lb};
+    // a swing confirmed by bar n or later plays no part, and needs no bar from n on
     scanBars<Prices::HighLow, false, false, false>(Scan{Source{a, a, n}, su.strength, Tie(0), high, !high}, 0, sa);
-    scanBars<Prices::HighLow, false, false, false>(Scan{Source{b, b, b.count()}, su.strength, Tie(0), high, !high},
-                                                   0, sb);
+    scanBars<Prices::HighLow, false, false, false>(
+        Scan{Source{b, b, std::min(b.count(), n)}, su.strength, Tie(0), high, !high}, 0, sb);
+    for (Confirmation* c : {la - 2, la - 1, lb - 2, lb - 1}) *c = {-1, -1};
+    *sa.next = *sb.next = {INT32_MAX, -1};
+    // Only the bars that confirm a swing in either list are judged, in order, without a branch: the
+    // swings confirmed so far are counted, and the last two of each list read from behind the count.
+    zeros(w, 0, n);
+    double* p = w.reserve(0, n);
     const int64_t st = su.strength;
-    int32_t a1 = -1, a2 = -1, b1 = -1, b2 = -1, usedA = -1, usedB = -1;
-    int32_t nextA = 0, nextB = 0;
-    for (int32_t t = 0; t < n; ++t) {
-        double signal = 0.0;
-        const bool byA = nextA < sa.size && sa.list[nextA].by == t, byB = nextB < sb.size && sb.list[nextB].by == t;
-        if (byA || byB) {
-            if (byA) {
-                a1 = a2;
-                a2 = sa.list[nextA++].at;
-            }
-            if (byB) {
-                b1 = b2;
-                b2 = sb.list[nextB++].at;
-            }
-            if (a1 >= 0 && b1 >= 0 && std::abs(static_cast<int64_t>(a2) - b2) <= st &&
-                std::abs(static_cast<int64_t>(a1) - b1) <= st && !(a2 == usedA && b2 == usedB)) {
-                const bool diverges = high ? a[a2] > a[a1] && b[b2] < b[b1] : a[a2] < a[a1] && b[b2] > b[b1];
-                if (diverges) {
-                    signal = 1.0;
-                    usedA = a2;
-                    usedB = b2;
-                }
-            }
-        }
-        w.set(t, signal);
+    int32_t ia = 0, ib = 0, usedA = -1, usedB = -1;
+    for (int32_t t = std::min(la[0].by, lb[0].by); t != INT32_MAX; t = std::min(la[ia].by, lb[ib].by)) {
+        ia += la[ia].by == t;
+        ib += lb[ib].by == t;
+        const Confirmation &a1 = la[ia - 2], &a2 = la[ia - 1], &b1 = lb[ib - 2], &b2 = lb[ib - 1];
+        const bool nearLast = std::abs(int64_t{a2.at} - b2.at) <= st;
+        const bool nearFirst = std::abs(int64_t{a1.at} - b1.at) <= st;
+        const bool paired = (ia >= 2) & (ib >= 2) & nearLast & nearFirst & !((a2.at == usedA) & (b2.at == usedB));
+        // the values read as the bars stand now: an output on its own input holds the signals
+        // written so far at the bars before t
+        const double va2 = a[a2.at], va1 = a[a1.at], vb2 = b[b2.at], vb1 = b[b1.at];
+        const bool diverges = high ? (va2 > va1) & (vb2 < vb1) : (va2 < va1) & (vb2 > vb1);
+        const bool signal = paired & diverges;
+        usedA = signal ? a2.at : usedA;
+        usedB = signal ? b2.at : usedB;
+        if (p) p[t] = signal;
+        else if (signal) w.set(t, 1.0);
     }
     return kOk;
 }
@@ -499,11 +695,23 @@ StatusCode divergence(Side side, SeriesHandle& out, const SeriesHandle& price, c
 namespace {
 
 // +1 and -1 at intermediate points; every bar first 0, or the fill value where the input is missing.
+// Written straight into the output's array where it can be written in place, else through set().
 struct MarkSink {
     NumberOut& out;
     const NumberView& in;
-    void bar(int32_t i) { out.set(i, in.missing(i) ? out.fill() : 0.0); }
-    void swing(Side side, const Ref& at, const Ref&) { out.set(at.bar, side == Side::High ? 1.0 : -1.0); }
+    const double* src; // the input's array from bar 0, or null to read through the view
+    double* p;
+
+    void bar(int32_t i) {
+        const double v = (src ? src[i] : in[i]) == in.fill() ? out.fill() : 0.0;
+        if (p) p[i] = v;
+        else out.set(i, v);
+    }
+    void swing(Side side, const Ref& at, const Ref&, bool take) {
+        const double v = side == Side::High ? 1.0 : -1.0;
+        if (p) setIf(p[at.bar], take, v);
+        else if (take) out.set(at.bar, v);
+    }
 };
 
 } // namespace
@@ -513,7 +721,7 @@ StatusCode intermediateSwings(SeriesHandle& out, const SeriesHandle& input) {
     const int32_t n = NumberView(&input).count();
     NumberOut w(&out, n);
     const NumberView in(&input);
-    MarkSink sink{w, in};
+    MarkSink sink{w, in, in.storage(0, n), w.storage(0, n)};
     scanBars<Prices::Close, true, true, true>(Scan{Source{in, in, n}, 1, Tie(0), true, true}, 0, sink);
     return kOk;
 }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <functional>
 
 #include "containers/plain_bars.h"
 #include "containers/scratch.h"
@@ -94,17 +95,51 @@ void swingBarsAgo(SeriesHandle& outHandle, const SeriesHandle& swings, double oc
     // A swing at bar j of strength x counts from the first bar c >= j with j + x <= c; -1 when
     // that bar lies past the series (or x is NaN).
     const double fill = v.fill();
+    const double* src = v.storage(0, n);
     auto dueBar = [&](int32_t j) -> int32_t {
-        const double x = v[j];
+        const double x = src ? src[j] : v[j];
         if (x == 0.0 || x == fill) return -1;
         const double due = static_cast<double>(j) + x;
         if (due <= j) return j;
         return due <= n - 1 ? static_cast<int32_t>(std::ceil(due)) : -1;
     };
-    int32_t total = 0;
-    for (int32_t j = 0; j < n; ++j) total += dueBar(j) >= 0;
+    // the swings, and whether they count in the order of their bars
+    int32_t total = 0, lastDue = -1;
+    bool ordered = true;
+    for (int32_t j = 0; j < n; ++j) {
+        const int32_t due = dueBar(j);
+        if (due < 0) continue;
+        ++total;
+        ordered &= due >= lastDue;
+        lastDue = due;
+    }
     if (total < want) {
         for (int32_t c = 0; c < n; ++c) out.set(c, fill);
+        return;
+    }
+    // When they count in the order of their bars, the swings counted by bar c are the first ones:
+    // each bar adds the number of swings that count from it, and reads the bar of the n-th most
+    // recent of those counted so far. The counts are kept in the output, which therefore must not
+    // be the input's array (an output on its own input is written bar by bar below, as it reads).
+    double* p = ordered && src ? out.reserve(0, n) : nullptr;
+    const std::less<const double*> before;
+    if (p && (!before(src, p + n) || !before(p, src + n))) {
+        ranges::IntScratch bars(total, 0);
+        if (bars.size() < total) return;
+        out.wrote(n - 1);
+        std::fill(p, p + n, 0.0);
+        for (int32_t j = 0, k = 0; j < n; ++j) {
+            const int32_t due = dueBar(j);
+            if (due < 0) continue;
+            bars[k++] = j;
+            p[due] += 1;
+        }
+        int32_t counted = 0;
+        for (int32_t c = 0; c < n; ++c) {
+            counted += static_cast<int32_t>(p[c]);
+            const int32_t i = counted - want;
+            p[c] = i >= 0 ? static_cast<double>(c - bars[i]) : fill;
+        }
         return;
     }
     // Swings wait in a heap by the bar they count from; the counted ones are kept sorted by their

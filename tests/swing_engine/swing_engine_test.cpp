@@ -124,6 +124,58 @@ TEST_F(SwingEngineTest, ContinuedCallsGiveTheSeriesOfOneCallInEveryMode) {
     }
 }
 
+// The swings by their definition, bar by bar: the compared bars since the last missing one (bars
+// inside the last compared one passed over where `skip`), each with st of them on either side
+// standing beyond every one of them under the tie rule, marked with the distance to the bar that
+// completes its right side.
+std::pair<Vec, Vec> definedSwings(const Vec& high, const Vec& low, int st, bool skip, int tie) {
+    const bool leftStrict = tie == 1 || tie == 2, rightStrict = tie != 1;
+    auto beyond = [](double a, double b, bool strict) { return strict ? a > b : a >= b; };
+    Vec highs(high.size(), 0.0), lows(high.size(), 0.0);
+    std::vector<int> refs;
+    for (int i = 0; i < static_cast<int>(high.size()); ++i) {
+        if (high[i] == F || low[i] == F) {
+            refs.clear();
+            continue;
+        }
+        if (skip && !refs.empty() && high[i] <= high[refs.back()] && low[i] >= low[refs.back()]) continue;
+        refs.push_back(i);
+        const int size = static_cast<int>(refs.size());
+        if (size < 2 * st + 1) continue;
+        const int k = refs[size - 1 - st];
+        bool isHigh = true, isLow = true;
+        for (int j = size - 1 - 2 * st; j < size; ++j) {
+            const int b = refs[j];
+            if (b == k) continue;
+            const bool strict = b < k ? leftStrict : rightStrict;
+            isHigh &= beyond(high[k], high[b], strict);
+            isLow &= beyond(-low[k], -low[b], strict);
+        }
+        if (isHigh) highs[k] = i - k;
+        if (isLow) lows[k] = i - k;
+    }
+    return {highs, lows};
+}
+
+TEST_F(SwingEngineTest, ModesZeroAndOneFindTheSwingsOfTheDefinition) {
+    for (unsigned seed : {1u, 2u, 3u}) {
+        Walk w = walk(700, seed != 1, seed);
+        w.low[350] = std::nan(""); // compares with nothing, and clears nothing
+        for (int32_t mode : {0, 1})
+            for (int st : {1, 2, 3, 6})
+                for (int tie : {0, 1, 2}) {
+                    SCOPED_TRACE("seed " + std::to_string(seed) + " mode " + std::to_string(mode) + " strength " +
+                                 std::to_string(st) + " tie " + std::to_string(tie));
+                    Series h = Series::of(w.high), l = Series::of(w.low), highs, lows;
+                    swingengine::run(h.handle(), l.handle(), h.handle(), st, mode, tie, &highs.handle(), &lows.handle(),
+                                     0);
+                    const auto want = definedSwings(w.high, w.low, mode == 1 ? 1 : st, mode == 1, tie);
+                    EXPECT_EQ(highs.values(), want.first);
+                    EXPECT_EQ(lows.values(), want.second);
+                }
+    }
+}
+
 TEST_F(SwingEngineTest, ResumesAfterTheSecondMostRecentSwingOnlyFarEnoughIn) {
     // Strength 2 swing highs at bars 250 and 300 in 400 bars; a value planted before 250 shows
     // whether a call with start bar 400 kept it, one planted after 300 (not a swing: below 0)
@@ -235,6 +287,18 @@ TEST_F(SwingEngineTest, DivergencesAndIntermediateSwings) {
         {"a repeated value is passed over", "LWIntSwing", {Vec{1, 3, 3, 1, 3, 1}}, Vec(6, 0.0)},
         {"a hole is passed over", "LWIntSwing", {lwHole}, {0, 0, 0, -1, 0, F, 0, 0, 1, 0, 0, 0}},
     });
+}
+
+// The indicator's bars past the price's last one confirm nothing that counts.
+TEST_F(SwingEngineTest, DivergencesReadTheIndicatorOnlyAsFarAsThePrice) {
+    const Walk w = walk(300, false, 4), v = walk(400, false, 8);
+    const Vec& price = w.close;
+    const Vec &longer = v.close, cut(v.close.begin(), v.close.begin() + 300);
+    for (const char* name : {"BearDivergence", "BullDivergence"}) {
+        const Vec whole = runCall(name, {price, longer, 3.0}).values;
+        EXPECT_EQ(whole, runCall(name, {price, cut, 3.0}).values) << name;
+        EXPECT_GT(std::count(whole.begin(), whole.end(), 1.0), 0) << name;
+    }
 }
 
 TEST_F(SwingEngineTest, StatusCodes) {
