@@ -231,7 +231,7 @@ TEST_F(DumpTest, Failures) {
 #ifdef __linux__
 // A write that fails part of the way (here the process may not grow a file past 300 bytes):
 // the cannot-write message, and the file as it was before the call.
-TEST_F(DumpTest, WriteFailureLeavesTheFileAsItWas) {
+TEST_F(DumpTest, AWriteCutShortLeavesNothingHalfWritten) {
     std::vector<host::Bar> bars;
     for (int i = 0; i < 20; ++i) bars.push_back({stamp() + i, 1, 2, 0.5, 1.5, 0});
     host::Market market(bars);
