@@ -134,11 +134,15 @@ void accumulate(const Bars& c, const Bars& h, const Bars& l, const Bars& v, int3
 // One block of bars over plain arrays: each bar's term, 0 for a bar that misses a value, and 1 in
 // `gone` for that bar. Written so that the compiler computes several bars abreast: comparisons
 // that may not trap let it select instead of branch (the values are the same).
-[[gnu::optimize("no-trapping-math")]] void accumulationTerms(const double* __restrict c, const double* __restrict h,
-                                                             const double* __restrict l, const double* __restrict v,
-                                                             int32_t len, double missing, double highFill,
-                                                             double lowFill, double volumeFill,
-                                                             double* __restrict term, double* __restrict gone) {
+#if defined(__GNUC__) && !defined(__clang__)
+#define FK_SELECTS_MAY_NOT_TRAP [[gnu::optimize("no-trapping-math")]]
+#else
+#define FK_SELECTS_MAY_NOT_TRAP
+#endif
+FK_SELECTS_MAY_NOT_TRAP void accumulationTerms(const double* __restrict c, const double* __restrict h,
+                                               const double* __restrict l, const double* __restrict v, int32_t len,
+                                               double missing, double highFill, double lowFill, double volumeFill,
+                                               double* __restrict term, double* __restrict gone) {
     for (int32_t j = 0; j < len; ++j) {
         const double ci = c[j], hi = h[j], li = l[j], vi = v[j];
         const double t = vi * ((ci - li) - (hi - ci)) / (hi - li);

@@ -274,8 +274,8 @@ template <int Q>
 #pragma GCC unroll 8
         for (int i = 0; i < Q; ++i) {
             const Quad prev = i > 0 ? s[i - 1] : minusInf, next = i + 1 < Q ? s[i + 1] : inf;
-            const Quad before = __builtin_shuffle(prev, s[i], QuadCount{3, 4, 5, 6});
-            const Quad after = __builtin_shuffle(s[i], next, QuadCount{1, 2, 3, 4});
+            const Quad before = __builtin_shufflevector(prev, s[i], 3, 4, 5, 6);
+            const Quad after = __builtin_shufflevector(s[i], next, 1, 2, 3, 4);
             const Quad left = before < o ? before : s[i];
             const Quad here = s[i] < o ? s[i] : after;
             const Quad low = w < here ? w : here;
