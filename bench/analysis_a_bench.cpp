@@ -26,20 +26,9 @@ struct Data {
         }
         minutes.append(bars);
         minutes.tick(0.01, 0.01);
-        // the position of a crossing of a fast and a slow exponential average
-        std::vector<double> e(w.close.size()), d(w.close.size());
-        double fast = w.close[0], slow = w.close[0], price = w.close[0], dir = 0;
-        for (std::size_t i = 0; i < w.close.size(); ++i) {
-            fast += (w.close[i] - fast) / 5.0;
-            slow += (w.close[i] - slow) / 20.0;
-            const double now = fast > slow ? 1 : -1;
-            if (now != dir) price = w.close[i];
-            dir = now;
-            e[i] = price;
-            d[i] = dir;
-        }
-        entry = Series::of(e);
-        direction = Series::of(d);
+        const Crossings c(w);
+        entry = Series::of(c.entry);
+        direction = Series::of(c.direction);
     }
 };
 

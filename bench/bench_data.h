@@ -56,4 +56,22 @@ inline std::vector<host::Bar> walkBars(const Walk& w) {
     return bars;
 }
 
+// A position that always follows the crossings of a fast (5) and a slow (20) exponential average
+// of the close: its direction, +1 or -1, and its entry price, the close of the bar it turned on.
+struct Crossings {
+    std::vector<double> entry, direction;
+    explicit Crossings(const Walk& w) : entry(w.close.size()), direction(w.close.size()) {
+        double fast = w.close[0], slow = w.close[0], price = w.close[0], dir = 0;
+        for (std::size_t i = 0; i < w.close.size(); ++i) {
+            fast += (w.close[i] - fast) / 5.0;
+            slow += (w.close[i] - slow) / 20.0;
+            const double now = fast > slow ? 1 : -1;
+            if (now != dir) price = w.close[i];
+            dir = now;
+            entry[i] = price;
+            direction[i] = dir;
+        }
+    }
+};
+
 } // namespace fk::bench

@@ -55,26 +55,9 @@ inline double rangeDollars(const bench::Walk& w, int32_t i) { return 50.0 * rang
 // the close's change over 10 bars, an oscillator to set against the price
 inline double momentum(const bench::Walk& w, int32_t i) { return i >= 10 ? w.close[i] - w.close[i - 10] : 0.0; }
 
-// A position that always follows the crossings of a fast (5) and a slow (20) exponential average
-// of the close: its direction, +1 or -1, and its entry price, the close of the bar it turned on.
-struct Crossings {
-    std::vector<double> entry, direction;
-    explicit Crossings(const bench::Walk& w) : entry(w.close.size()), direction(w.close.size()) {
-        double fast = w.close[0], slow = w.close[0], price = w.close[0], dir = 0;
-        for (std::size_t i = 0; i < w.close.size(); ++i) {
-            fast += (w.close[i] - fast) / 5.0;
-            slow += (w.close[i] - slow) / 20.0;
-            const double now = fast > slow ? 1 : -1;
-            if (now != dir) price = w.close[i];
-            dir = now;
-            entry[i] = price;
-            direction[i] = dir;
-        }
-    }
-};
 // (of the one walk the rows are measured on)
-inline const Crossings& crossings(const bench::Walk& w) {
-    static const Crossings c(w);
+inline const bench::Crossings& crossings(const bench::Walk& w) {
+    static const bench::Crossings c(w);
     return c;
 }
 inline double entry(const bench::Walk& w, int32_t i) { return crossings(w).entry[i]; }
