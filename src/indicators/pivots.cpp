@@ -7,6 +7,7 @@
 #include "calendar/date.h"
 #include "containers/scratch.h"
 #include "containers/series.h"
+#include "indicators/select.h"
 #include "indicators/sliding_extreme.h"
 #include "market/market_view.h"
 
@@ -44,7 +45,7 @@ void pivotBars(NumberOut& o, const NumberView& price, const NumberView& close, d
     }
 }
 
-typedef double Pair __attribute__((vector_size(16)));
+using indicators::Pair;
 
 // The last n values of a run, each kept twice in a ring of 2n slots so that they always lie
 // side by side, oldest first. Their sum is formed afresh in one fixed order, so that it depends

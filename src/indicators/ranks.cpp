@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "frame/whole_number.h"
+#include "indicators/select.h"
 
 namespace fk::ranks {
 
@@ -20,7 +21,7 @@ namespace {
 constexpr int32_t kShort = 64, kRebuiltUpTo = 256;
 
 // Two or four doubles at once: a comparison gives all bits set (-1) where it holds.
-typedef double Pair __attribute__((vector_size(16)));
+using indicators::Pair;
 typedef long long PairCount __attribute__((vector_size(16)));
 typedef double Quad __attribute__((vector_size(32)));
 typedef long long QuadCount __attribute__((vector_size(32)));

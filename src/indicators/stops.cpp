@@ -3,8 +3,10 @@
 #include <algorithm>
 
 #include "calendar/date.h"
+#include "containers/plain_bars.h"
 #include "containers/scratch.h"
 #include "containers/series.h"
+#include "indicators/select.h"
 #include "indicators/sliding_extreme.h"
 #include "market/market_view.h"
 
@@ -134,50 +136,65 @@ StatusCode waveVolume(SeriesHandle& out, const BarRecord& market, double reversa
     return kOk;
 }
 
-StatusCode agTrend(SeriesHandle& out, const BarRecord& market, double number) {
+StatusCode agTrend(SeriesHandle& outH, const BarRecord& market, double number) {
     const int32_t asked = truncToInt32(number);
     if (!enoughBars(market, asked)) return kTooFewBars;
     const int32_t n = asked < 1 ? 3 : asked;
     const int32_t bars = market.barCount > 0 ? market.barCount : 0;
-    NumberOut o(&out, bars);
-    const NumberView high(&market.high), low(&market.low);
+    NumberOut out(&outH, bars);
+    const NumberView highs(&market.high), lows(&market.low);
     const double none = series::fillValue(market.close);
-
-    bool haveRef = false;       // the last bar that was not inside
-    double refHigh = 0.0, refLow = 0.0;
-    int32_t ups = 0, downs = 0; // higher highs and lower lows in a row
-    int trend = 0;
-    double line = 0.0;
-    for (int32_t i = 0; i < bars; ++i) {
-        const double h = high[i], l = low[i];
-        if (h == none || l == none) {
-            o.set(i, o.fill());
-            continue;
-        }
-        if (!haveRef) {
-            haveRef = true;
-            refHigh = h;
-            refLow = l;
-        } else {
-            // an inside bar (no higher high, no lower low) changes nothing
-            const bool up = h > refHigh, down = l < refLow, moved = up || down;
-            ups = up ? ups + 1 : down ? 0 : ups;
-            downs = down ? downs + 1 : up ? 0 : downs;
-            refHigh = moved ? h : refHigh;
-            refLow = moved ? l : refLow;
-            if (moved && trend != 1 && ups >= n) {
-                trend = 1;
-                line = h;
-            } else if (moved && trend != -1 && downs >= n) {
-                trend = -1;
-                line = l;
-            } else {
-                // an inside bar never passes the line: its high is at most the reference's
-                line = trend == 1 && h > line ? h : line;
-                line = trend == -1 && l < line ? l : line;
+    // over plain arrays where the prices and the output are stored as such
+    const auto run = [&](const auto& high, const auto& low, auto& o) {
+        // Until the first bar with both prices, every bar receives the fill value; that bar is
+        // the first reference and changes nothing else.
+        int32_t i = 0;
+        for (; i < bars && (high[i] == none || low[i] == none); ++i) o.set(i, o.fill());
+        if (i == bars) return;
+        o.set(i, o.fill());
+        // The reference bar's high and its low negated, so that a higher high and a lower low
+        // both compare greater. Whether a bar moves is a coin flip, so the reference follows it
+        // with no branch.
+        indicators::Pair ref = {high[i], -low[i]};
+        int32_t ups = 0, downs = 0; // higher highs and lower lows in a row
+        int trend = 0;
+        double line = 0.0;
+        for (++i; i < bars; ++i) {
+            const double h = high[i], l = low[i];
+            if (h == none || l == none) {
+                o.set(i, o.fill());
+                continue;
             }
+            // An inside bar (its high at most the reference's and its low at least the
+            // reference's; a NaN on either side makes none) changes nothing.
+            const indicators::Pair x = {h, -l};
+            const indicators::PairMask beyond = x > ref, within = x <= ref;
+            const indicators::PairMask inside = within & __builtin_shufflevector(within, within, 1, 0);
+            ref = indicators::blend(inside, ref, x);
+            const int32_t up = beyond[0] != 0, down = beyond[1] != 0, still = inside[0] != 0;
+            ups = up * (ups + 1) + still * ups;
+            downs = down * (downs + 1) + still * downs;
+            // a turn is rare: the only branch taken on the prices
+            const bool turnUp = !still & (trend != 1) & (ups >= n);
+            const bool turnDown = !turnUp & !still & (trend != -1) & (downs >= n);
+            if (turnUp | turnDown) {
+                trend = turnUp ? 1 : -1;
+                line = turnUp ? h : l;
+            } else {
+                // The line follows the extremes (both formed, as a new extreme is a coin flip
+                // too); an inside bar never passes it: its high is at most the reference's.
+                const double higher = h > line ? h : line, lower = l < line ? l : line;
+                line = trend == 1 ? higher : trend == -1 ? lower : line;
+            }
+            o.set(i, trend != 0 ? line : o.fill());
         }
-        o.set(i, trend != 0 ? line : o.fill());
+    };
+    const double *h = highs.storage(0, bars), *l = lows.storage(0, bars);
+    if (double* q = h && l ? out.storage(0, bars) : nullptr) {
+        PlainOut plain{q, 0, out.fill()};
+        run(PlainBars{h, 0}, PlainBars{l, 0}, plain);
+    } else {
+        run(highs, lows, out);
     }
     return kOk;
 }

@@ -14,6 +14,7 @@
 #include "containers/scratch.h"
 #include "containers/series.h"
 #include "containers/text.h"
+#include "indicators/select.h"
 #include "indicators/sliding_extreme.h"
 #include "market/market_view.h"
 #include "market/properties.h"
@@ -21,6 +22,7 @@
 namespace fk::swingengine {
 namespace {
 
+using indicators::setIf;
 using series::NumberOut;
 using series::NumberView;
 
@@ -78,13 +80,6 @@ inline double loOf(double va, double vb) {
     if constexpr (P == Prices::Mid) return (va + vb) / 2;
     else if constexpr (P == Prices::Close) return va;
     else return vb;
-}
-
-// Sets x to v when `take`, else leaves it as it was, picking by index: a compiler turns a plain
-// choice into a branch, which a predicting processor cannot foresee when it depends on the prices.
-inline void setIf(double& x, bool take, double v) {
-    const double choice[2] = {x, v};
-    x = choice[take];
 }
 
 // A compared bar: its number, its place among the present bars, and its two prices.
