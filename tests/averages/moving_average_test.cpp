@@ -90,15 +90,29 @@ TEST_F(MovAvgTest, ExponentialFormsAndTheirWarmUps) {
     }
 }
 
-TEST_F(MovAvgTest, AdaptiveFollowsTheEfficiencyOfTheMove) {
+// The adaptive length packs the period, the fast and the slow length in fields of a decimal number.
+TEST_F(MovAvgTest, AdaptiveUnpacksItsLengthsAndFollowsTheEfficiencyOfTheMove) {
     const std::vector<double> data = randomSeries(300, 3);
-    struct Case {
+    const struct {
         double length;
         int period;
         double fast, slow;
+    } cases[] = {
+        {10, 10, 2, 30},
+        {30002000010, 10, 2, 30},
+        {20005000014, 14, 5, 20},
+        {40000000007, 7, 2, 40},  // no fast length: its default
+        {3000020, 20, 3, 30},     // no slow length: its default
+        {499999, 499999, 2, 30},  // (longer than the data)
+        {500000, -500000, 1, 30}, // a period of 500,000 carries into the fast field
     };
-    for (const Case c : {Case{10, 10, 2, 30}, Case{30002000010, 10, 2, 30}, Case{20005000014, 14, 5, 20}}) {
+    for (const auto& c : cases) {
         SCOPED_TRACE(c.length);
+        const indicators::AdaptiveLengths a = indicators::unpackAdaptive(c.length);
+        EXPECT_EQ(a.period, c.period);
+        EXPECT_EQ(a.fast, c.fast);
+        EXPECT_EQ(a.slow, c.slow);
+        if (c.period < 1 || c.period >= static_cast<int>(data.size())) continue;
         std::vector<double> want(data.size(), F);
         const double fastSC = 2 / (c.fast + 1), slowSC = 2 / (c.slow + 1);
         double avg = 0;
@@ -112,26 +126,6 @@ TEST_F(MovAvgTest, AdaptiveFollowsTheEfficiencyOfTheMove) {
             want[i] = avg;
         }
         expectNear(movAvg(data, c.length, 5), want);
-    }
-}
-
-TEST_F(MovAvgTest, AdaptiveUnpackingRoundsHalfUpAtEachStep) {
-    struct Case {
-        double length;
-        double period, fast, slow;
-    };
-    const Case cases[] = {
-        {40000000007, 7, 2, 40},      // no fast length: its default
-        {3000020, 20, 3, 30},         // no slow length: its default
-        {499999, 499999, 2, 30},
-        {500000, -500000, 1, 30},     // a period of 500,000 carries into the fast field
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.length);
-        const indicators::AdaptiveLengths a = indicators::unpackAdaptive(c.length);
-        EXPECT_EQ(a.period, c.period);
-        EXPECT_EQ(a.fast, c.fast);
-        EXPECT_EQ(a.slow, c.slow);
     }
 }
 
