@@ -109,11 +109,8 @@ TEST_F(StatisticsTest, MovingCorrelationAgainstTwoPassWindows) {
     V want(n, F), line(len);
     std::iota(line.begin(), line.end(), 0.0);
     for (int i = 0; i < n; ++i) {
-        const std::vector<int> bars = lastPresent(y, i, len);
-        if (static_cast<int>(bars.size()) < len) continue;
-        V wy;
-        for (int b : bars) wy.push_back(y[static_cast<std::size_t>(b)]);
-        want[static_cast<std::size_t>(i)] = pearson(line, wy);
+        const V wy = lastValid(y, i, len);
+        if (static_cast<int>(wy.size()) == len) want[static_cast<std::size_t>(i)] = pearson(line, wy);
     }
     Series in = Series::of(y);
     expectNear(valuesOf("MovingCorrelation", {&in, double(len)}), want, 1e-9);
@@ -155,10 +152,8 @@ V spearmanBySorting(const V& v, int n) {
     V out(v.size(), F);
     const auto scale = static_cast<int32_t>((static_cast<uint32_t>(n) * n - 1u) * static_cast<uint32_t>(n));
     for (int i = n; i < static_cast<int>(v.size()); ++i) {
-        const std::vector<int> bars = lastPresent(v, i, n);
-        if (v[static_cast<std::size_t>(i)] == F || static_cast<int>(bars.size()) < n) continue;
-        V w;
-        for (int b : bars) w.push_back(v[static_cast<std::size_t>(b)]);
+        const V w = lastValid(v, i, n);
+        if (v[static_cast<std::size_t>(i)] == F || static_cast<int>(w.size()) < n) continue;
         std::vector<int> order(static_cast<std::size_t>(n));
         std::iota(order.begin(), order.end(), 0);
         std::stable_sort(order.begin(), order.end(), [&](int a, int b) {
