@@ -59,7 +59,9 @@ TEST_F(OscillatorTest, CciContinuedGoesOnWithoutANewWarmUp) {
         const Vec got = runChunked("CCI", {data, double(n)}, chunk).values;
         expectNear(std::vector<double>(got.begin() + firstValue, got.end()),
                                   std::vector<double>(whole.begin() + firstValue, whole.end()));
-        if (chunk == 1) EXPECT_GT(presentCount(Vec(got.begin(), got.begin() + firstValue)), 0);
+        if (chunk == 1) {
+            EXPECT_GT(presentCount(Vec(got.begin(), got.begin() + firstValue)), 0);
+        }
     }
 }
 
