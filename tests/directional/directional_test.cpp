@@ -1,12 +1,10 @@
 // Directional movement: the indicators against sums taken straight from the bars, the ADX
-// against the DX that its own DI lines give, the warm-up, the engine's other outputs and the
-// status codes.
+// against the DX that its own DI lines give, the warm-up and the status codes.
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <optional>
 
-#include "indicators/directional.h"
 #include "support/heap_check.h"
 #include "support/series_checks.h"
 
@@ -122,26 +120,6 @@ TEST_F(DirectionalTest, MovesAndGaps) {
     const std::vector<double> got = run("ADX", holed, 5, 1);
     EXPECT_EQ(got.size(), 30u);
     EXPECT_NE(got[29], F);
-}
-
-TEST_F(DirectionalTest, TheEngineAlsoGivesTheRatingAndTheAverageTrueRange) {
-    const std::vector<Bar> bars = randomBars(120, 35);
-    Market m(bars);
-    const int n = 5;
-    Series adx, rating, atr;
-    indicators::DirectionalOutputs outs;
-    outs.adx = &adx.handle();
-    outs.rating = &rating.handle();
-    outs.atr = &atr.handle();
-    ASSERT_EQ(indicators::directionalMovement(m.record(), n, 1, indicators::DirectionalMode::Unsigned, outs), kOk);
-    const std::vector<double> a = adx.values(), r = rating.values(), t = atr.values();
-    double firstRanges = 0;
-    for (int i = 1; i <= n; ++i)
-        firstRanges += std::max({bars[i].high - bars[i].low, bars[i].high - bars[i - 1].close,
-                                 bars[i - 1].close - bars[i].low});
-    EXPECT_NEAR(t[n], firstRanges / n, 1e-12);
-    EXPECT_EQ(r[2 * n - 1], F);
-    for (int i = 2 * n; i < 120; ++i) ASSERT_NEAR(r[i], (a[i] + a[i - n]) / 2, 1e-12) << i;
 }
 
 TEST_F(DirectionalTest, StatusCodes) {

@@ -99,18 +99,6 @@ TEST(EvaluateElement, EveryCodeWithPresentMissingAndGuardedOperands) {
     }
 }
 
-TEST(EvaluateElement, AFillValueOfZeroMarksNothingMissing) {
-    // the same operands that are missing under the standard fill value are numbers under 0
-    const OpCode codes[] = {op::kPlus, op::kMinus, op::kMultiply, op::kDivide, op::kLt, op::kMax,
-                            op::kAnd, op::kOr, op::kAbs, op::kIsNull, op::kSign};
-    for (OpCode code : codes) {
-        const double withFill = EvaluateElement({F, F, F, F, R, code, kCompareDigits});
-        const double withZero = EvaluateElement({F, F, 0, 0, R, code, kCompareDigits});
-        EXPECT_EQ(withFill, code == op::kIsNull ? 1.0 : R) << code;
-        EXPECT_NE(withZero, R) << code;
-    }
-}
-
 TEST(ParseOpKeyword, WordsSymbolsAndLetterCase) {
     const struct {
         const char* text;

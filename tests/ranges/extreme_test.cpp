@@ -96,15 +96,11 @@ TEST_F(ExtremeTest, ShiftedInputMatchesASearchOfTheShiftedBars) {
     Data shifted = d;
     shifted.values.insert(shifted.values.begin(), {F, F});
     shifted.values.resize(d.values.size());
-    for (const Mode& m : kModes) {
-        SCOPED_TRACE(m.function);
-        Series values = Series::of(d.values), lengths = Series::of(d.lengths), out;
-        values.setOffset(2);
-        Call call(m.function);
-        call.out(out).arg(values).arg(lengths).arg(m.tie);
-        ASSERT_EQ(call.run(0), kOk);
-        EXPECT_EQ(out.values(), searchEverySpan(m.highest, shifted, m.tie != 0));
-    }
+    Series values = Series::of(d.values);
+    values.setOffset(2);
+    for (const Mode& m : kModes)
+        EXPECT_EQ(valuesOf(m.function, {&values, d.lengths, m.tie}), searchEverySpan(m.highest, shifted, m.tie != 0))
+            << trace(m, "shifted");
 }
 
 TEST_F(ExtremeTest, ChunkedCallsMatchOneCall) {

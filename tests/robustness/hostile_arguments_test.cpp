@@ -3,6 +3,7 @@
 // It runs in every build, the 32-bit one included, which the fuzzer does not reach.
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <cmath>
 #include <cstring>
 #include <filesystem>
@@ -57,6 +58,7 @@ struct Site {
     std::vector<std::unique_ptr<Series>> series;
     std::vector<std::unique_ptr<Text>> texts;
     std::vector<std::unique_ptr<Market>> markets;
+    int numbers = 0; // pushed so far
     Series& add(Series s) { return *series.emplace_back(std::make_unique<Series>(std::move(s))); }
     Text& add(std::string_view s) { return *texts.emplace_back(std::make_unique<Text>(s)); }
     Market& market(int n, double close = 0) {
@@ -71,15 +73,11 @@ struct Variant {
     Push push;
 };
 
-Series withOffset(int32_t k) {
+// A series of closes through an offset or with flags.
+Series closesWith(int32_t offset, uint8_t flags = 0) {
     Series s = Series::of(closes(kBars));
-    s.setOffset(k);
-    return s;
-}
-
-Series readOnly() {
-    Series s = Series::of(closes(kBars));
-    s.setFlags(kFlagReadOnly);
+    s.setOffset(offset);
+    s.setFlags(flags);
     return s;
 }
 
@@ -106,9 +104,9 @@ std::vector<Variant> hostile(char type) {
             {"all missing", [] { return Series::of(std::vector<double>(kBars, kMissing)); }},
             {"NaN and infinities", [] { return Series::of({kNaN, kInf, -kInf, 1e300, -1e300, 0, kNaN}); }},
             {"constant of count 50", [] { return Series::constant(3, 50); }},
-            {"offset 7", [] { return withOffset(7); }},
-            {"offset -7", [] { return withOffset(-7); }},
-            {"read-only", [] { return readOnly(); }},
+            {"offset 7", [] { return closesWith(7); }},
+            {"offset -7", [] { return closesWith(-7); }},
+            {"read-only", [] { return closesWith(0, kFlagReadOnly); }},
         };
         for (const auto& shape : shapes)
             v.push_back({shape.first, [make = shape.second](Call& c, Site& s) { c.arg(s.add(make())); }});
@@ -124,10 +122,11 @@ std::vector<Variant> hostile(char type) {
     case kArgText:
     case kArgTextSeries:
         for (const std::string& t : {std::string(), std::string(5000, 'x'), std::string("\xC3\xA9\xFF\x80"),
-                                     std::string("%s%s%n%d%F"), std::string("-300|0,13/9Q,0/0S")}) {
-            if (type == kArgText) v.push_back({"text " + t.substr(0, 12), [t](Call& c, Site& s) { c.arg(s.add(t)); }});
-            else v.push_back({"text " + t.substr(0, 12), [t](Call& c, Site& s) { c.rawPointer(kParamTextSeries, &s.add(t).handle()); }});
-        }
+                                     std::string("%s%s%n%d%F"), std::string("-300|0,13/9Q,0/0S")})
+            v.push_back({"text " + t.substr(0, 12), [t, type](Call& c, Site& s) {
+                             if (type == kArgText) c.arg(s.add(t));
+                             else c.rawPointer(kParamTextSeries, &s.add(t).handle());
+                         }});
         break;
     case kArgMarket: {
         const std::pair<const char*, std::function<void(Market&)>> shapes[] = {
@@ -138,13 +137,12 @@ std::vector<Variant> hostile(char type) {
             {"odd zone", [](Market& m) { m.zone("|||").period(0x03000005); }},
             {"odd session", [](Market& m) { m.session(-1, 2000, 32767).period(0x03000005); }},
         };
-        for (const auto& shape : shapes) {
+        for (const auto& shape : shapes)
             v.push_back({shape.first, [set = shape.second](Call& c, Site& s) {
                              Market& m = s.market(kBars);
                              set(m);
                              c.arg(m);
                          }});
-        }
         for (int n : {0, 1, 2})
             v.push_back({std::to_string(n) + " bars", [n](Call& c, Site& s) { c.arg(s.market(n)); }});
         v.push_back({"missing closes", [](Call& c, Site& s) { c.arg(s.market(kBars, kMissing)); }});
@@ -178,10 +176,11 @@ struct CallSite {
     Series out;
     Text outText;
     Call call;
-    explicit CallSite(const ExportEntry& e, int entry = 0, const Push& at = {}) : call(e, e.entry) {
+    explicit CallSite(const ExportEntry& e, int entry = 0, const Push& at = {}, Push (*plainOf)(char) = plain)
+        : call(e, e.entry) {
         if (e.sig.types[0] == kArgTextSeries) call.out(outText);
         else call.out(out);
-        for (int i = 2; i <= e.sig.maxCount; ++i) (i == entry ? at : plain(e.sig.types[i - 1]))(call, site);
+        for (int i = 2; i <= e.sig.maxCount; ++i) (i == entry ? at : plainOf(e.sig.types[i - 1]))(call, site);
     }
 };
 
@@ -260,6 +259,46 @@ TEST_F(HostileArguments, EveryExportSurvivesAHeapThatRunsOut) {
             SCOPED_TRACE(std::string(e.name) + ", the heap runs out after " + std::to_string(k) + " blocks");
             run(k);
             EXPECT_EQ(host::liveBlocks(), blocks) << "heap blocks left behind";
+        }
+    }
+}
+
+// Arguments with which every export computes: closes with runs of zeros, a length and then a
+// kind, an operator, and daily bars.
+Push computing(char type) {
+    switch (type) {
+    case kArgSeries:
+        return [](Call& c, Site& s) {
+            std::vector<double> v = closes(kBars);
+            for (int i = 0; i < kBars; i += 7) v[i] = v[i + 1] = v[i + 2] = 0;
+            c.arg(s.add(Series::of(v)));
+        };
+    case kArgNumber: return [](Call& c, Site& s) { c.arg(s.numbers++ == 0 ? 14.0 : 1.0); };
+    case kArgText: return [](Call& c, Site& s) { c.arg(s.add("+")); };
+    case kArgMarket: return [](Call& c, Site& s) { c.arg(s.market(kBars)); };
+    default: return [](Call& c, Site& s) { c.rawPointer(kParamTextSeries, &s.add("+").handle()); };
+    }
+}
+
+// A start bar far past the last bar asks for nothing: every export must answer at once and leave
+// its Return Value as the call before made it. Some walked back bar by bar from the start bar to
+// the data, two billion steps from a start bar of 2147483647 (MovAvg, CCI, Consecutive,
+// MostRecentOccurrence).
+TEST(StartBar, FarPastTheEndEveryExportAnswersAtOnceAndWritesNothing) {
+    for (const ExportEntry& e : exportTable()) {
+        // the dump exports answer the number of lines this call wrote, 0 here (their files are
+        // tested with the utilities)
+        if (std::string_view(e.name).starts_with("DumpArray")) continue;
+        for (int32_t start : {INT32_MAX, 1 << 30, kBars + 1}) {
+            SCOPED_TRACE(std::string(e.name) + " from bar " + std::to_string(start));
+            CallSite cs(e, 0, {}, computing);
+            cs.call.run(0);
+            const std::vector<uint64_t> before = bits(cs.out.values());
+            const auto began = std::chrono::steady_clock::now();
+            cs.call.run(start);
+            // a walk of two billion bars takes seconds; a call over 120 bars, microseconds
+            EXPECT_LT(std::chrono::duration<double>(std::chrono::steady_clock::now() - began).count(), 1.0);
+            EXPECT_EQ(bits(cs.out.values()), before);
         }
     }
 }

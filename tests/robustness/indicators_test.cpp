@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <limits>
 #include <string_view>
 
 #include "host/hostkit.h"
@@ -22,88 +21,45 @@ class IndicatorRobustness : public HeapChecked {};
 TEST_F(IndicatorRobustness, CashFlowThatOverflowsToInfinityReturns) {
     for (double volume : {1e300, -1e300}) {
         SCOPED_TRACE(volume);
-        Market market({{43900, 1, 1, 1, 1, volume}, {43901, 1e10, 1e10, 1e10, 1e10, volume}, {43902, 1, 1, 1, 1, 1}});
-        Series out;
-        Call call("CashFlow");
-        call.out(out).arg(market).arg(3);
-        EXPECT_EQ(call.run(0), 0);
-        ASSERT_EQ(out.count(), 3);
-        EXPECT_EQ(out.at(0), 0);
-        EXPECT_TRUE(std::isinf(out.at(1)));
+        const std::vector<Bar> bars = {
+            {43900, 1, 1, 1, 1, volume}, {43901, 1e10, 1e10, 1e10, 1e10, volume}, {43902, 1, 1, 1, 1, 1}};
+        const Vec got = valuesOf("CashFlow", {bars, 3.0});
+        ASSERT_EQ(got.size(), 3u);
+        EXPECT_EQ(got[0], 0);
+        EXPECT_TRUE(std::isinf(got[1]));
     }
 }
 
-// A length series that says 2147483647 bars on consecutive bars: the test for a growth by one
-// bar added 1 to that length in 32 bits.
-TEST_F(IndicatorRobustness, MovingSumOverTheLongestLengthOnConsecutiveBars) {
-    Series in = Series::of({1, 2, 3, 4, 5});
-    for (double length : {2147483647.0, 1e300}) {
-        SCOPED_TRACE(length);
-        Series lengths = Series::of(std::vector<double>(5, length));
-        Series out;
-        Call call("MovingSum");
-        call.out(out).arg(in).arg(lengths).arg(0);
-        EXPECT_EQ(call.run(0), 0);
-        for (double v : out.values()) EXPECT_EQ(v, out.fill()); // never as many bars as the length
-    }
-}
-
-// A window far longer than the input: the cosine and sine tables of every period (here 246
-// periods of 65,536 bars, 258 MB) were made before finding that no bar has a whole window.
-TEST_F(IndicatorRobustness, CycleWindowLongerThanTheInputMakesNoTables) {
-    for (const char* name : {"CycleCalc", "CycleAnalysis"}) {
-        SCOPED_TRACE(name);
-        Series in = Series::of({1, 2, 3, 2, 1, 2, 3});
-        Series out = Series::of({0, 0, 0, 0, 0, 0, 0});
-        Call call(name);
-        call.out(out).arg(in).arg(65536).arg(5).arg(250).arg(0);
-        // no room on the heap at all: the call needs none
-        platform::HeapHolder::failNextAllocations(1000);
-        const StatusCode st = call.run(0);
-        platform::HeapHolder::failNextAllocations(0);
-        EXPECT_EQ(st, 0);
-        for (double v : out.values()) EXPECT_EQ(v, out.fill());
-    }
-}
-
-// A length of two billion on a short input: the line's sum of squared distances was taken over
-// the whole length before finding that no window can fill.
-TEST_F(IndicatorRobustness, LineSignificanceLongerThanTheInputWritesTheFill) {
-    Series in = Series::of({1, 2, 3, 2, 1});
-    Series out;
-    Call call("TSLineSignificance");
-    call.out(out).arg(in).arg(2147483647.0).arg(0);
-    EXPECT_EQ(call.run(0), 0);
-    ASSERT_EQ(out.count(), 5);
-    for (double v : out.values()) EXPECT_EQ(v, out.fill());
-}
-
-// A triangular average far longer than the input: the one-pass ring of the outer average was
-// sized by the length (4 GB for two billion bars) before finding that it could never fill.
-TEST_F(IndicatorRobustness, TriangularAverageLongerThanTheInputNeedsNoRing) {
-    Series in = Series::of({1, 2, 3, 2, 1});
-    Series out;
-    Call call("MovAvg");
-    call.out(out).arg(in).arg(2147483647.0).arg(6);
-    platform::HeapHolder::resetLargestRequest();
-    EXPECT_EQ(call.run(0), 0);
-    EXPECT_LT(platform::HeapHolder::largestRequest(), 4096u);
-    ASSERT_EQ(out.count(), 5);
-    for (double v : out.values()) EXPECT_EQ(v, out.fill());
-}
-
-// A MACD histogram predictor whose longer period is the largest 32-bit number: the periods were
-// added in 32 bits to find the warm-up.
-TEST_F(IndicatorRobustness, PredictorWithTheLongestPeriodsNeedsNoSumInThirtyTwoBits) {
-    Series price = Series::of({10, 11, 12, 11, 10}), level = Series::of({0, 0, 0, 0, 0});
-    for (const char* name : {"UpperOscPredictorDLL", "LowerOscPredictorDLL"}) {
-        SCOPED_TRACE(name);
-        Series out;
-        Call call(name);
-        call.out(out).arg(price).arg(level).arg(3).arg(2147483647.0).arg(3).arg(2).arg(0).arg(1).arg(0).arg(0);
-        EXPECT_EQ(call.run(0), 0);
-        ASSERT_EQ(out.count(), 5);
-        for (double v : out.values()) EXPECT_EQ(v, out.fill()); // never warmed up
+// Lengths and periods far past a short input, each of which once did work or took memory in
+// proportion to the length before finding that no bar can fill: a length series of 2147483647 on
+// consecutive bars (its growth by one bar added 1 in 32 bits); the cosine and sine tables of every
+// period (246 periods of 65,536 bars, 258 MB); the line's sum of squared distances over the whole
+// length; the triangular average's ring sized by the length (4 GB); a MACD histogram predictor
+// whose periods were added in 32 bits. None takes more than a small block, and every bar holds
+// the fill value.
+TEST_F(IndicatorRobustness, LengthsFarPastTheInputTakeNoLargeBlockAndWriteTheFill) {
+    const Vec in = {1, 2, 3, 2, 1}, price = {10, 11, 12, 11, 10}, zeros(5, 0), fill(5, F);
+    const struct {
+        const char* name;
+        std::vector<Arg> args;
+        Vec want; // MovingSum writes no bar at all
+    } cases[] = {
+        {"MovingSum", {in, Vec(5, 2147483647.0), 0.0}, {}},
+        {"MovingSum", {in, Vec(5, 1e300), 0.0}, {}},
+        {"CycleCalc", {in, 65536.0, 5.0, 250.0, 0.0}, fill},
+        {"CycleAnalysis", {in, 65536.0, 5.0, 250.0, 0.0}, fill},
+        {"TSLineSignificance", {in, 2147483647.0, 0.0}, fill},
+        {"MovAvg", {in, 2147483647.0, 6.0}, fill},
+        {"UpperOscPredictorDLL", {price, zeros, 3.0, 2147483647.0, 3.0, 2.0, 0.0, 1.0, 0.0, 0.0}, fill},
+        {"LowerOscPredictorDLL", {price, zeros, 3.0, 2147483647.0, 3.0, 2.0, 0.0, 1.0, 0.0, 0.0}, fill},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        platform::HeapHolder::resetLargestRequest();
+        const Result r = runCall(c.name, c.args);
+        EXPECT_EQ(r.status, kOk);
+        EXPECT_LT(platform::HeapHolder::largestRequest(), 4096u);
+        EXPECT_EQ(r.values, c.want);
     }
 }
 

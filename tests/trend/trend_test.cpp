@@ -56,11 +56,8 @@ TEST_F(TrendTest, QqeTrailerAndTtmTrendSequences) {
 TEST_F(TrendTest, GannTrendFollowsUpAndDownBars) {
     // up from the fill value before bar 0, up, inside, down, missing (not written), up from the
     // missing bar's fill values, equal high
-    const double highs[] = {10, 11, 10.5, 10, M, 9.8, 9.8};
-    const double lows[] = {8, 9, 9.5, 9, M, 8.8, 8.5};
-    std::vector<Bar> bars;
-    for (int i = 0; i < 7; ++i) bars.push_back({40000.0 + i, lows[i], highs[i], lows[i], highs[i], 1});
-    EXPECT_EQ(valuesOf("GannTrend", {bars}, 3, Vec(7, 7.0)), (Vec{10, 11, 11, 9, 7, 9.8, 9.8}));
+    const Vec highs = {10, 11, 10.5, 10, M, 9.8, 9.8}, lows = {8, 9, 9.5, 9, M, 8.8, 8.5};
+    EXPECT_EQ(valuesOf("GannTrend", {barsOf(highs, lows, highs)}, 3, Vec(7, 7.0)), (Vec{10, 11, 11, 9, 7, 9.8, 9.8}));
 }
 
 // A random walk (with holes where asked), bands around it and band widths. A call of the
