@@ -63,53 +63,37 @@ struct DirectionalState {
     }
 };
 
-// The last n ADX values by counter, for the rating; swaps in the current one and gives the one
-// of n bars before.
-inline double swapPastAdx(double* past, const DirectionalState& s) {
-    if (!past) return 0;
-    double& slot = past[s.c % s.n];
-    const double earlier = slot;
-    slot = s.adx;
-    return earlier;
-}
-
 template <class Out>
 struct Writers {
     Out* adx = nullptr;
-    Out* rating = nullptr;
     Out* minusDi = nullptr;
     Out* plusDi = nullptr;
-    Out* atr = nullptr;
 };
 
 // Every bar from `from` to the end of the run is written. A function of its own, so that the
 // sums stay in registers.
 template <class In, class Out>
 [[gnu::noinline]] void directionalWrites(In high, In low, In close, int32_t from, int32_t end, DirectionalState s,
-                                         double* past, const Writers<Out>& w) {
+                                         const Writers<Out>& w) {
     for (int32_t i = from; i < end; ++i) {
         s.add(high, low, close, i);
-        const double earlier = swapPastAdx(past, s);
         if (w.adx) w.adx->set(i, s.adx);
-        if (w.rating && s.c - s.n >= s.n) w.rating->set(i, (s.adx + earlier) / 2);
         if (w.minusDi) w.minusDi->set(i, 100 * s.mdi);
         if (w.plusDi) w.plusDi->set(i, 100 * s.pdi);
-        if (w.atr) w.atr->set(i, s.range / s.dn);
     }
 }
 
 template <class In>
 void directionalRun(const In& high, const In& low, const In& close, int32_t bars, double missing,
-                    DirectionalState s, double firstCount, double* past, const Writers<NumberOut>& outs) {
+                    DirectionalState s, double firstCount, const Writers<NumberOut>& outs) {
     // the run ends at the first bar without a close; the counter is the bar number
     int32_t end = 1;
     while (end < bars && close[end] != missing) ++end;
     const int32_t from = firstCount < end ? std::max(static_cast<int32_t>(firstCount), 1) : end;
-    for (int32_t i = 1; i < from; ++i)
-        if (s.add(high, low, close, i)) swapPastAdx(past, s);
+    for (int32_t i = 1; i < from; ++i) s.add(high, low, close, i);
     if (from >= end) return;
     // plain arrays where every output asked for allows them
-    PlainOut plain[5];
+    PlainOut plain[3];
     Writers<PlainOut> direct;
     bool allPlain = true;
     auto plainFor = [&](NumberOut* out, int k, int32_t first) -> PlainOut* {
@@ -123,12 +107,10 @@ void directionalRun(const In& high, const In& low, const In& close, int32_t bars
         return &plain[k];
     };
     direct.adx = plainFor(outs.adx, 0, from);
-    direct.rating = plainFor(outs.rating, 1, std::max(from, 2 * s.n));
-    direct.minusDi = plainFor(outs.minusDi, 2, from);
-    direct.plusDi = plainFor(outs.plusDi, 3, from);
-    direct.atr = plainFor(outs.atr, 4, from);
-    if (allPlain) directionalWrites(high, low, close, from, end, s, past, direct);
-    else directionalWrites(high, low, close, from, end, s, past, outs);
+    direct.minusDi = plainFor(outs.minusDi, 1, from);
+    direct.plusDi = plainFor(outs.plusDi, 2, from);
+    if (allPlain) directionalWrites(high, low, close, from, end, s, direct);
+    else directionalWrites(high, low, close, from, end, s, outs);
 }
 
 } // namespace
@@ -139,7 +121,7 @@ StatusCode directionalMovement(const BarRecord& market, double period, double mu
     if (market.barCount <= 0 || n < 1) return kTooFewBars;
     const int32_t bars = market.barCount;
     // the outputs are resolved before the market's series: an output may share their buffers
-    std::optional<NumberOut> adx, rating, minusDi, plusDi, atr;
+    std::optional<NumberOut> adx, minusDi, plusDi;
     Writers<NumberOut> w;
     auto resolve = [bars](SeriesHandle* h, std::optional<NumberOut>& out) -> NumberOut* {
         if (!h) return nullptr;
@@ -147,12 +129,8 @@ StatusCode directionalMovement(const BarRecord& market, double period, double mu
         return &*out;
     };
     w.adx = resolve(outputs.adx, adx);
-    w.rating = resolve(outputs.rating, rating);
     w.minusDi = resolve(outputs.minusDi, minusDi);
     w.plusDi = resolve(outputs.plusDi, plusDi);
-    w.atr = resolve(outputs.atr, atr);
-    TempSeries past;
-    if (w.rating && !past.allocate(0, n, 0)) return kOk;
     const MarketView m(market);
     const DirectionalState s(n, mode == DirectionalMode::Signed);
     const double firstCount = warmupCount(n, multiplier);
@@ -160,10 +138,9 @@ StatusCode directionalMovement(const BarRecord& market, double period, double mu
     const double* low = m.low.storage(0, bars);
     const double* close = m.close.storage(0, bars);
     if (high && low && close)
-        directionalRun(PlainBars{high, 0}, PlainBars{low, 0}, PlainBars{close, 0}, bars, m.missing, s, firstCount,
-                       past.bars().data, w);
+        directionalRun(PlainBars{high, 0}, PlainBars{low, 0}, PlainBars{close, 0}, bars, m.missing, s, firstCount, w);
     else
-        directionalRun(m.high, m.low, m.close, bars, m.missing, s, firstCount, past.bars().data, w);
+        directionalRun(m.high, m.low, m.close, bars, m.missing, s, firstCount, w);
     return kOk;
 }
 

@@ -10,10 +10,8 @@ namespace fk::indicators {
 // The series the engine may write; null ones are not computed into.
 struct DirectionalOutputs {
     SeriesHandle* adx = nullptr;     // the average directional index (signed in the signed mode)
-    SeriesHandle* rating = nullptr;  // the ADX rating: the mean of the ADX and the ADX n bars earlier
     SeriesHandle* minusDi = nullptr; // 100 x minus DI
     SeriesHandle* plusDi = nullptr;  // 100 x plus DI
-    SeriesHandle* atr = nullptr;     // average true range
 };
 
 enum class DirectionalMode { Unsigned, Signed };
