@@ -71,49 +71,33 @@ TEST_F(SeasonalTest, SeasonalYearsThatCannotBeUsed) {
 }
 
 TEST_F(SeasonalTest, CycleWindows) {
+    // a window of eight, the shortest period, then the period, amplitude and phase the analysis
+    // finds, and the projections (horizon, value) of the cycle and the line
     struct Case {
-        const char* what;
-        const char* name;
         Vec window;
-        double shortest, last; // the last number: selector or horizon
-        double want;
+        double shortest, period, amplitude, phase;
+        std::vector<std::pair<double, double>> projections;
     };
-    const Vec pattern = {11, 9, 9, 11, 11, 9, 9, 11};
     const Vec onLine = {11, 9.5, 10, 12.5, 13, 11.5, 12, 14.5};
-    const Vec alternating = {11, 9, 11, 9, 11, 9, 11, 9};
-    const Vec flat(8, 0.1), straight = {1, 2, 3, 4, 5, 6, 7, 8};
     const Case cases[] = {
-        {"period", "CycleAnalysis", pattern, 2, 0, 4},
-        {"amplitude", "CycleAnalysis", pattern, 2, 1, std::sqrt(2.0)},
-        {"phase", "CycleAnalysis", pattern, 2, 2, 315},
-        {"projection now", "CycleCalc", pattern, 2, 0, 11},
-        {"one ahead", "CycleCalc", pattern, 2, 1, 11},
-        {"two ahead", "CycleCalc", pattern, 2, 2, 9},
-        {"period over a line", "CycleAnalysis", onLine, 2, 0, 4},
-        {"amplitude over a line", "CycleAnalysis", onLine, 2, 1, std::sqrt(2.0)},
-        {"phase over a line", "CycleAnalysis", onLine, 2, 2, 315},
-        {"line now", "CycleCalc", onLine, 2, 0, 14.5},
-        {"line one ahead", "CycleCalc", onLine, 2, 1, 15},
-        {"line three ahead", "CycleCalc", onLine, 2, 3, 14},
-        {"shortest 5", "CycleAnalysis", onLine, 5, 0, 5},
-        {"shortest 5 amplitude", "CycleAnalysis", onLine, 5, 1, 0.904508},
-        {"shortest 5 phase", "CycleAnalysis", onLine, 5, 2, 252},
-        {"shortest 5 projection", "CycleCalc", onLine, 5, 0, 13.220492},
-        {"period 2", "CycleAnalysis", alternating, 2, 0, 2},
-        {"period 2 amplitude", "CycleAnalysis", alternating, 2, 1, 20.0 / 21.0},
-        {"period 2 phase", "CycleAnalysis", alternating, 2, 2, 180},
-        {"period 2 projection", "CycleCalc", alternating, 2, 1, 10.523810},
-        {"flat: no cycle", "CycleAnalysis", flat, 2, 1, F},
-        {"flat: the line", "CycleCalc", flat, 2, 1, 0.1},
-        {"straight: no cycle", "CycleAnalysis", straight, 2, 0, F},
-        {"straight: the line", "CycleCalc", straight, 2, 1, 9},
+        {{11, 9, 9, 11, 11, 9, 9, 11}, 2, 4, std::sqrt(2.0), 315, {{0, 11}, {1, 11}, {2, 9}}},
+        {onLine, 2, 4, std::sqrt(2.0), 315, {{0, 14.5}, {1, 15}, {3, 14}}},
+        {onLine, 5, 5, 0.904508, 252, {{0, 13.220492}}},
+        {{11, 9, 11, 9, 11, 9, 11, 9}, 2, 2, 20.0 / 21.0, 180, {{1, 10.523810}}},
+        {Vec(8, 0.1), 2, F, F, F, {{1, 0.1}}},      // flat: no cycle, the line
+        {{1, 2, 3, 4, 5, 6, 7, 8}, 2, F, F, F, {{1, 9}}}, // straight: no cycle, the line
+    };
+    const auto last = [](const Case& c, const char* name, double number) {
+        return valuesOf(name, {c.window, 8.0, c.shortest, 8.0, number}).back();
     };
     for (const Case& c : cases) {
-        SCOPED_TRACE(c.what);
-        Vec want(7, F);
-        want.push_back(c.want);
-        expectNear(valuesOf(c.name, {c.window, 8.0, c.shortest, 8.0, c.last}), want, 1e-6);
+        SCOPED_TRACE(c.window[1]);
+        expectNear({last(c, "CycleAnalysis", 0), last(c, "CycleAnalysis", 1), last(c, "CycleAnalysis", 2)},
+                   {c.period, c.amplitude, c.phase}, 1e-6);
+        for (const auto& [horizon, want] : c.projections) expectNear({last(c, "CycleCalc", horizon)}, {want}, 1e-6);
     }
+    // the bars before the window is full
+    EXPECT_EQ(valuesOf("CycleCalc", {cases[0].window, 8.0, 2.0, 8.0, 0.0}), (Vec{F, F, F, F, F, F, F, 11}));
 }
 
 // Monday 10 March 2014 and the following days, at 09:30 and 10:00.
@@ -152,28 +136,15 @@ TEST_F(SeasonalTest, PartialDayData) {
         {at(0, 11), 100.5, 102, 100, 101.75, 20}, {at(0, 12), 101.75, 101.9, 98, 98.5, 5},
         {at(1, 10), 98, 98.5, 97.75, 98.25, 7},
     };
-    struct Case {
-        double selector;
-        int32_t start;
-        Vec before, want;
-    };
-    const Case cases[] = {
-        {0, 0, {}, {F, 1.5, 2.75, -0.5, -0.25}},
-        {1, 0, {}, {99, 100, 100, 100, 98}},
-        {2, 0, {}, {99.5, 101, 102, 102, 98.5}},
-        {3, 0, {}, {98.5, 99.5, 99.5, 98, 97.75}},
-        {4, 0, {}, {99, 100.5, 101.75, 98.5, 98.25}},
-        {5, 0, {}, {1, 10, 30, 35, 7}},
-        {6, 0, {}, {1, 1, 2, 3, 1}},
-        {7, 0, {}, {99, 301.0 / 3, 303.25 / 3, 99.5, 294.5 / 3}},
-        {0, 3, {7, 7, 7}, {7, 7, 7, -0.5, -0.25}},
-        {7, 3, {7, 7, 7}, {7, 7, 7, 99.5, 294.5 / 3}},
-        {5, 4, {7, 7, 7, 7}, {7, 7, 7, 7, 7}},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(::testing::Message() << "selector " << c.selector << " start " << c.start);
-        expectNear(valuesOf("PartialDayData", {bars, c.selector}, c.start, c.before), c.want);
-    }
+    // by selector, then calls from a start bar
+    const Vec want[] = {{F, 1.5, 2.75, -0.5, -0.25},         {99, 100, 100, 100, 98},
+                        {99.5, 101, 102, 102, 98.5},         {98.5, 99.5, 99.5, 98, 97.75},
+                        {99, 100.5, 101.75, 98.5, 98.25},    {1, 10, 30, 35, 7},
+                        {1, 1, 2, 3, 1},                     {99, 301.0 / 3, 303.25 / 3, 99.5, 294.5 / 3}};
+    for (int q = 0; q < 8; ++q) expectNear(valuesOf("PartialDayData", {bars, double(q)}), want[q], 1e-9, std::to_string(q));
+    expectNear(valuesOf("PartialDayData", {bars, 0.0}, 3, {7, 7, 7}), {7, 7, 7, -0.5, -0.25});
+    expectNear(valuesOf("PartialDayData", {bars, 7.0}, 3, {7, 7, 7}), {7, 7, 7, 99.5, 294.5 / 3});
+    expectNear(valuesOf("PartialDayData", {bars, 5.0}, 4, {7, 7, 7, 7}), {7, 7, 7, 7, 7});
 }
 
 // Random market data over six years: weekdays with one to three bars a day at fixed times, a
@@ -271,22 +242,20 @@ TEST_F(SeasonalTest, ChunkedHostCallsGiveTheSeriesOfOneCall) {
 TEST_F(SeasonalTest, StatusCodes) {
     const Vec x = {1, 2, 3};
     expectStatuses({
-        {"Seasonal", {'n', x, 1.0}, kTooFewBars},
-        {"SeasonalDevUp", {'n', x, 1.0, 1.0, 0.0}, kTooFewBars},
-        {"AvgOfSameBarTime", {'n', x, 1.0}, kTooFewBars},
-        {"PartialDayData", {'n', 0.0}, kTooFewBars},
+        {"Seasonal", {'n', x, 1.0}, kTooFewBars},             {"SeasonalDevUp", {'n', x, 1.0, 1.0, 0.0}, kTooFewBars},
+        {"AvgOfSameBarTime", {'n', x, 1.0}, kTooFewBars},     {"PartialDayData", {'n', 0.0}, kTooFewBars},
         {"CycleAnalysis", {'e', 8.0, 2.0, 8.0, 0.0}, kTooFewBars},
-        {"SeasonalPct", {'m', x, 0.4}, kDomainError},               // years 0.4
-        {"SeasonalDevUp", {'m', x, NAN, 1.0, 0.0}, kDomainError},   // years NaN
-        {"CycleAnalysis", {x, 3.0, 2.0, 3.0, 0.0}, kDomainError},   // window 3
-        {"CycleCalc", {x, 8.0, 1.0, 8.0, 0.0}, kDomainError},       // shortest 1
-        {"CycleAnalysis", {x, 8.0, 5.0, 4.0, 0.0}, kDomainError},   // longest below shortest
-        {"CycleCalc", {x, 8.0, 2.0, 9.0, 0.0}, kDomainError},       // longest past the window
-        {"CycleAnalysis", {x, 8.0, 2.0, 8.0, 3.0}, kDomainError},   // selector 3
-        {"CycleCalc", {x, 8.0, 2.0, 8.0, -1.6}, kDomainError},      // horizon -1.6
-        {"AvgOfSameBarTime", {'m', x, 0.4}, kDomainError},          // sessions 0.4
-        {"PartialDayData", {'m', 8.0}, kDomainError},               // selector 8
-        {"PartialDayData", {'m', -1.0}, kDomainError},              // selector -1
+        {"SeasonalPct", {'m', x, 0.4}, kDomainError},         // years 0.4
+        {"SeasonalDevUp", {'m', x, NAN, 1.0, 0.0}, kDomainError}, // years NaN
+        {"CycleAnalysis", {x, 3.0, 2.0, 3.0, 0.0}, kDomainError}, // window 3
+        {"CycleCalc", {x, 8.0, 1.0, 8.0, 0.0}, kDomainError},     // shortest 1
+        {"CycleAnalysis", {x, 8.0, 5.0, 4.0, 0.0}, kDomainError}, // longest below shortest
+        {"CycleCalc", {x, 8.0, 2.0, 9.0, 0.0}, kDomainError},     // longest past the window
+        {"CycleAnalysis", {x, 8.0, 2.0, 8.0, 3.0}, kDomainError}, // selector 3
+        {"CycleCalc", {x, 8.0, 2.0, 8.0, -1.6}, kDomainError},    // horizon -1.6
+        {"AvgOfSameBarTime", {'m', x, 0.4}, kDomainError},        // sessions 0.4
+        {"PartialDayData", {'m', 8.0}, kDomainError},             // selector 8
+        {"PartialDayData", {'m', -1.0}, kDomainError},            // selector -1
     });
 }
 
