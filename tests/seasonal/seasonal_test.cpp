@@ -50,10 +50,7 @@ TEST_F(SeasonalTest, SeasonalPathAndBands) {
 }
 
 TEST_F(SeasonalTest, SeasonalYearsThatCannotBeUsed) {
-    struct Case {
-        const char* what;
-        Vec days, prices, want;
-    };
+    struct Case { const char* what; Vec days, prices, want; };
     // (missing prices, passed over, are in the comparison with the definition below)
     const Case cases[] = {
         // 2012's base lies in 2010, across a gap: not in the year before; 2013's is in 2012
@@ -104,13 +101,7 @@ TEST_F(SeasonalTest, CycleWindows) {
 double at(int day, double hours) { return 41708 + day + hours / 24.0; }
 
 TEST_F(SeasonalTest, AverageOfSameBarTime) {
-    struct Case {
-        const char* what;
-        Vec stamps, x;
-        double sessions;
-        int32_t start;
-        Vec before, want;
-    };
+    struct Case { const char* what; Vec stamps, x; double sessions; int32_t start; Vec before, want; };
     const Vec week = {at(0, 9.5), at(0, 10), at(1, 9.5), at(1, 10), at(2, 9.5), at(2, 10), at(3, 9.5), at(3, 10), at(4, 9.5)};
     const Vec volume = {100, 50, 200, 70, 300, 90, 120, F, 60};
     const Case cases[] = {
@@ -149,10 +140,7 @@ TEST_F(SeasonalTest, PartialDayData) {
 
 // Random market data over six years: weekdays with one to three bars a day at fixed times, a
 // few prices and whole bars missing.
-struct RandomMarket {
-    std::vector<Bar> bars;
-    Vec price;
-};
+struct RandomMarket { std::vector<Bar> bars; Vec price; };
 RandomMarket randomMarket() {
     std::mt19937 rng(3);
     std::uniform_real_distribution<double> u(0.0, 1.0);

@@ -73,9 +73,7 @@ TEST_F(SwingEngineTest, SetUpsThatDoNothing) {
 }
 
 // A walk with a swing every few bars, and a few missing highs where asked.
-struct Walk {
-    Vec high, low, close;
-};
+struct Walk { Vec high, low, close; };
 Walk walk(int n, bool holes, unsigned seed = 5) {
     std::mt19937 rng(seed);
     std::uniform_real_distribution<double> u(0.0, 1.0);
@@ -219,12 +217,7 @@ TEST_F(SwingEngineTest, CustomSwingsInChunkedHostCalls) {
 
 TEST_F(SwingEngineTest, SwingSystemLines) {
     const Vec h = {112.0, 112.5, 112.25, 112.1, 112.6, 112.3};
-    const struct {
-        const char* name;
-        const char* symbol;
-        double tick, mode, offset;
-        Vec want;
-    } cases[] = {
+    const struct { const char* name; const char* symbol; double tick, mode, offset; Vec want; } cases[] = {
         {"SwingSystemHigh", "ZBH14", 0.015625, 0, 1, {F, F, 112.53125, 112.53125, 112.53125, 112.625}},
         {"SwingSystemLow", "ZBH14", 0.015625, 0, 1, {F, F, F, F, 111.5625, 111.5625}},
         {"SwingSystemHigh", "ESH14", 0.25, 0, 1, {F, F, 112.75, 112.75, 112.75, 112.75}},

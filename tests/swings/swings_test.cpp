@@ -105,9 +105,7 @@ TEST_F(SwingsTest, BarsAgoMatchesAWalkBackFromEveryBar) {
     EXPECT_EQ(findExport("SwingLowBarsAgo")->entry, findExport("SwingHighBarsAgo")->entry);
 }
 
-struct HighLow {
-    double high, low;
-};
+struct HighLow { double high, low; };
 
 Vec runZigZag(const char* name, const std::vector<HighLow>& bars, double percent, const Vec& out0) {
     std::vector<Bar> b;
@@ -129,12 +127,7 @@ TEST_F(SwingsTest, ZigZags) {
     // the high at bar 6 stands on a low below the low pivot at bar 4
     const std::vector<HighLow> lowerHigh = {{10, 9}, {12, 11}, {15, 14}, {12, 11}, {9, 8},
                                             {10, 9}, {11, 7},   {10.5, 9}, {10, 9}};
-    struct Case {
-        const char* name;
-        std::vector<HighLow> bars;
-        double percent;
-        Vec out0, plain, strict;
-    };
+    struct Case { const char* name; std::vector<HighLow> bars; double percent; Vec out0, plain, strict; };
     const Case cases[] = {
         {"up, down, up", upDownUp, 5, {}, {F, F, 15, F, F, 8}, {F, F, 15, F, F, 8, F, 13}},
         {"a missing high: the marker at the bars around it", withHole, 5, Vec(9, 7),

@@ -22,12 +22,7 @@ struct Ticked : Market {
 };
 
 TEST_F(TradePlanTest, LadderRungs) {
-    struct Case {
-        const char* what;
-        Vec entry, direction;
-        double step, rung;
-        Vec want;
-    };
+    struct Case { const char* what; Vec entry, direction; double step, rung; Vec want; };
     const Case cases[] = {
         {"long target", {101.3}, {1}, 4, 1, {102.25}},
         {"long second target", {101.3}, {1}, 4, 2, {103.25}},
@@ -57,12 +52,7 @@ TEST_F(TradePlanTest, LadderTakesANumberForTheDirection) {
 // 103.00 on bar 7.
 
 TEST_F(TradePlanTest, PyramidSchedule) {
-    struct Case {
-        const char* what;
-        double units, selector;
-        int32_t start;
-        Vec before, want;
-    };
+    struct Case { const char* what; double units, selector; int32_t start; Vec before, want; };
     const Case cases[] = {
         {"units", 3, 0, 0, {}, {1, 1, 2, 2, 3, 3, F, 1}},
         {"next add", 3, 1, 0, {}, {101, 101, 102, 102, F, F, F, 102}},
@@ -88,12 +78,7 @@ TEST_F(TradePlanTest, PyramidShortCountsLows) {
 }
 
 TEST_F(TradePlanTest, ReversalBarPlans) {
-    struct Case {
-        const char* what;
-        double expiry, selector;
-        int32_t start;
-        Vec before, want;
-    };
+    struct Case { const char* what; double expiry, selector; int32_t start; Vec before, want; };
     const Case cases[] = {
         {"target", 3, 0, 0, {}, {F, F, 11.25, 11.25, 11.25, F, 9.5}},
         {"stop", 3, 1, 0, {}, {F, F, 8.75, 8.75, 8.75, F, 12}},
@@ -115,10 +100,7 @@ TEST_F(TradePlanTest, ReversalBarPlans) {
 
 // A random walk of bars on a quarter-point grid, with a few bars missing, and the position of a
 // crossing of two averages.
-struct Walk {
-    std::vector<Bar> bars;
-    Vec entry, direction;
-};
+struct Walk { std::vector<Bar> bars; Vec entry, direction; };
 Walk randomWalk(int n) {
     std::mt19937 rng(5);
     std::uniform_real_distribution<double> u(0.0, 1.0);
@@ -141,11 +123,7 @@ Walk randomWalk(int n) {
 }
 
 TEST_F(TradePlanTest, ChunkedHostCallsGiveTheSeriesOfOneCall) {
-    struct Case {
-        const char* name;
-        bool position;
-        std::vector<double> numbers;
-    };
+    struct Case { const char* name; bool position; std::vector<double> numbers; };
     const Case cases[] = {
         {"PTF_DLL", true, {3, -2}},
         {"PyramidTP", true, {4, 4, 0}},
