@@ -41,16 +41,13 @@ TEST_F(TradePlanTest, LadderRungs) {
         Ticked m(barsOf(Vec(n, 100), Vec(n, 99)));
         expectNear(valuesOf("PTF_DLL", {&m, c.entry, c.direction, c.step, c.rung}), c.want);
     }
-}
-
-TEST_F(TradePlanTest, LadderTakesANumberForTheDirection) {
-    Ticked m(barsOf({100, 100}, {99, 99}));
-    expectNear(valuesOf("PTF_DLL", {&m, Vec{101.3, 100}, -1.0, 4.0, 1.0}), {100.25, 99});
+    // a Number for the direction
+    Ticked two(barsOf({100, 100}, {99, 99}));
+    expectNear(valuesOf("PTF_DLL", {&two, Vec{101.3, 100}, -1.0, 4.0, 1.0}), {100.25, 99});
 }
 
 // Long from 100.00 on bars 0 to 5 (step one point, three units), nothing on bar 6, short from
 // 103.00 on bar 7.
-
 TEST_F(TradePlanTest, PyramidSchedule) {
     struct Case { const char* what; double units, selector; int32_t start; Vec before, want; };
     const Case cases[] = {
@@ -149,24 +146,21 @@ TEST_F(TradePlanTest, StatusCodes) {
     tickNaN.tick(NAN, 0);
     tickNegative.tick(-0.25, 0);
     expectStatuses({
-        {"PTF_DLL", {'n', x, x, 4.0, 1.0}, kTooFewBars},
-        {"PyramidTP", {'n', x, x, 4.0, 3.0, 0.0}, kTooFewBars},
+        {"PTF_DLL", {'n', x, x, 4.0, 1.0}, kTooFewBars},           {"PyramidTP", {'n', x, x, 4.0, 3.0, 0.0}, kTooFewBars},
         {"ReverseBarTP", {'n', 2.0, 1.0, 0.0, 0.0}, kTooFewBars},
-        {"PTF_DLL", {&tick0, x, x, 4.0, 1.0}, kDomainError},
-        {"PyramidTP", {&tickNaN, x, x, 4.0, 3.0, 0.0}, kDomainError},
+        // a tick size of 0, NaN or below 0
+        {"PTF_DLL", {&tick0, x, x, 4.0, 1.0}, kDomainError},       {"PyramidTP", {&tickNaN, x, x, 4.0, 3.0, 0.0}, kDomainError},
         {"ReverseBarTP", {&tickNegative, 2.0, 1.0, 0.0, 0.0}, kDomainError},
-        {"PTF_DLL", {'m', x, x, 0.4, 1.0}, kDomainError},         // step 0.4
-        {"PTF_DLL", {'m', x, x, 4.0, NAN}, kDomainError},         // rung NaN
-        {"PTF_DLL", {'m', x, x, 4.0, 3e9}, kDomainError},         // rung 3e9
-        {"PyramidTP", {'m', x, x, 0.4, 3.0, 0.0}, kDomainError},  // step 0.4
-        {"PyramidTP", {'m', x, x, 4.0, 0.4, 0.0}, kDomainError},  // units 0.4
-        {"PyramidTP", {'m', x, x, 4.0, 3.0, 4.0}, kDomainError},  // selector 4
-        {"PyramidTP", {'m', x, x, 4.0, 3.0, -1.0}, kDomainError}, // selector -1
-        {"ReverseBarTP", {'m', 0.4, 1.0, 0.0, 0.0}, kDomainError}, // look-back 0.4
-        {"ReverseBarTP", {'m', 2.0, 0.0, 0.0, 0.0}, kDomainError}, // multiple 0
-        {"ReverseBarTP", {'m', 2.0, NAN, 0.0, 0.0}, kDomainError}, // multiple NaN
-        {"ReverseBarTP", {'m', 2.0, 1.0, -1.6, 0.0}, kDomainError}, // expiry -1.6
-        {"ReverseBarTP", {'m', 2.0, 1.0, 0.0, 4.0}, kDomainError}, // selector 4
+        // step 0.4, rung NaN, rung 3e9
+        {"PTF_DLL", {'m', x, x, 0.4, 1.0}, kDomainError},          {"PTF_DLL", {'m', x, x, 4.0, NAN}, kDomainError},
+        {"PTF_DLL", {'m', x, x, 4.0, 3e9}, kDomainError},
+        // step 0.4, units 0.4, selector 4 and -1
+        {"PyramidTP", {'m', x, x, 0.4, 3.0, 0.0}, kDomainError},   {"PyramidTP", {'m', x, x, 4.0, 0.4, 0.0}, kDomainError},
+        {"PyramidTP", {'m', x, x, 4.0, 3.0, 4.0}, kDomainError},   {"PyramidTP", {'m', x, x, 4.0, 3.0, -1.0}, kDomainError},
+        // look-back 0.4, multiple 0 and NaN, expiry -1.6, selector 4
+        {"ReverseBarTP", {'m', 0.4, 1.0, 0.0, 0.0}, kDomainError}, {"ReverseBarTP", {'m', 2.0, 0.0, 0.0, 0.0}, kDomainError},
+        {"ReverseBarTP", {'m', 2.0, NAN, 0.0, 0.0}, kDomainError}, {"ReverseBarTP", {'m', 2.0, 1.0, -1.6, 0.0}, kDomainError},
+        {"ReverseBarTP", {'m', 2.0, 1.0, 0.0, 4.0}, kDomainError},
     });
 }
 
