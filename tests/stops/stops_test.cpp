@@ -76,19 +76,6 @@ TEST_F(StopsTest, StopAndReverseMissingLevelsAndStartBar) {
     EXPECT_EQ(call.block().startBar, -2);
 }
 
-TEST_F(StopsTest, WaveVolumeWorkedCases) {
-    const std::vector<double> closes = {10, 11, 12, 11.5, 11, 12, 13}, volumes = {100, 200, 300, 150, 100, 250, 400};
-    Market m(barsOf(closes, closes, closes, volumes));
-    EXPECT_EQ(onMarket("WaveVolume_DLL", m, 0.75), (std::vector<double>{100, 300, 600, -150, -250, 250, 650}));
-    EXPECT_EQ(onMarket("WaveVolume_DLL", m, 2), (std::vector<double>{100, 300, 600, 750, 850, 1100, 1500}));
-    Market flat(barsOf({10, 10, 10}, {10, 10, 10}, {10, 10, 10}, {5, 6, 7}));
-    EXPECT_EQ(onMarket("WaveVolume_DLL", flat, 0.5), (std::vector<double>{5, 11, 18}));
-    std::vector<double> gap = volumes;
-    gap[1] = F;
-    Market gappy(barsOf(closes, closes, closes, gap));
-    EXPECT_EQ(onMarket("WaveVolume_DLL", gappy, 0.75), (std::vector<double>{100, F, 400, -150, -250, 250, 650}));
-}
-
 // The waves as the two passes find them: first where each wave starts, then the sums.
 std::vector<double> waveVolumeInTwoPasses(const std::vector<Bar>& bars, double reversal) {
     const std::size_t n = bars.size();
@@ -131,26 +118,8 @@ std::vector<double> waveVolumeInTwoPasses(const std::vector<Bar>& bars, double r
     return out;
 }
 
-TEST_F(StopsTest, AgTrendWorkedCases) {
-    const std::vector<double> high = {10, 11, 12, 11.5, 11, 10, 10.5, 11}, low = {8, 9, 10, 10.5, 9.5, 9, 8.5, 9};
-    Market m(barsOf(high, low, high));
-    EXPECT_EQ(onMarket("AgTrend", m, 2), (std::vector<double>{F, F, 12, 12, 12, 9, 8.5, 11}));
-    EXPECT_EQ(onMarket("AgTrend", m, 0), (std::vector<double>{F, F, F, F, F, F, 8.5, 8.5}));
-    // one bar turns the line; an outside bar with no trend against it turns it up first
-    EXPECT_EQ(onMarket("AgTrend", m, 1), (std::vector<double>{F, 11, 12, 12, 9.5, 9, 10.5, 11}));
-    // a bar without data changes nothing; the swing goes on from the bar before it
-    Market gap(barsOf({10, 11, F, 12, 11.5}, {8, 9, F, 10, 10.5}, {1, 1, F, 1, 1}));
-    EXPECT_EQ(onMarket("AgTrend", gap, 2), (std::vector<double>{F, F, F, 12, 12}));
-}
-
 Vec willStop(Market& m, const Vec& highs, const Vec& lows, double n) {
     return valuesOf("WillStopCustom", {&m, highs, lows, n});
-}
-
-TEST_F(StopsTest, WillStopWorkedCase) {
-    const std::vector<double> high = {10, 11, 12, 12.5, 12, 11, 12.2}, low = {8, 9, 10, 10.5, 9.8, 9, 10};
-    Market m(barsOf(high, low, high));
-    EXPECT_EQ(willStop(m, high, low, 2), (std::vector<double>{F, F, 9, 10, 12.5, 12, 9}));
 }
 
 // The window scanned afresh on every bar.
@@ -203,20 +172,6 @@ TEST_F(StopsTest, AgainstStepByStepComputations) {
     }
 }
 
-TEST_F(StopsTest, PivotWorkedCases) {
-    const std::vector<double> low = {10, 9.5, 9.8, 9.2, 9.6}, close = {10.5, 9.8, 10, 10.3, 10.2};
-    Market bull(barsOf({11, 11, 11, 11, 11}, low, close));
-    EXPECT_EQ(onMarket("BullishPivot", bull, 3), (std::vector<double>{F, F, F, 1, 0}));
-    // a look-back below 1 is 1
-    EXPECT_EQ(onMarket("BullishPivot", bull, 0.5), (std::vector<double>{F, 0, 0, 1, 0}));
-    Market weak(barsOf({11, 11, 11, 11, 11}, low, {10.5, 9.8, 10, 9.9, 10.2}));
-    EXPECT_EQ(onMarket("BullishPivot", weak, 3), (std::vector<double>{F, F, F, 0, 0}));
-    Market equal(barsOf({11, 11, 11, 11, 11}, {10, 9.5, 9.8, 9.5, 9.6}, close));
-    EXPECT_EQ(onMarket("BullishPivot", equal, 3), (std::vector<double>{F, F, F, 0, 0}));
-    Market bear(barsOf({11, 11.5, 11.2, 11.8, 11.4}, {9, 9, 9, 9, 9}, {10.8, 11.2, 11, 10.9, 11.1}));
-    EXPECT_EQ(onMarket("BearishPivot", bear, 3), (std::vector<double>{F, F, F, 1, 0}));
-}
-
 std::vector<double> pivotsByScanning(const std::vector<Bar>& b, int n, bool bullish) {
     std::vector<double> out(b.size(), F);
     for (std::size_t i = static_cast<std::size_t>(n); i < b.size(); ++i) {
@@ -249,19 +204,45 @@ std::vector<double> easeByAveraging(const std::vector<Bar>& b, int n) {
     return out;
 }
 
-TEST_F(StopsTest, EaseOfMoveWorkedCases) {
-    const std::vector<Bar> all =
+// The worked cases of the exports that read a market and one number.
+TEST_F(StopsTest, WorkedCasesOnAMarket) {
+    const Vec closes = {10, 11, 12, 11.5, 11, 12, 13}, volumes = {100, 200, 300, 150, 100, 250, 400};
+    const Vec gap = {100, F, 300, 150, 100, 250, 400};
+    const Vec agHigh = {10, 11, 12, 11.5, 11, 10, 10.5, 11}, agLow = {8, 9, 10, 10.5, 9.5, 9, 8.5, 9};
+    const Vec low = {10, 9.5, 9.8, 9.2, 9.6}, close = {10.5, 9.8, 10, 10.3, 10.2}, top(5, 11);
+    const std::vector<Bar> ease =
         barsOf({10, 11, 12, 11, 10, 11}, {8, 9, 9, 10, 8, 9}, {}, {10000, 20000, 15000, 5000, 0, 10000});
-    Market m(all);
-    EXPECT_EQ(onMarket("EaseOfMove", m, 1), (std::vector<double>{F, 1, 1, 0, F, 2}));
-    EXPECT_EQ(onMarket("EaseOfMove", m, 1.5), (std::vector<double>{F, F, 1, 0.5, F, 1}));
-    // bar 5 alone after a call over bars 0 to 4, seeded with the value of bar 3
+    struct Case { const char* name; std::vector<Bar> bars; double number; Vec want; };
+    const Case cases[] = {
+        {"WaveVolume_DLL", barsOf(closes, closes, closes, volumes), 0.75, {100, 300, 600, -150, -250, 250, 650}},
+        {"WaveVolume_DLL", barsOf(closes, closes, closes, volumes), 2, {100, 300, 600, 750, 850, 1100, 1500}},
+        {"WaveVolume_DLL", barsOf({10, 10, 10}, {10, 10, 10}, {10, 10, 10}, {5, 6, 7}), 0.5, {5, 11, 18}},
+        {"WaveVolume_DLL", barsOf(closes, closes, closes, gap), 0.75, {100, F, 400, -150, -250, 250, 650}},
+        {"AgTrend", barsOf(agHigh, agLow, agHigh), 2, {F, F, 12, 12, 12, 9, 8.5, 11}},
+        {"AgTrend", barsOf(agHigh, agLow, agHigh), 0, {F, F, F, F, F, F, 8.5, 8.5}},
+        // one bar turns the line; an outside bar with no trend against it turns it up first
+        {"AgTrend", barsOf(agHigh, agLow, agHigh), 1, {F, 11, 12, 12, 9.5, 9, 10.5, 11}},
+        // a bar without data changes nothing; the swing goes on from the bar before it
+        {"AgTrend", barsOf({10, 11, F, 12, 11.5}, {8, 9, F, 10, 10.5}, {1, 1, F, 1, 1}), 2, {F, F, F, 12, 12}},
+        {"BullishPivot", barsOf(top, low, close), 3, {F, F, F, 1, 0}},
+        {"BullishPivot", barsOf(top, low, close), 0.5, {F, 0, 0, 1, 0}}, // a look-back below 1 is 1
+        {"BullishPivot", barsOf(top, low, {10.5, 9.8, 10, 9.9, 10.2}), 3, {F, F, F, 0, 0}},
+        {"BullishPivot", barsOf(top, {10, 9.5, 9.8, 9.5, 9.6}, close), 3, {F, F, F, 0, 0}},
+        {"BearishPivot", barsOf({11, 11.5, 11.2, 11.8, 11.4}, Vec(5, 9), {10.8, 11.2, 11, 10.9, 11.1}), 3, {F, F, F, 1, 0}},
+        {"EaseOfMove", ease, 1, {F, 1, 1, 0, F, 2}},
+        {"EaseOfMove", ease, 1.5, {F, F, 1, 0.5, F, 1}}, // a length of 1.5 is 2
+    };
+    for (const Case& c : cases) EXPECT_EQ(valuesOf(c.name, {c.bars, c.number}), c.want) << c.name << " row " << &c - cases;
+    const Vec high = {10, 11, 12, 12.5, 12, 11, 12.2}, lows = {8, 9, 10, 10.5, 9.8, 9, 10};
+    EXPECT_EQ(valuesOf("WillStopCustom", {barsOf(high, lows, high), high, lows, 2.0}), (Vec{F, F, 9, 10, 12.5, 12, 9}));
+
+    // EaseOfMove's bar 5 alone after a call over bars 0 to 4, seeded with the value of bar 3
     Series out;
-    Market growing(std::vector<Bar>(all.begin(), all.begin() + 5));
+    Market growing(std::vector<Bar>(ease.begin(), ease.begin() + 5));
     Call grown("EaseOfMove");
     grown.out(out).arg(growing).arg(2);
     ASSERT_EQ(grown.run(0), 0);
-    growing.append(all[5]);
+    growing.append(ease[5]);
     ASSERT_EQ(grown.run(5), 0);
     EXPECT_EQ(out.values(), (std::vector<double>{F, F, 1, 0.5, F, 1}));
 }
