@@ -23,29 +23,23 @@ const Vec kSeasonDays = {40907, 40911, 40983, 41274, 41276, 41347, 41639, 41641,
 const Vec kSeasonPrices = {100, 102, 110, 120, 121, 126, 130, 131, 140, 139};
 
 TEST_F(SeasonalTest, SeasonalPathAndBands) {
-    struct Case {
-        const char* what;
-        const char* name;
-        std::vector<double> numbers; // after the years
-        int32_t start;
-        Vec before, want;
-    };
+    // the numbers after the years, and the values of the bars
+    struct Case { const char* what; const char* name; Vec numbers, want; };
     const double p7 = 100.0 / 120.0 / 2.0; // 2013's 0.8333 per cent and 2012's 0 per cent
     const Case cases[] = {
-        {"points", "Seasonal", {}, 0, {}, {F, F, F, F, 0, 2, 20, 0.5, 4, 8}},
-        {"percent", "SeasonalPct", {}, 0, {}, {F, F, F, F, 0, 2, 20, p7, 3.5, 7.5}},
-        {"upper band in points", "SeasonalDevUp", {1, 0}, 0, {}, {F, F, F, F, 0, 2, 20, 1, 6, 10}},
-        {"lower band in points", "SeasonalDevDown", {1, 0}, 0, {}, {F, F, F, F, 0, 2, 20, 0, 2, 6}},
-        {"upper band in percent", "SeasonalDevUp", {2, 1}, 0, {}, {F, F, F, F, 0, 2, 20, 3 * p7, 6.5, 12.5}},
-        {"lower band in percent", "SeasonalDevDown", {2, -3}, 0, {}, {F, F, F, F, 0, 2, 20, -p7, 0.5, 2.5}},
-        {"negative width swaps the bands", "SeasonalDevUp", {-1, 0}, 0, {}, {F, F, F, F, 0, 2, 20, 0, 2, 6}},
-        {"from a start bar", "Seasonal", {}, 8, {7, 7, 7, 7, 7, 7, 7, 7}, {7, 7, 7, 7, 7, 7, 7, 7, 4, 8}},
+        {"points", "Seasonal", {}, {F, F, F, F, 0, 2, 20, 0.5, 4, 8}},
+        {"percent", "SeasonalPct", {}, {F, F, F, F, 0, 2, 20, p7, 3.5, 7.5}},
+        {"upper band in points", "SeasonalDevUp", {1, 0}, {F, F, F, F, 0, 2, 20, 1, 6, 10}},
+        {"lower band in points", "SeasonalDevDown", {1, 0}, {F, F, F, F, 0, 2, 20, 0, 2, 6}},
+        {"upper band in percent", "SeasonalDevUp", {2, 1}, {F, F, F, F, 0, 2, 20, 3 * p7, 6.5, 12.5}},
+        {"lower band in percent", "SeasonalDevDown", {2, -3}, {F, F, F, F, 0, 2, 20, -p7, 0.5, 2.5}},
+        {"negative width swaps the bands", "SeasonalDevUp", {-1, 0}, {F, F, F, F, 0, 2, 20, 0, 2, 6}},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.what);
         std::vector<Arg> args = {barsAt(kSeasonDays, kSeasonPrices), kSeasonPrices, 2.0};
         args.insert(args.end(), c.numbers.begin(), c.numbers.end());
-        expectNear(valuesOf(c.name, args, c.start, c.before), c.want);
+        expectNear(valuesOf(c.name, args), c.want);
     }
 }
 
@@ -101,22 +95,19 @@ TEST_F(SeasonalTest, CycleWindows) {
 double at(int day, double hours) { return 41708 + day + hours / 24.0; }
 
 TEST_F(SeasonalTest, AverageOfSameBarTime) {
-    struct Case { const char* what; Vec stamps, x; double sessions; int32_t start; Vec before, want; };
+    struct Case { const char* what; Vec stamps, x; double sessions; Vec want; };
     const Vec week = {at(0, 9.5), at(0, 10), at(1, 9.5), at(1, 10), at(2, 9.5), at(2, 10), at(3, 9.5), at(3, 10), at(4, 9.5)};
     const Vec volume = {100, 50, 200, 70, 300, 90, 120, F, 60};
     const Case cases[] = {
-        {"two sessions", week, volume, 2, 0, {}, {F, F, F, F, 150, 60, 250, 80, 210}},
-        {"one session", week, volume, 1, 0, {}, {F, F, 100, 50, 200, 70, 300, 90, 120}},
-        {"from a start bar", week, volume, 2, 7, {7, 7, 7}, {7, 7, 7, F, F, F, F, 80, 210}},
+        {"two sessions", week, volume, 2, {F, F, F, F, 150, 60, 250, 80, 210}},
+        {"one session", week, volume, 1, {F, F, 100, 50, 200, 70, 300, 90, 120}},
         // a second bar at the same time of one session replaces that session's value
-        {"same time twice in a session", {at(0, 9.5), at(1, 9.5), at(1, 9.5), at(2, 9.5)}, {100, 200, 250, 300}, 1, 0,
-         {}, {F, 100, 100, 250}},
+        {"same time twice in a session", {at(0, 9.5), at(1, 9.5), at(1, 9.5), at(2, 9.5)}, {100, 200, 250, 300}, 1,
+         {F, 100, 100, 250}},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.what);
-        expectNear(valuesOf("AvgOfSameBarTime", {barsAt(c.stamps, Vec(c.stamps.size(), 10)), c.x, c.sessions}, c.start,
-                            c.before),
-                   c.want);
+        expectNear(valuesOf("AvgOfSameBarTime", {barsAt(c.stamps, Vec(c.stamps.size(), 10)), c.x, c.sessions}), c.want);
     }
 }
 
