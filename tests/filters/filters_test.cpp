@@ -8,6 +8,7 @@
 #include <random>
 
 #include "support/call_builder.h"
+#include "support/series_checks.h"
 #include "support/heap_check.h"
 
 namespace fk {
@@ -19,19 +20,6 @@ constexpr double M = kMissing;
 constexpr double kPi = 3.141592653589793;
 
 class FiltersTest : public HeapChecked {};
-
-// A random walk with about one bar in twenty missing, runs of holes included.
-Vec walk(int n, unsigned seed, double scale = 1.0) {
-    std::mt19937 rng(seed);
-    std::uniform_real_distribution<double> u(0.0, 1.0);
-    Vec x(n);
-    double p = 100.0;
-    for (double& v : x) {
-        p += (u(rng) - 0.5) * scale;
-        v = u(rng) < 0.05 ? M : p;
-    }
-    return x;
-}
 
 // The input, the highest and lowest series (for the normalising stage) and the output so far,
 // all read by bar with a read outside them giving the missing value.
@@ -123,11 +111,11 @@ const FilterCase kFilters[] = {
     {"CGOscillator", centreOfGravity, 0, 10.5},
 };
 
-// Inputs for a case: Fisher2 reads values around the clamp; Fisher1 gets a range around the
-// input, flat every 13th bar, with holes of its own.
+// Inputs for a case, a walk with about one bar in twenty missing: Fisher2 reads values around
+// the clamp; Fisher1 gets a range around the input, flat every 13th bar, with holes of its own.
 History inputs(const FilterCase& c, int n) {
-    History r{walk(n, 7, c.step == fisher2 ? 0.4 : 1.0), {}, {}, {}, c.gamma, c.period};
-    for (int i = 0; i < n && c.step == fisher2; ++i) r.x[i] = r.x[i] == M ? M : r.x[i] - 100;
+    History r{randomSeries(n, 7, 20), {}, {}, {}, c.gamma, c.period};
+    for (int i = 0; i < n && c.step == fisher2; ++i) r.x[i] = r.x[i] == M ? M : (r.x[i] - 100) * 0.4;
     for (int i = 0; i < n && c.step == fisher1; ++i) {
         const bool present = r.x[i] != M, flat = i % 13 == 0;
         r.h.push_back(present ? r.x[i] + (flat ? 0 : 1.5) : M);
