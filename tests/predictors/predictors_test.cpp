@@ -4,9 +4,9 @@
 
 #include <algorithm>
 #include <cmath>
-#include <random>
 
 #include "support/call_builder.h"
+#include "support/series_checks.h"
 #include "support/heap_check.h"
 
 namespace fk {
@@ -118,17 +118,15 @@ double oscillator(const Vec& p, int kind, int n1, int n2, int n3) {
 }
 
 // The answer, appended as the next price, brings the oscillator to the level, on a random walk
-// with holes, for each kind.
+// with holes, for each kind; calls as bars arrive write what one call writes.
 TEST_F(PredictorsTest, PredictedPriceReachesTheLevel) {
-    std::mt19937 rng(5);
-    std::uniform_real_distribution<double> u(-1, 1);
-    Vec p(80);
-    double v = 50;
-    for (double& e : p) e = rng() % 9 == 0 ? M : (v += u(rng));
+    const Vec p = randomSeries(80, 5, 9);
+    expectChunksMatchOneCall("EhlersCyberCycle", {p, 0.07, 0.0});
     for (int kind : {1, 2, 3}) {
         Predict pr;
         pr.price = p, pr.kind = kind, pr.n1 = 5, pr.n2 = 9, pr.n3 = 4, pr.level = kind == 1 ? 63 : 0.3;
         const Vec at = pr();
+        expectChunksMatchOneCall(pr.name, {p, pr.level, pr.kind, pr.n1, pr.n2, pr.n3, 0.0, 1.0, 0.0, 0.0});
         for (int i = 20; i < 80; ++i) {
             if (p[i] == M) continue;
             Vec next(p.begin(), p.begin() + i + 1);
@@ -136,17 +134,6 @@ TEST_F(PredictorsTest, PredictedPriceReachesTheLevel) {
             EXPECT_NEAR(oscillator(next, kind, 5, 9, 4), pr.level, 1e-9) << kind << " " << i;
         }
     }
-}
-
-TEST_F(PredictorsTest, RestartsWriteWhatOneCallWrites) {
-    Predict pr;
-    pr.price = {10, 11, M, 10.5, 11.5, 12, 11, 13};
-    const Vec whole = pr();
-    for (int s : {1, 3, 6}) {
-        const Vec part = pr(s);
-        for (int i = s; i < 8; ++i) EXPECT_EQ(part[i], whole[i]) << s << " " << i;
-    }
-    EXPECT_EQ(whole[2], M);
 }
 
 TEST_F(PredictorsTest, StatusCodes) {
