@@ -8,13 +8,8 @@ namespace {
 
 TEST(AgreementTest, ComparesWarmedBarsWhereBothGiveAValue) {
     const double none = kNone;
-    struct Case {
-        const char* what;
-        std::vector<double> ours, peer;
-        int32_t from;
-        double maxRelative, differing;
-        int64_t compared;
-    };
+    struct Case { const char* what; std::vector<double> ours, peer; int32_t from;
+                  double maxRelative, differing; int64_t compared; };
     const Case cases[] = {
         {"equal", {1, 2, 3}, {1, 2, 3}, 0, 0, 0, 3},
         {"relative to the larger magnitude", {100, 200}, {100, 202}, 0, 2.0 / 202, 0.5, 2},

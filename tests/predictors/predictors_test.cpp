@@ -79,7 +79,8 @@ TEST_F(PredictorsTest, RsiAndMacdExamples) {
         {{.price = rsi, .level = 100}, Vec(5, M), 0},
         {{.price = macd, .level = 0, .kind = 2, .n2 = 4, .warmUp = 0}, {10, 10.066667, 10.395556, 10.855852}, 1e-6},
         {{.price = macd, .level = 0, .kind = 2, .n2 = 4, .warmUp = 1}, {M, M, M, 10.855852}, 1e-6},
-        {{.price = macd, .level = 0, .kind = 3, .n2 = 4, .n3 = 3, .warmUp = 0}, {10.0, 10.566667, 11.612222, 12.016407}, 1e-6},
+        {{.price = macd, .level = 0, .kind = 3, .n2 = 4, .n3 = 3, .warmUp = 0},
+         {10.0, 10.566667, 11.612222, 12.016407}, 1e-6},
     };
     for (const Row& r : rows) expectNear(r.call(), r.want, r.tolerance, r.call.name + std::to_string(&r - rows));
     Predict stepped{.price = macd, .level = 0, .kind = 2, .n2 = 4, .step = 0.01, .warmUp = 0};

@@ -228,11 +228,13 @@ TEST_F(StopsTest, WorkedCasesOnAMarket) {
         {"BullishPivot", barsOf(top, low, close), 0.5, {F, 0, 0, 1, 0}}, // a look-back below 1 is 1
         {"BullishPivot", barsOf(top, low, {10.5, 9.8, 10, 9.9, 10.2}), 3, {F, F, F, 0, 0}},
         {"BullishPivot", barsOf(top, {10, 9.5, 9.8, 9.5, 9.6}, close), 3, {F, F, F, 0, 0}},
-        {"BearishPivot", barsOf({11, 11.5, 11.2, 11.8, 11.4}, Vec(5, 9), {10.8, 11.2, 11, 10.9, 11.1}), 3, {F, F, F, 1, 0}},
+        {"BearishPivot", barsOf({11, 11.5, 11.2, 11.8, 11.4}, Vec(5, 9), {10.8, 11.2, 11, 10.9, 11.1}), 3,
+         {F, F, F, 1, 0}},
         {"EaseOfMove", ease, 1, {F, 1, 1, 0, F, 2}},
         {"EaseOfMove", ease, 1.5, {F, F, 1, 0.5, F, 1}}, // a length of 1.5 is 2
     };
-    for (const Case& c : cases) EXPECT_EQ(valuesOf(c.name, {c.bars, c.number}), c.want) << c.name << " row " << &c - cases;
+    for (const Case& c : cases)
+        EXPECT_EQ(valuesOf(c.name, {c.bars, c.number}), c.want) << c.name << " row " << &c - cases;
     const Vec high = {10, 11, 12, 12.5, 12, 11, 12.2}, lows = {8, 9, 10, 10.5, 9.8, 9, 10};
     EXPECT_EQ(valuesOf("WillStopCustom", {barsOf(high, lows, high), high, lows, 2.0}), (Vec{F, F, 9, 10, 12.5, 12, 9}));
 

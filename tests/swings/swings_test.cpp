@@ -23,7 +23,8 @@ TEST_F(SwingsTest, Examples) {
         {"strength 0: every bar with a value", "IsSwingHighPoint", {Vec{1, F, 2}, 0.0}, {1, F, 1}},
         {"a strength the series cannot hold writes nothing", "IsSwingHighPoint", {Vec{1, 2, 1}, 2.0}, {7}, {7}},
         {"a negative strength writes nothing", "IsSwingLowPoint", {Vec{1, 2, 1}, -1.0}, {7}, {7}},
-        {"occurrence 0 is found before any bar is walked", "SwingHighBarsAgo", {Vec{0, 0, 1, 0, 0, 2, 0}, 0.0, 0.0}, Vec(7, -1)},
+        {"occurrence 0 is found before any bar is walked", "SwingHighBarsAgo", {Vec{0, 0, 1, 0, 0, 2, 0}, 0.0, 0.0},
+         Vec(7, -1)},
     });
 }
 

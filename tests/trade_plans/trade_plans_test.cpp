@@ -146,20 +146,23 @@ TEST_F(TradePlanTest, StatusCodes) {
     tickNaN.tick(NAN, 0);
     tickNegative.tick(-0.25, 0);
     expectStatuses({
-        {"PTF_DLL", {'n', x, x, 4.0, 1.0}, kTooFewBars},           {"PyramidTP", {'n', x, x, 4.0, 3.0, 0.0}, kTooFewBars},
+        {"PTF_DLL", {'n', x, x, 4.0, 1.0}, kTooFewBars},
+        {"PyramidTP", {'n', x, x, 4.0, 3.0, 0.0}, kTooFewBars},
         {"ReverseBarTP", {'n', 2.0, 1.0, 0.0, 0.0}, kTooFewBars},
         // a tick size of 0, NaN or below 0
-        {"PTF_DLL", {&tick0, x, x, 4.0, 1.0}, kDomainError},       {"PyramidTP", {&tickNaN, x, x, 4.0, 3.0, 0.0}, kDomainError},
+        {"PTF_DLL", {&tick0, x, x, 4.0, 1.0}, kDomainError},
+        {"PyramidTP", {&tickNaN, x, x, 4.0, 3.0, 0.0}, kDomainError},
         {"ReverseBarTP", {&tickNegative, 2.0, 1.0, 0.0, 0.0}, kDomainError},
         // step 0.4, rung NaN, rung 3e9
-        {"PTF_DLL", {'m', x, x, 0.4, 1.0}, kDomainError},          {"PTF_DLL", {'m', x, x, 4.0, NAN}, kDomainError},
+        {"PTF_DLL", {'m', x, x, 0.4, 1.0}, kDomainError}, {"PTF_DLL", {'m', x, x, 4.0, NAN}, kDomainError},
         {"PTF_DLL", {'m', x, x, 4.0, 3e9}, kDomainError},
         // step 0.4, units 0.4, selector 4 and -1
-        {"PyramidTP", {'m', x, x, 0.4, 3.0, 0.0}, kDomainError},   {"PyramidTP", {'m', x, x, 4.0, 0.4, 0.0}, kDomainError},
-        {"PyramidTP", {'m', x, x, 4.0, 3.0, 4.0}, kDomainError},   {"PyramidTP", {'m', x, x, 4.0, 3.0, -1.0}, kDomainError},
+        {"PyramidTP", {'m', x, x, 0.4, 3.0, 0.0}, kDomainError}, {"PyramidTP", {'m', x, x, 4.0, 0.4, 0.0}, kDomainError},
+        {"PyramidTP", {'m', x, x, 4.0, 3.0, 4.0}, kDomainError}, {"PyramidTP", {'m', x, x, 4.0, 3.0, -1.0}, kDomainError},
         // look-back 0.4, multiple 0 and NaN, expiry -1.6, selector 4
         {"ReverseBarTP", {'m', 0.4, 1.0, 0.0, 0.0}, kDomainError}, {"ReverseBarTP", {'m', 2.0, 0.0, 0.0, 0.0}, kDomainError},
-        {"ReverseBarTP", {'m', 2.0, NAN, 0.0, 0.0}, kDomainError}, {"ReverseBarTP", {'m', 2.0, 1.0, -1.6, 0.0}, kDomainError},
+        {"ReverseBarTP", {'m', 2.0, NAN, 0.0, 0.0}, kDomainError},
+        {"ReverseBarTP", {'m', 2.0, 1.0, -1.6, 0.0}, kDomainError},
         {"ReverseBarTP", {'m', 2.0, 1.0, 0.0, 4.0}, kDomainError},
     });
 }
