@@ -4,8 +4,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <functional>
-#include <random>
 
 #include "support/call_builder.h"
 #include "support/series_checks.h"

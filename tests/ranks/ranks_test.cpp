@@ -98,19 +98,11 @@ TEST_F(RanksTest, WindowsAgainstSortedCopies) {
         const Vec rank = run("EquityRankForBar", x, std::max(n, 2));
         const Vec pct = run("PercentileDLL", x, n, 37.5), med = run("TSBarMedian", x, n);
         for (int i = 0; i < static_cast<int>(x.size()); ++i) {
-            const Vec w = bruteWindow(x, i, n);
-            if (w.empty()) {
-                EXPECT_EQ(pct[i], M) << i;
-                EXPECT_EQ(med[i], M) << i;
-            } else {
-                const double h = (n - 1) * 37.5 / 100;
-                const int k = static_cast<int>(h);
-                const double want = k >= n - 1 ? w[n - 1] : w[k] + (h - k) * (w[k + 1] - w[k]);
-                EXPECT_DOUBLE_EQ(pct[i], want) << i;
-                const double mid = n % 2 ? w[n / 2] : (w[n / 2 - 1] + w[n / 2]) / 2;
-                EXPECT_DOUBLE_EQ(med[i], mid) << i;
-            }
-            const Vec r = bruteWindow(x, i, std::max(n, 2));
+            const Vec w = bruteWindow(x, i, n), r = bruteWindow(x, i, std::max(n, 2));
+            const double h = (n - 1) * 37.5 / 100;
+            const int k = static_cast<int>(h);
+            EXPECT_DOUBLE_EQ(pct[i], w.empty() ? M : k >= n - 1 ? w[n - 1] : w[k] + (h - k) * (w[k + 1] - w[k])) << i;
+            EXPECT_DOUBLE_EQ(med[i], w.empty() ? M : n % 2 ? w[n / 2] : (w[n / 2 - 1] + w[n / 2]) / 2) << i;
             if (r.empty()) {
                 EXPECT_EQ(rank[i], M) << i;
             } else {

@@ -2,7 +2,6 @@
 // one call, and the status codes.
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cmath>
 #include <random>
 
