@@ -133,26 +133,13 @@ std::vector<double> willStopByScanning(const std::vector<Bar>& bars, const std::
         if (hs[i] == F || ls[i] == F || b.high == F || b.low == F || b.close == F) continue;
         const auto highest = [&] { return *std::max_element(winHigh.end() - std::min(n, winHigh.size()), winHigh.end()); };
         const auto lowest = [&] { return *std::min_element(winLow.end() - std::min(n, winLow.size()), winLow.end()); };
-        if (pos == 0) {
-            if (winHigh.size() >= n) {
-                if (b.high > highest()) pos = 1;
-                else if (b.low < lowest()) pos = -1;
-            }
-            winHigh.push_back(hs[i]);
-            winLow.push_back(ls[i]);
-            if (pos != 0) st = pos > 0 ? lowest() : highest();
-            if (pos != 0) out[i] = st;
-            continue;
-        }
+        const int was = pos; // a position taken on this bar is not tested again on it
+        if (pos == 0 && winHigh.size() >= n) pos = b.high > highest() ? 1 : b.low < lowest() ? -1 : 0;
         winHigh.push_back(hs[i]);
         winLow.push_back(ls[i]);
-        if (pos > 0) {
-            if (b.low <= st) pos = -1, st = highest();
-            else st = std::max(st, lowest());
-        } else {
-            if (b.high >= st) pos = 1, st = lowest();
-            else st = std::min(st, highest());
-        }
+        if (was == 0) st = pos > 0 ? lowest() : highest();
+        else if (pos > 0) st = b.low <= st ? (pos = -1, highest()) : std::max(st, lowest());
+        else st = b.high >= st ? (pos = 1, lowest()) : std::min(st, highest());
         if (pos != 0) out[i] = st;
     }
     return out;
