@@ -224,6 +224,9 @@ TEST_F(StopsTest, WorkedCasesOnAMarket) {
         EXPECT_EQ(valuesOf(c.name, {c.bars, c.number}), c.want) << c.name << " row " << &c - cases;
     const Vec high = {10, 11, 12, 12.5, 12, 11, 12.2}, lows = {8, 9, 10, 10.5, 9.8, 9, 10};
     EXPECT_EQ(valuesOf("WillStopCustom", {barsOf(high, lows, high), high, lows, 2.0}), (Vec{F, F, 9, 10, 12.5, 12, 9}));
+    // a High that only touches the stop reverses too
+    const Vec touch = {10, 11, 12, 12.5, 12, 11, 12};
+    EXPECT_EQ(valuesOf("WillStopCustom", {barsOf(touch, lows, touch), touch, lows, 2.0}), (Vec{F, F, 9, 10, 12.5, 12, 9}));
 
     // EaseOfMove's bar 5 alone after a call over bars 0 to 4, seeded with the value of bar 3
     Series out;
