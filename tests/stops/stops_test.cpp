@@ -215,6 +215,9 @@ TEST_F(StopsTest, WorkedCasesOnAMarket) {
         {"BullishPivot", barsOf(top, low, close), 0.5, {F, 0, 0, 1, 0}}, // a look-back below 1 is 1
         {"BullishPivot", barsOf(top, low, {10.5, 9.8, 10, 9.9, 10.2}), 3, {F, F, F, 0, 0}},
         {"BullishPivot", barsOf(top, {10, 9.5, 9.8, 9.5, 9.6}, close), 3, {F, F, F, 0, 0}},
+        // a missing close alone: no answer on its bar or the next
+        {"BullishPivot", barsOf(Vec(6, 11), {10, 9.5, 9.8, 9.2, 9.6, 9.1}, {10.5, 9.8, 10, 10.3, F, 10.4}), 3,
+         {F, F, F, 1, F, F}},
         {"BearishPivot", barsOf({11, 11.5, 11.2, 11.8, 11.4}, Vec(5, 9), {10.8, 11.2, 11, 10.9, 11.1}), 3,
          {F, F, F, 1, 0}},
         {"EaseOfMove", ease, 1, {F, 1, 1, 0, F, 2}},
