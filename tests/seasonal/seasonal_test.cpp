@@ -23,41 +23,33 @@ const Vec kSeasonDays = {40907, 40911, 40983, 41274, 41276, 41347, 41639, 41641,
 const Vec kSeasonPrices = {100, 102, 110, 120, 121, 126, 130, 131, 140, 139};
 
 TEST_F(SeasonalTest, SeasonalPathAndBands) {
-    // the numbers after the years, and the values of the bars
-    struct Case { const char* what; const char* name; Vec numbers, want; };
+    // the market's days and prices, the numbers from the years on, and the values of the bars
+    struct Case { const char* what; const char* name; Vec days, prices, numbers, want; };
+    const Vec &d = kSeasonDays, &p = kSeasonPrices;
     const double p7 = 100.0 / 120.0 / 2.0; // 2013's 0.8333 per cent and 2012's 0 per cent
     const Case cases[] = {
-        {"points", "Seasonal", {}, {F, F, F, F, 0, 2, 20, 0.5, 4, 8}},
-        {"percent", "SeasonalPct", {}, {F, F, F, F, 0, 2, 20, p7, 3.5, 7.5}},
-        {"upper band in points", "SeasonalDevUp", {1, 0}, {F, F, F, F, 0, 2, 20, 1, 6, 10}},
-        {"lower band in points", "SeasonalDevDown", {1, 0}, {F, F, F, F, 0, 2, 20, 0, 2, 6}},
-        {"upper band in percent", "SeasonalDevUp", {2, 1}, {F, F, F, F, 0, 2, 20, 3 * p7, 6.5, 12.5}},
-        {"lower band in percent", "SeasonalDevDown", {2, -3}, {F, F, F, F, 0, 2, 20, -p7, 0.5, 2.5}},
-        {"negative width swaps the bands", "SeasonalDevUp", {-1, 0}, {F, F, F, F, 0, 2, 20, 0, 2, 6}},
+        {"points", "Seasonal", d, p, {2}, {F, F, F, F, 0, 2, 20, 0.5, 4, 8}},
+        {"percent", "SeasonalPct", d, p, {2}, {F, F, F, F, 0, 2, 20, p7, 3.5, 7.5}},
+        {"upper band in points", "SeasonalDevUp", d, p, {2, 1, 0}, {F, F, F, F, 0, 2, 20, 1, 6, 10}},
+        {"lower band in points", "SeasonalDevDown", d, p, {2, 1, 0}, {F, F, F, F, 0, 2, 20, 0, 2, 6}},
+        {"upper band in percent", "SeasonalDevUp", d, p, {2, 2, 1}, {F, F, F, F, 0, 2, 20, 3 * p7, 6.5, 12.5}},
+        {"lower band in percent", "SeasonalDevDown", d, p, {2, 2, -3}, {F, F, F, F, 0, 2, 20, -p7, 0.5, 2.5}},
+        {"negative width swaps the bands", "SeasonalDevUp", d, p, {2, -1, 0}, {F, F, F, F, 0, 2, 20, 0, 2, 6}},
+        // years that cannot be used (missing prices, passed over, are in the comparison with the
+        // definition below): 2012's base lies in 2010, across a gap, not in the year before;
+        // 2013's is in 2012
+        {"base across a gap", "Seasonal", {40500, 40983, 41348, 41715}, {100, 110, 120, 130}, {1}, {F, F, F, 10}},
+        // 2011 has a base but no price of its own: 2012 is the next price after the base
+        {"no price in the year", "Seasonal", {40907, 41276}, {100, 120}, {1}, {F, F}},
+        // 29 February 2012 looks up 28 February 2011, not 1 March
+        {"29 February", "Seasonal", {40543, 40602, 40603, 40908, 40968, 40969, 41274, 41333},
+         {100, 105, 107, 110, 116, 117, 120, 125}, {1}, {F, F, F, F, 5, 7, 10, 0}},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.what);
-        std::vector<Arg> args = {barsAt(kSeasonDays, kSeasonPrices), kSeasonPrices, 2.0};
+        std::vector<Arg> args = {barsAt(c.days, c.prices), c.prices};
         args.insert(args.end(), c.numbers.begin(), c.numbers.end());
         expectNear(valuesOf(c.name, args), c.want);
-    }
-}
-
-TEST_F(SeasonalTest, SeasonalYearsThatCannotBeUsed) {
-    struct Case { const char* what; Vec days, prices, want; };
-    // (missing prices, passed over, are in the comparison with the definition below)
-    const Case cases[] = {
-        // 2012's base lies in 2010, across a gap: not in the year before; 2013's is in 2012
-        {"base across a gap", {40500, 40983, 41348, 41715}, {100, 110, 120, 130}, {F, F, F, 10}},
-        // 2011 has a base but no price of its own: 2012 is the next price after the base
-        {"no price in the year", {40907, 41276}, {100, 120}, {F, F}},
-        // 29 February 2012 looks up 28 February 2011, not 1 March
-        {"29 February", {40543, 40602, 40603, 40908, 40968, 40969, 41274, 41333},
-         {100, 105, 107, 110, 116, 117, 120, 125}, {F, F, F, F, 5, 7, 10, 0}},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.what);
-        expectNear(valuesOf("Seasonal", {barsAt(c.days, c.prices), c.prices, 1.0}), c.want);
     }
 }
 
