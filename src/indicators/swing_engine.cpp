@@ -165,6 +165,30 @@ inline void report(const Scan& s, Sink& sink, Last3& highs, Last3& lows, const R
     }
 }
 
+// What both list scans do first on every bar: tell the sink, read the bar, and either forget the
+// references at a missing bar (unless holes are passed over) or number the bar as the next one.
+struct ScanState {
+    int32_t seq = 0;
+    Last3 highs, lows;
+};
+
+template <Prices P, bool PassHoles, class Sink, class Read, class Len>
+[[gnu::always_inline]] inline bool referenceAt(const Scan& s, int32_t i, Sink& sink, Read& read, ScanState& state, Len& len, Ref& now) {
+    sink.bar(i);
+    double va, vb;
+    read(i, va, vb);
+    if (missingAt<P>(s.src, va, vb)) {
+        if constexpr (!PassHoles) {
+            len = 0;
+            state.highs.clear();
+            state.lows.clear();
+        }
+        return false;
+    }
+    now = Ref{i, state.seq++, hiOf<P>(va, vb), loOf<P>(va, vb)};
+    return true;
+}
+
 // One pass from bar `from`, reading bar i's two values with read(i, va, vb). The reference list
 // keeps its last 2 st + 1 entries, compacted into the front of its buffer (at least 256 entries)
 // when it fills. `sink.bar(i)` comes first on every bar; `sink.swing(side, at, now, take)` follows
@@ -184,21 +208,11 @@ void scanWith(const Scan& s, int32_t from, Sink& sink, Read read) {
     }
     const int32_t cap = static_cast<int32_t>(window);
     Ref* refs = list.get();
-    int32_t len = 0, seq = 0;
-    Last3 highs, lows;
+    int32_t len = 0;
+    ScanState state;
     for (int32_t i = from; i < n; ++i) {
-        sink.bar(i);
-        double va, vb;
-        read(i, va, vb);
-        if (missingAt<P>(s.src, va, vb)) {
-            if constexpr (!PassHoles) {
-                len = 0;
-                highs.clear();
-                lows.clear();
-            }
-            continue;
-        }
-        const Ref now{i, seq++, hiOf<P>(va, vb), loOf<P>(va, vb)};
+        Ref now;
+        if (!referenceAt<P, PassHoles>(s, i, sink, read, state, len, now)) continue;
         // A bar inside the last one is passed over; it is written past the list all the same and
         // judges nothing, so that no branch depends on whether it is inside.
         bool inside = false;
@@ -218,7 +232,7 @@ void scanWith(const Scan& s, int32_t from, Sink& sink, Read read) {
         bool isHigh = s.wantHigh & !inside, isLow = s.wantLow & !inside;
         standsOut(cand, refs + k - st, refs + k, s.tie.leftStrict, isHigh, isLow);
         standsOut(cand, refs + k + 1, refs + len, s.tie.rightStrict, isHigh, isLow);
-        report<Intermediate>(s, sink, highs, lows, cand, now, isHigh, isLow);
+        report<Intermediate>(s, sink, state.highs, state.lows, cand, now, isHigh, isLow);
     }
 }
 
@@ -230,21 +244,10 @@ void scanOuter(const Scan& s, int32_t from, Sink& sink, Read read) {
     Ref ring[4] = {};
     const bool wantHigh = s.wantHigh, wantLow = s.wantLow;
     uint32_t len = 0; // references since the last missing bar
-    int32_t seq = 0;
-    Last3 highs, lows;
+    ScanState state;
     for (int32_t i = from; i < s.src.bars; ++i) {
-        sink.bar(i);
-        double va, vb;
-        read(i, va, vb);
-        if (missingAt<P>(s.src, va, vb)) {
-            if constexpr (!PassHoles) {
-                len = 0;
-                highs.clear();
-                lows.clear();
-            }
-            continue;
-        }
-        const Ref now{i, seq++, hiOf<P>(va, vb), loOf<P>(va, vb)};
+        Ref now;
+        if (!referenceAt<P, PassHoles>(s, i, sink, read, state, len, now)) continue;
         const Ref& last = ring[(len - 1) & 3];
         const bool inside = (len > 0) & (now.hi <= last.hi) & (now.lo >= last.lo);
         ring[len & 3] = now;
@@ -260,7 +263,7 @@ void scanOuter(const Scan& s, int32_t from, Sink& sink, Read read) {
         if (wantLow)
             isLow = judged & (LeftEqual ? cand.lo <= left.lo : cand.lo < left.lo) &
                     (RightEqual ? cand.lo <= right.lo : cand.lo < right.lo);
-        report<Intermediate>(s, sink, highs, lows, cand, now, isHigh, isLow);
+        report<Intermediate>(s, sink, state.highs, state.lows, cand, now, isHigh, isLow);
     }
 }
 
