@@ -40,10 +40,8 @@ TEST_F(MarketKeyTest, RecordSheets) {
         // a confirmation of 5: bar 14 (99) stays a natural reaction above 103 - 5
         {"points with a confirmation", ex1, {6, 5, 0}, 0, "--UUU-EE-RRUEEEDR-DD"},
     };
-    const struct {
-        const char* name;
-        std::string shown;
-    } exports[] = {{"JLUpTrend", "U"}, {"JLDownTrend", "D"}, {"JLRally", "Rr"}, {"JLReaction", "Ee"}};
+    const std::pair<const char*, std::string> exports[] = {
+        {"JLUpTrend", "U"}, {"JLDownTrend", "D"}, {"JLRally", "Rr"}, {"JLReaction", "Ee"}};
     for (const Sheet& s : sheets) {
         std::vector<Bar> bars;
         for (std::size_t i = 0; i < s.closes.size(); ++i) {
@@ -53,11 +51,11 @@ TEST_F(MarketKeyTest, RecordSheets) {
         Market m(bars);
         m.tick(s.tick, 1);
         for (const auto& e : exports) {
-            const std::string name = std::string(e.name) + (s.numbers.size() == 3 ? "Cust" : "");
+            const std::string name = std::string(e.first) + (s.numbers.size() == 3 ? "Cust" : "");
             SCOPED_TRACE(std::string(s.what) + " " + name);
             Vec want;
             for (std::size_t i = 0; i < s.closes.size(); ++i)
-                want.push_back(e.shown.find(s.columns[i]) != std::string::npos ? s.closes[i] : F);
+                want.push_back(e.second.find(s.columns[i]) != std::string::npos ? s.closes[i] : F);
             want.push_back(7); // past the last bar: kept
             std::vector<Arg> args = {&m};
             args.insert(args.end(), s.numbers.begin(), s.numbers.end());

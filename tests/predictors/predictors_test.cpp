@@ -4,9 +4,9 @@
 
 #include <algorithm>
 #include <cmath>
-#include <random>
 
 #include "support/call_builder.h"
+#include "support/series_checks.h"
 #include "support/heap_check.h"
 
 namespace fk {
@@ -62,55 +62,31 @@ struct Predict {
     }
 };
 
-TEST_F(PredictorsTest, RsiExamples) {
-    Predict up;
-    up.price = {10, 11, 10.5, 11.5, 12};
-    expectNear(up(), Vec{M, M, 10.583333, 11.303571, 11.794643}, 1e-6);
-    Predict stepped = up;
-    stepped.step = 0.25;
-    expectNear(stepped(), Vec{M, M, 10.75, 11.5, 12.0}, 1e-9);
-    Predict down = up;
-    down.name = "LowerOscPredictorDLL";
-    down.level = 30;
-    expectNear(down(), Vec{M, M, 9.583333, 9.875, 10.604167}, 1e-6);
-    down.step = 0.25;
-    expectNear(down(), Vec{M, M, 9.5, 9.75, 10.5}, 1e-9);
-    Predict onlyRising = up;
-    onlyRising.mode = 2;
-    expectNear(onlyRising(), Vec{M, M, 10.583333, M, M}, 1e-6);
-    Predict move = up;
-    move.mode = 1;
-    expectNear(move(), Vec{M, M, 0.083333, -0.196429, 11.794643 - 12}, 1e-6);
-    Predict limited = up;
-    limited.name = "LowerOscPredictorDLL";
-    limited.level = 30;
-    limited.maxMove = 10;
-    expectNear(limited(), Vec{M, M, 9.583333, M, M}, 1e-6);
-    // a longer warm-up, and a level the RSI cannot reach
-    Predict warm = up;
-    warm.warmUp = 2;
-    expectNear(warm(), Vec{M, M, M, M, 11.794643}, 1e-6);
-    Predict unreachable = up;
-    unreachable.level = 100;
-    expectNear(unreachable(), Vec(5, M), 0);
-}
-
-TEST_F(PredictorsTest, MacdExamples) {
-    Predict line;
-    line.price = {10, 11, 12, 11.5};
-    line.level = 0, line.kind = 2, line.n1 = 2, line.n2 = 4, line.warmUp = 0;
-    expectNear(line(), Vec{10, 10.066667, 10.395556, 10.855852}, 1e-6);
-    Predict stepped = line;
-    stepped.step = 0.01;
+TEST_F(PredictorsTest, RsiAndMacdExamples) {
+    const char* lower = "LowerOscPredictorDLL";
+    const Vec rsi = {10, 11, 10.5, 11.5, 12}, macd = {10, 11, 12, 11.5};
+    struct Row { Predict call; Vec want; double tolerance; };
+    const Row rows[] = {
+        {{.price = rsi}, {M, M, 10.583333, 11.303571, 11.794643}, 1e-6},
+        {{.price = rsi, .step = 0.25}, {M, M, 10.75, 11.5, 12.0}, 1e-9},
+        {{.name = lower, .price = rsi, .level = 30}, {M, M, 9.583333, 9.875, 10.604167}, 1e-6},
+        {{.name = lower, .price = rsi, .level = 30, .step = 0.25}, {M, M, 9.5, 9.75, 10.5}, 1e-9},
+        {{.price = rsi, .mode = 2}, {M, M, 10.583333, M, M}, 1e-6},
+        {{.price = rsi, .mode = 1}, {M, M, 0.083333, -0.196429, 11.794643 - 12}, 1e-6},
+        {{.name = lower, .price = rsi, .level = 30, .maxMove = 10}, {M, M, 9.583333, M, M}, 1e-6},
+        // a longer warm-up, and a level the RSI cannot reach
+        {{.price = rsi, .warmUp = 2}, {M, M, M, M, 11.794643}, 1e-6},
+        {{.price = rsi, .level = 100}, Vec(5, M), 0},
+        {{.price = macd, .level = 0, .kind = 2, .n2 = 4, .warmUp = 0}, {10, 10.066667, 10.395556, 10.855852}, 1e-6},
+        {{.price = macd, .level = 0, .kind = 2, .n2 = 4, .warmUp = 1}, {M, M, M, 10.855852}, 1e-6},
+        {{.price = macd, .level = 0, .kind = 3, .n2 = 4, .n3 = 3, .warmUp = 0},
+         {10.0, 10.566667, 11.612222, 12.016407}, 1e-6},
+    };
+    for (const Row& r : rows) expectNear(r.call(), r.want, r.tolerance, r.call.name + std::to_string(&r - rows));
+    Predict stepped{.price = macd, .level = 0, .kind = 2, .n2 = 4, .step = 0.01, .warmUp = 0};
     EXPECT_NEAR(stepped()[1], 10.07, 1e-9);
-    stepped.name = "LowerOscPredictorDLL";
+    stepped.name = lower;
     EXPECT_NEAR(stepped()[1], 10.06, 1e-9);
-    Predict warm = line;
-    warm.warmUp = 1;
-    expectNear(warm(), Vec{M, M, M, 10.855852}, 1e-6);
-    Predict histogram = line;
-    histogram.kind = 3, histogram.n3 = 3;
-    expectNear(histogram(), Vec{10.0, 10.566667, 11.612222, 12.016407}, 1e-6);
 }
 
 // The oscillator after the present prices of p, straight from its definition: Wilder's RSI of
@@ -143,17 +119,15 @@ double oscillator(const Vec& p, int kind, int n1, int n2, int n3) {
 }
 
 // The answer, appended as the next price, brings the oscillator to the level, on a random walk
-// with holes, for each kind.
+// with holes, for each kind; calls as bars arrive write what one call writes.
 TEST_F(PredictorsTest, PredictedPriceReachesTheLevel) {
-    std::mt19937 rng(5);
-    std::uniform_real_distribution<double> u(-1, 1);
-    Vec p(80);
-    double v = 50;
-    for (double& e : p) e = rng() % 9 == 0 ? M : (v += u(rng));
+    const Vec p = randomSeries(80, 5, 9);
+    expectChunksMatchOneCall("EhlersCyberCycle", {p, 0.07, 0.0});
     for (int kind : {1, 2, 3}) {
         Predict pr;
         pr.price = p, pr.kind = kind, pr.n1 = 5, pr.n2 = 9, pr.n3 = 4, pr.level = kind == 1 ? 63 : 0.3;
         const Vec at = pr();
+        expectChunksMatchOneCall(pr.name, {p, pr.level, pr.kind, pr.n1, pr.n2, pr.n3, 0.0, 1.0, 0.0, 0.0});
         for (int i = 20; i < 80; ++i) {
             if (p[i] == M) continue;
             Vec next(p.begin(), p.begin() + i + 1);
@@ -161,17 +135,6 @@ TEST_F(PredictorsTest, PredictedPriceReachesTheLevel) {
             EXPECT_NEAR(oscillator(next, kind, 5, 9, 4), pr.level, 1e-9) << kind << " " << i;
         }
     }
-}
-
-TEST_F(PredictorsTest, RestartsWriteWhatOneCallWrites) {
-    Predict pr;
-    pr.price = {10, 11, M, 10.5, 11.5, 12, 11, 13};
-    const Vec whole = pr();
-    for (int s : {1, 3, 6}) {
-        const Vec part = pr(s);
-        for (int i = s; i < 8; ++i) EXPECT_EQ(part[i], whole[i]) << s << " " << i;
-    }
-    EXPECT_EQ(whole[2], M);
 }
 
 TEST_F(PredictorsTest, StatusCodes) {
@@ -182,14 +145,11 @@ TEST_F(PredictorsTest, StatusCodes) {
     expectStatuses({
         {"EhlersCyberCycle", {'e', 0.07, 0.0}, kDomainError},
         {"UpperOscPredictorDLL", {'e', 70.0, 1.0, 2.0, 0.0, 0.0, 0.0, 1.0, 0.0, 0.0}, kDomainError},
-        pred("UpperOscPredictorDLL", 4, 2, 0, 0, 0),   // kind 4
-        pred("LowerOscPredictorDLL", 0.9, 2, 0, 0, 0), // kind 0.9
+        pred("UpperOscPredictorDLL", 4, 2, 0, 0, 0),   pred("LowerOscPredictorDLL", 0.9, 2, 0, 0, 0), // kind
         pred("UpperOscPredictorDLL", 1, 1.9, 0, 0, 0), // RSI period 1
-        pred("UpperOscPredictorDLL", 2, 0, 4, 0, 0),   // MACD n1 0
-        pred("UpperOscPredictorDLL", 2, 4, 4, 0, 0),   // MACD n1 = n2
+        pred("UpperOscPredictorDLL", 2, 0, 4, 0, 0),   pred("UpperOscPredictorDLL", 2, 4, 4, 0, 0), // MACD n1
         pred("LowerOscPredictorDLL", 3, 2, 4, 1, 0),   // histogram n3 1
-        pred("UpperOscPredictorDLL", 1, 2, 0, 0, 3),   // mode 3
-        pred("UpperOscPredictorDLL", 1, 2, 0, 0, std::nan("")),
+        pred("UpperOscPredictorDLL", 1, 2, 0, 0, 3),   pred("UpperOscPredictorDLL", 1, 2, 0, 0, std::nan("")), // mode
     });
 }
 

@@ -98,19 +98,11 @@ TEST_F(RanksTest, WindowsAgainstSortedCopies) {
         const Vec rank = run("EquityRankForBar", x, std::max(n, 2));
         const Vec pct = run("PercentileDLL", x, n, 37.5), med = run("TSBarMedian", x, n);
         for (int i = 0; i < static_cast<int>(x.size()); ++i) {
-            const Vec w = bruteWindow(x, i, n);
-            if (w.empty()) {
-                EXPECT_EQ(pct[i], M) << i;
-                EXPECT_EQ(med[i], M) << i;
-            } else {
-                const double h = (n - 1) * 37.5 / 100;
-                const int k = static_cast<int>(h);
-                const double want = k >= n - 1 ? w[n - 1] : w[k] + (h - k) * (w[k + 1] - w[k]);
-                EXPECT_DOUBLE_EQ(pct[i], want) << i;
-                const double mid = n % 2 ? w[n / 2] : (w[n / 2 - 1] + w[n / 2]) / 2;
-                EXPECT_DOUBLE_EQ(med[i], mid) << i;
-            }
-            const Vec r = bruteWindow(x, i, std::max(n, 2));
+            const Vec w = bruteWindow(x, i, n), r = bruteWindow(x, i, std::max(n, 2));
+            const double h = (n - 1) * 37.5 / 100;
+            const int k = static_cast<int>(h);
+            EXPECT_DOUBLE_EQ(pct[i], w.empty() ? M : k >= n - 1 ? w[n - 1] : w[k] + (h - k) * (w[k + 1] - w[k])) << i;
+            EXPECT_DOUBLE_EQ(med[i], w.empty() ? M : n % 2 ? w[n / 2] : (w[n / 2 - 1] + w[n / 2]) / 2) << i;
             if (r.empty()) {
                 EXPECT_EQ(rank[i], M) << i;
             } else {
@@ -178,11 +170,10 @@ TEST_F(RanksTest, RestartsMatchOneCall) {
     };
     for (const auto& [name, args] : cases) {
         SCOPED_TRACE(name);
-        const Vec want = valuesOf(name, args);
+        Vec want = valuesOf(name, args);
         for (int s : {1, 5, 37, 119}) {
-            const Vec got = valuesOf(name, args, s, Vec(x.size(), 123.0));
-            for (int i = 0; i < static_cast<int>(x.size()); ++i)
-                EXPECT_EQ(got[i], i < s ? 123.0 : want[i]) << "start " << s << " bar " << i;
+            std::fill_n(want.begin(), s, 123.0);
+            EXPECT_EQ(valuesOf(name, args, s, Vec(x.size(), 123.0)), want) << "start " << s;
         }
     }
 }
@@ -191,19 +182,13 @@ TEST_F(RanksTest, StatusCodes) {
     const double nan = std::nan("");
     const Vec x = {1, 2, 3};
     expectStatuses({
-        {"EquityRankForBar", {'e', 3.0}, kTooFewBars},
-        {"LateralMovement", {'e', 1.0, 0.0, 3.0}, kTooFewBars},
+        {"EquityRankForBar", {'e', 3.0}, kTooFewBars},          {"LateralMovement", {'e', 1.0, 0.0, 3.0}, kTooFewBars},
         {"TSBarMedian", {'e', 0.0}, kTooFewBars}, // an empty input before a bad length
-        {"EquityRankForBar", {x, 1.0}, kDomainError},              // rank length 1
-        {"PercentileDLL", {x, 0.4, 50.0}, kDomainError},           // length 0.4
-        {"PercentileDLL", {x, 3.0, 101.0}, kDomainError},          // percent 101
-        {"PercentileDLL", {x, 3.0, nan}, kDomainError},            // percent NaN
-        {"TSBarMedian", {x, 0.4}, kDomainError},                   // median length 0.4
-        {"TSBarMedian", {x, 3e9}, kDomainError},                   // median length 3e9
-        {"LateralMovement", {x, -1.0, 0.0, 3.0}, kDomainError},    // height -1
-        {"LateralBox", {x, nan, 0.0, 3.0, 1.0}, kDomainError},     // height NaN
-        {"LateralMovement", {x, 1.0, 0.0, 0.4}, kDomainError},     // minimum 0
-        {"LateralBox", {x, 1.0, 0.0, 3.0, 4.0}, kDomainError},     // selector 4
+        {"EquityRankForBar", {x, 1.0}, kDomainError},           {"PercentileDLL", {x, 0.4, 50.0}, kDomainError},
+        {"PercentileDLL", {x, 3.0, 101.0}, kDomainError},       {"PercentileDLL", {x, 3.0, nan}, kDomainError},
+        {"TSBarMedian", {x, 0.4}, kDomainError},                {"TSBarMedian", {x, 3e9}, kDomainError},
+        {"LateralMovement", {x, -1.0, 0.0, 3.0}, kDomainError}, {"LateralBox", {x, nan, 0.0, 3.0, 1.0}, kDomainError},
+        {"LateralMovement", {x, 1.0, 0.0, 0.4}, kDomainError},  {"LateralBox", {x, 1.0, 0.0, 3.0, 4.0}, kDomainError},
     });
 }
 

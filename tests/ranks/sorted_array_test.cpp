@@ -17,11 +17,12 @@ namespace {
 
 bool sameBits(double a, double b) { return std::memcmp(&a, &b, sizeof a) == 0; }
 
+// The ways this machine offers: always the narrow one, the wide one where the vectors exist.
+std::vector<bool> ways() { return wideVectors() ? std::vector<bool>{false, true} : std::vector<bool>{false}; }
+
 TEST(SortedArray, EveryWayMatchesTheModel) {
     const double pool[] = {-HUGE_VAL, -2, -0.0, 0.0, 0.5, 1, 1, 3, HUGE_VAL};
-    std::vector<bool> ways{false};
-    if (wideVectors()) ways.push_back(true);
-    for (bool wide : ways)
+    for (bool wide : ways())
         for (int32_t n : {1, 2, 3, 4, 5, 7, 8, 20, 63, 64, 65, 250, 256, 300}) {
             SCOPED_TRACE(testing::Message() << "n " << n << (wide ? " wide" : " narrow"));
             std::vector<double> slots(static_cast<size_t>(SortedArray::slotsFor(n)));
@@ -49,9 +50,7 @@ TEST(SortedArray, EveryWayMatchesTheModel) {
 }
 
 TEST(OrderedWindow, LatestRankCountsBelowAndEqual) {
-    std::vector<bool> ways{false};
-    if (wideVectors()) ways.push_back(true);
-    for (bool wide : ways)
+    for (bool wide : ways())
         for (int32_t n : {1, 3, 4, 9, 20}) {
             OrderedWindow w(n, Keep::LatestRank, wide);
             std::vector<double> last;

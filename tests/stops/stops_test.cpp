@@ -1,11 +1,15 @@
-// Stop-and-reverse, wave volume, the n-bar swing line and the trailing-stop reversal: the worked
-// cases, and long random markets against plain step-by-step computations.
+// Stops, waves, the n-bar swing line, pivots, ease of movement and Bomar bands: the worked cases,
+// long random markets against plain step-by-step computations, calls made as bars arrive, and
+// each export's own checks of its market and inputs.
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cmath>
+#include <tuple>
 #include <vector>
 
-#include "market_data.h"
+#include "bench/bench_data.h"
+#include "support/call_builder.h"
 #include "support/heap_check.h"
 
 namespace fk {
@@ -14,6 +18,21 @@ namespace {
 using namespace testing;
 
 class StopsTest : public HeapChecked {};
+
+// A random walk of n bars in which every 29th bar has no data, every 41st no volume and every
+// 53rd a volume of 0, so that the passes over missing bars are taken.
+std::vector<Bar> gappyWalk(int32_t n, uint64_t seed = 7) {
+    std::vector<Bar> bars = bench::walkBars(bench::randomWalk(n, seed));
+    for (int32_t i = 0; i < n; ++i) {
+        Bar& b = bars[static_cast<std::size_t>(i)];
+        if (i % 29 == 28) b.open = b.high = b.low = b.close = kMissing;
+        if (i % 41 == 40) b.volume = kMissing;
+        if (i % 53 == 52) b.volume = 0;
+    }
+    return bars;
+}
+
+Vec onMarket(const char* name, Market& m, double number) { return valuesOf(name, {&m, number}); }
 
 TEST_F(StopsTest, StopAndReverseWorkedCases) {
     Market m(barsOf({1, 1, 1, 1, 1, 1}, {1, 1, 1, 1, 1, 1}, {1, 1, 1, 1, 1, 1}));
@@ -57,30 +76,6 @@ TEST_F(StopsTest, StopAndReverseMissingLevelsAndStartBar) {
     EXPECT_EQ(call.block().startBar, -2);
 }
 
-Vec waveVolume(Market& m, double reversal) { return valuesOf("WaveVolume_DLL", {&m, reversal}); }
-
-TEST_F(StopsTest, WaveVolumeWorkedCases) {
-    const std::vector<double> closes = {10, 11, 12, 11.5, 11, 12, 13}, volumes = {100, 200, 300, 150, 100, 250, 400};
-    Market m(barsOf(closes, closes, closes, volumes));
-    EXPECT_EQ(waveVolume(m, 0.75), (std::vector<double>{100, 300, 600, -150, -250, 250, 650}));
-    EXPECT_EQ(waveVolume(m, 2), (std::vector<double>{100, 300, 600, 750, 850, 1100, 1500}));
-    // every fall turns the wave when any move qualifies
-    EXPECT_EQ(waveVolume(m, 0), (std::vector<double>{100, 300, 600, -150, -250, 250, 650}));
-
-    Market flat(barsOf({10, 10, 10}, {10, 10, 10}, {10, 10, 10}, {5, 6, 7}));
-    EXPECT_EQ(waveVolume(flat, 0.5), (std::vector<double>{5, 11, 18}));
-
-    std::vector<double> gap = volumes;
-    gap[1] = F;
-    Market gappy(barsOf(closes, closes, closes, gap));
-    EXPECT_EQ(waveVolume(gappy, 0.75), (std::vector<double>{100, F, 400, -150, -250, 250, 650}));
-
-    // a first wave found to be falling is negative from its first bar
-    Market down(barsOf({10, 9.8, 9, 9.5}, {10, 9.8, 9, 9.5}, {10, 9.8, 9, 9.5}, {1, 2, 3, 4}));
-    EXPECT_EQ(waveVolume(down, 0.6), (std::vector<double>{-1, -3, -6, -10}));
-    EXPECT_EQ(waveVolume(down, 0.5), (std::vector<double>{-1, -3, -6, 4}));
-}
-
 // The waves as the two passes find them: first where each wave starts, then the sums.
 std::vector<double> waveVolumeInTwoPasses(const std::vector<Bar>& bars, double reversal) {
     const std::size_t n = bars.size();
@@ -99,76 +94,32 @@ std::vector<double> waveVolumeInTwoPasses(const std::vector<Bar>& bars, double r
             dirs.push_back(0);
             first = c;
         } else if (d == 0) {
-            if (qualifies(c - first)) d = 1;
-            else if (qualifies(first - c)) d = -1;
-            if (d != 0) {
-                dirs.back() = d;
-                extreme = c;
-                e = i;
-            }
+            d = qualifies(c - first) ? 1 : qualifies(first - c) ? -1 : 0;
+            if (d != 0) dirs.back() = d, extreme = c, e = i;
         } else if (d == 1 ? c >= extreme : c <= extreme) {
-            extreme = c;
-            e = i;
+            extreme = c, e = i;
         } else if (qualifies(d == 1 ? extreme - c : c - extreme)) {
             std::size_t s = e + 1;
             while (!valid(s)) ++s;
             starts.push_back(s);
             d = -d;
             dirs.push_back(d);
-            extreme = c;
-            e = i;
+            extreme = c, e = i;
         }
     }
     std::vector<double> out(n, F);
-    std::size_t w = 0;
     double sum = 0;
-    for (std::size_t i = 0; i < n; ++i) {
+    for (std::size_t i = 0, w = 0; i < n; ++i) {
         if (!valid(i)) continue;
-        if (w + 1 < starts.size() && i == starts[w + 1]) {
-            ++w;
-            sum = 0;
-        }
+        if (w + 1 < starts.size() && i == starts[w + 1]) ++w, sum = 0;
         sum += bars[i].volume;
         out[i] = (dirs[w] == -1 ? -1 : 1) * sum;
     }
     return out;
 }
 
-TEST_F(StopsTest, WaveVolumeAgainstTwoPasses) {
-    const std::vector<Bar> bars = gappyWalk(5000);
-    Market m(bars);
-    for (double reversal : {0.0, 0.3, 1.0, 4.0})
-        EXPECT_EQ(waveVolume(m, reversal), waveVolumeInTwoPasses(bars, reversal)) << reversal;
-}
-
-Vec agTrend(Market& m, double lookBack) { return valuesOf("AgTrend", {&m, lookBack}); }
-
-TEST_F(StopsTest, AgTrendWorkedCases) {
-    const std::vector<double> high = {10, 11, 12, 11.5, 11, 10, 10.5, 11}, low = {8, 9, 10, 10.5, 9.5, 9, 8.5, 9};
-    Market m(barsOf(high, low, high));
-    EXPECT_EQ(agTrend(m, 2), (std::vector<double>{F, F, 12, 12, 12, 9, 8.5, 11}));
-    EXPECT_EQ(agTrend(m, 0), (std::vector<double>{F, F, F, F, F, F, 8.5, 8.5}));
-    // one bar turns the line; an outside bar with no trend against it turns it up first
-    EXPECT_EQ(agTrend(m, 1), (std::vector<double>{F, 11, 12, 12, 9.5, 9, 10.5, 11}));
-
-    // a bar without data changes nothing; the swing goes on from the bar before it
-    Market gap(barsOf({10, 11, F, 12, 11.5}, {8, 9, F, 10, 10.5}, {1, 1, F, 1, 1}));
-    EXPECT_EQ(agTrend(gap, 2), (std::vector<double>{F, F, F, 12, 12}));
-}
-
 Vec willStop(Market& m, const Vec& highs, const Vec& lows, double n) {
     return valuesOf("WillStopCustom", {&m, highs, lows, n});
-}
-
-TEST_F(StopsTest, WillStopWorkedCase) {
-    const std::vector<double> high = {10, 11, 12, 12.5, 12, 11, 12.2}, low = {8, 9, 10, 10.5, 9.8, 9, 10};
-    Market m(barsOf(high, low, high));
-    EXPECT_EQ(willStop(m, high, low, 2), (std::vector<double>{F, F, 9, 10, 12.5, 12, 9}));
-    // a pair with a missing level is left out of the window
-    const Vec gappy = {10, 11, F, 12, 12.5, 12, 11, 12.2}, gappyLow = {8, 9, 9, 10, 10.5, 9.8, 9, 10};
-    Market m8(barsOf({10, 11, 11, 12, 12.5, 12, 11, 12.2}, {8, 9, 9, 10, 10.5, 9.8, 9, 10},
-                     {1, 1, 1, 1, 1, 1, 1, 1}));
-    EXPECT_EQ(willStop(m8, gappy, gappyLow, 2), (std::vector<double>{F, F, F, 9, 10, 12.5, 12, 9}));
 }
 
 // The window scanned afresh on every bar.
@@ -182,44 +133,236 @@ std::vector<double> willStopByScanning(const std::vector<Bar>& bars, const std::
         if (hs[i] == F || ls[i] == F || b.high == F || b.low == F || b.close == F) continue;
         const auto highest = [&] { return *std::max_element(winHigh.end() - std::min(n, winHigh.size()), winHigh.end()); };
         const auto lowest = [&] { return *std::min_element(winLow.end() - std::min(n, winLow.size()), winLow.end()); };
-        if (pos == 0) {
-            if (winHigh.size() >= n) {
-                if (b.high > highest()) pos = 1;
-                else if (b.low < lowest()) pos = -1;
-            }
-            winHigh.push_back(hs[i]);
-            winLow.push_back(ls[i]);
-            if (pos != 0) st = pos > 0 ? lowest() : highest();
-        } else {
-            winHigh.push_back(hs[i]);
-            winLow.push_back(ls[i]);
-            if (pos > 0) {
-                if (b.low <= st) pos = -1, st = highest();
-                else st = std::max(st, lowest());
-            } else {
-                if (b.high >= st) pos = 1, st = lowest();
-                else st = std::min(st, highest());
-            }
-        }
+        const int was = pos; // a position taken on this bar is not tested again on it
+        if (pos == 0 && winHigh.size() >= n) pos = b.high > highest() ? 1 : b.low < lowest() ? -1 : 0;
+        winHigh.push_back(hs[i]);
+        winLow.push_back(ls[i]);
+        if (was == 0) st = pos > 0 ? lowest() : highest();
+        else if (pos > 0) st = b.low <= st ? (pos = -1, highest()) : std::max(st, lowest());
+        else st = b.high >= st ? (pos = 1, lowest()) : std::min(st, highest());
         if (pos != 0) out[i] = st;
     }
     return out;
 }
 
-TEST_F(StopsTest, WillStopAgainstScanning) {
-    const std::vector<Bar> bars = gappyWalk(4000);
+TEST_F(StopsTest, AgainstStepByStepComputations) {
+    const std::vector<Bar> bars = gappyWalk(5000);
     Market m(bars);
+    for (double reversal : {0.0, 0.3, 1.0, 4.0})
+        EXPECT_EQ(onMarket("WaveVolume_DLL", m, reversal), waveVolumeInTwoPasses(bars, reversal)) << reversal;
+    // the stop levels have holes of their own where the market has data (every 17th high)
     std::vector<double> high, low, close;
-    for (const Bar& b : bars) {
-        high.push_back(b.high);
-        low.push_back(b.low);
-        close.push_back(b.close);
-    }
+    for (const Bar& b : bars)
+        high.push_back(high.size() % 17 == 5 ? F : b.high), low.push_back(b.low), close.push_back(b.close);
     for (int n : {1, 3, 20}) {
         EXPECT_EQ(willStop(m, high, low, n), willStopByScanning(bars, high, low, n)) << n;
         // a channel of closes: the stops are the closes' extremes, the triggers the bars' Low and High
         EXPECT_EQ(willStop(m, close, close, n), willStopByScanning(bars, close, close, n)) << n;
     }
+}
+
+std::vector<double> pivotsByScanning(const std::vector<Bar>& b, int n, bool bullish) {
+    std::vector<double> out(b.size(), F);
+    for (std::size_t i = static_cast<std::size_t>(n); i < b.size(); ++i) {
+        const auto price = [&](std::size_t j) { return bullish ? b[j].low : b[j].high; };
+        bool missing = b[i].close == F || b[i - 1].close == F;
+        bool beyond = true;
+        for (std::size_t j = i - n; j <= i; ++j) missing = missing || price(j) == F;
+        if (missing) continue;
+        for (std::size_t j = i - n; j < i; ++j) beyond = beyond && (bullish ? price(i) < price(j) : price(i) > price(j));
+        const bool back = bullish ? b[i].close > b[i - 1].close : b[i].close < b[i - 1].close;
+        out[i] = beyond && back ? 1 : 0;
+    }
+    return out;
+}
+
+// The ease-of-movement values that exist, averaged n at a time afresh.
+std::vector<double> easeByAveraging(const std::vector<Bar>& b, int n) {
+    std::vector<double> out(b.size(), F), raws;
+    for (std::size_t i = 1; i < b.size(); ++i) {
+        if (b[i].high == F || b[i].low == F || b[i - 1].high == F || b[i - 1].low == F || b[i].volume == F ||
+            !(b[i].volume > 0))
+            continue;
+        const double move = (b[i].high + b[i].low) / 2 - (b[i - 1].high + b[i - 1].low) / 2;
+        raws.push_back(move * (b[i].high - b[i].low) * 10000 / b[i].volume);
+        if (raws.size() < static_cast<std::size_t>(n)) continue;
+        double sum = 0;
+        for (std::size_t k = raws.size() - n; k < raws.size(); ++k) sum += raws[k];
+        out[i] = sum / n;
+    }
+    return out;
+}
+
+// The worked cases of the exports that read a market and one number.
+TEST_F(StopsTest, WorkedCasesOnAMarket) {
+    const Vec closes = {10, 11, 12, 11.5, 11, 12, 13}, volumes = {100, 200, 300, 150, 100, 250, 400};
+    const Vec gap = {100, F, 300, 150, 100, 250, 400};
+    const Vec agHigh = {10, 11, 12, 11.5, 11, 10, 10.5, 11}, agLow = {8, 9, 10, 10.5, 9.5, 9, 8.5, 9};
+    const Vec low = {10, 9.5, 9.8, 9.2, 9.6}, close = {10.5, 9.8, 10, 10.3, 10.2}, top(5, 11);
+    const std::vector<Bar> ease =
+        barsOf({10, 11, 12, 11, 10, 11}, {8, 9, 9, 10, 8, 9}, {}, {10000, 20000, 15000, 5000, 0, 10000});
+    struct Case { const char* name; std::vector<Bar> bars; double number; Vec want; };
+    const Case cases[] = {
+        {"WaveVolume_DLL", barsOf(closes, closes, closes, volumes), 0.75, {100, 300, 600, -150, -250, 250, 650}},
+        {"WaveVolume_DLL", barsOf(closes, closes, closes, volumes), 2, {100, 300, 600, 750, 850, 1100, 1500}},
+        {"WaveVolume_DLL", barsOf({10, 10, 10}, {10, 10, 10}, {10, 10, 10}, {5, 6, 7}), 0.5, {5, 11, 18}},
+        {"WaveVolume_DLL", barsOf(closes, closes, closes, gap), 0.75, {100, F, 400, -150, -250, 250, 650}},
+        {"AgTrend", barsOf(agHigh, agLow, agHigh), 2, {F, F, 12, 12, 12, 9, 8.5, 11}},
+        {"AgTrend", barsOf(agHigh, agLow, agHigh), 0, {F, F, F, F, F, F, 8.5, 8.5}},
+        // one bar turns the line; an outside bar with no trend against it turns it up first
+        {"AgTrend", barsOf(agHigh, agLow, agHigh), 1, {F, 11, 12, 12, 9.5, 9, 10.5, 11}},
+        // a bar without data changes nothing; the swing goes on from the bar before it
+        {"AgTrend", barsOf({10, 11, F, 12, 11.5}, {8, 9, F, 10, 10.5}, {1, 1, F, 1, 1}), 2, {F, F, F, 12, 12}},
+        {"BullishPivot", barsOf(top, low, close), 3, {F, F, F, 1, 0}},
+        {"BullishPivot", barsOf(top, low, close), 0.5, {F, 0, 0, 1, 0}}, // a look-back below 1 is 1
+        {"BullishPivot", barsOf(top, low, {10.5, 9.8, 10, 9.9, 10.2}), 3, {F, F, F, 0, 0}},
+        {"BullishPivot", barsOf(top, {10, 9.5, 9.8, 9.5, 9.6}, close), 3, {F, F, F, 0, 0}},
+        // a missing close alone: no answer on its bar or the next
+        {"BullishPivot", barsOf(Vec(6, 11), {10, 9.5, 9.8, 9.2, 9.6, 9.1}, {10.5, 9.8, 10, 10.3, F, 10.4}), 3,
+         {F, F, F, 1, F, F}},
+        {"BearishPivot", barsOf({11, 11.5, 11.2, 11.8, 11.4}, Vec(5, 9), {10.8, 11.2, 11, 10.9, 11.1}), 3,
+         {F, F, F, 1, 0}},
+        {"EaseOfMove", ease, 1, {F, 1, 1, 0, F, 2}},
+        {"EaseOfMove", ease, 1.5, {F, F, 1, 0.5, F, 1}}, // a length of 1.5 is 2
+    };
+    for (const Case& c : cases)
+        EXPECT_EQ(valuesOf(c.name, {c.bars, c.number}), c.want) << c.name << " row " << &c - cases;
+    const Vec high = {10, 11, 12, 12.5, 12, 11, 12.2}, lows = {8, 9, 10, 10.5, 9.8, 9, 10};
+    EXPECT_EQ(valuesOf("WillStopCustom", {barsOf(high, lows, high), high, lows, 2.0}), (Vec{F, F, 9, 10, 12.5, 12, 9}));
+    // a High that only touches the stop reverses too
+    const Vec touch = {10, 11, 12, 12.5, 12, 11, 12};
+    EXPECT_EQ(valuesOf("WillStopCustom", {barsOf(touch, lows, touch), touch, lows, 2.0}), (Vec{F, F, 9, 10, 12.5, 12, 9}));
+
+    // EaseOfMove's bar 5 alone after a call over bars 0 to 4, seeded with the value of bar 3
+    Series out;
+    Market growing(std::vector<Bar>(ease.begin(), ease.begin() + 5));
+    Call grown("EaseOfMove");
+    grown.out(out).arg(growing).arg(2);
+    ASSERT_EQ(grown.run(0), 0);
+    growing.append(ease[5]);
+    ASSERT_EQ(grown.run(5), 0);
+    EXPECT_EQ(out.values(), (std::vector<double>{F, F, 1, 0.5, F, 1}));
+}
+
+Vec bomar(const char* name, const Vec& x, double length, double window, double percent) {
+    return valuesOf(name, {x, length, window, percent});
+}
+
+TEST_F(StopsTest, BomarWorkedCases) {
+    const Vec x = {10, 11, 12, 13, 12, 11, 12, 14};
+    expectNear(bomar("BomarUpper", x, 3, 4, 50), {F, F, F, F, F, 13, 12, 12.685714285714}, 1e-9, "upper");
+    expectNear(bomar("BomarLower", x, 3, 4, 50), {F, F, F, F, F, 11.675675675676, 11.351351351351, 12}, 1e-9, "lower");
+    expectNear(bomar("BomarUpper", x, 3, 4, 85), {F, F, F, F, F, 13.090909090909, 12.638888888889, 14}, 1e-9, "85");
+    expectNear(bomar("BomarUpper", x, 3, 4, 100), bomar("BomarUpper", x, 3, 4, 85), 1e-9, "100 means 85");
+    // the defaults: the first band at the 270th value
+    std::vector<double> values;
+    for (int i = 0; i < 300; ++i) values.push_back(100 + (i * 37 % 23) - (i % 7));
+    const std::vector<double> upper = bomar("BomarUpper", values, 0, 0, -5);
+    EXPECT_EQ(std::find_if(upper.begin(), upper.end(), [](double v) { return v != F; }) - upper.begin(), 269);
+    expectNear(upper, bomar("BomarUpper", values, 21, 250, 85), 1e-9, "defaults");
+}
+
+// Averages and ratio windows formed afresh on every bar.
+std::vector<double> bomarBySorting(const std::vector<double>& x, int length, int window, double percent, bool upper) {
+    const int tail = static_cast<int>(window * (100 - percent) / 200);
+    std::vector<double> out(x.size(), F), present, ratios;
+    for (std::size_t i = 0; i < x.size(); ++i) {
+        if (x[i] == F) continue;
+        present.push_back(x[i]);
+        if (present.size() < static_cast<std::size_t>(length)) continue;
+        double sum = 0;
+        for (std::size_t k = present.size() - length; k < present.size(); ++k) sum += present[k];
+        const double average = sum / length;
+        if (!(average > 0)) continue;
+        ratios.push_back(x[i] / average);
+        if (ratios.size() < static_cast<std::size_t>(window)) continue;
+        std::vector<double> w(ratios.end() - window, ratios.end());
+        std::sort(w.begin(), w.end());
+        out[i] = average * w[upper ? window - 1 - tail : tail];
+    }
+    return out;
+}
+
+// A walk that crosses zero now and then, so that some averages are 0 or below and have no ratio.
+std::vector<double> bandInput(int n) {
+    std::vector<double> x;
+    for (const Bar& b : gappyWalk(n, 11)) x.push_back(b.close == F ? F : b.close - 98.5);
+    return x;
+}
+
+TEST_F(StopsTest, PivotsAndBandsAgainstFreshComputations) {
+    const std::vector<Bar> bars = gappyWalk(3000);
+    Market m(bars);
+    for (int n : {1, 3, 17}) {
+        EXPECT_EQ(onMarket("BullishPivot", m, n), pivotsByScanning(bars, n, true)) << n;
+        EXPECT_EQ(onMarket("BearishPivot", m, n), pivotsByScanning(bars, n, false)) << n;
+        expectNear(onMarket("EaseOfMove", m, n), easeByAveraging(bars, n), 1e-9, "EaseOfMove " + std::to_string(n));
+    }
+    // the gappy walk; a steady climb, whose oldest ratios are the extremes that leave first; and
+    // a few levels over and over, all ties
+    std::vector<double> climb, levels;
+    for (int i = 0; i < 3000; ++i) {
+        climb.push_back(100 * std::exp(i * 0.002) * (1 + 0.01 * std::sin(i)));
+        levels.push_back(10 + (i * 7 % 5));
+    }
+    const int bands[][3] = {{1, 1, 50}, {3, 4, 50}, {21, 250, 85}, {5, 40, 10}, {2, 9, 99}};
+    for (const std::vector<double>& x : {bandInput(3000), climb, levels})
+        for (const auto& b : bands)
+            for (bool upper : {true, false})
+                expectNear(bomar(upper ? "BomarUpper" : "BomarLower", x, b[0], b[1], b[2]),
+                           bomarBySorting(x, b[0], b[1], b[2], upper), 1e-9,
+                           std::to_string(b[0]) + "/" + std::to_string(b[1]) + " on " + std::to_string(x[1]));
+}
+
+// Called as bars arrive, in chunks of 1, 7 and 100 bars, each writes exactly what one call writes.
+TEST_F(StopsTest, ChunkedCallsMatchOneCall) {
+    const int32_t total = 1200;
+    const std::vector<Bar> bars = gappyWalk(total);
+    const std::vector<double> x = bandInput(total);
+    const std::pair<const char*, double> onBars[] = {{"BullishPivot", 4}, {"BearishPivot", 1}, {"EaseOfMove", 14},
+                                                     {"EaseOfMove", 1}};
+    for (const auto& [name, a] : onBars) {
+        SCOPED_TRACE(std::string(name) + " " + std::to_string(a));
+        const Vec whole = valuesOf(name, {bars, a});
+        for (int32_t chunk : {1, 7, 100}) {
+            Market m;
+            Series out;
+            Call call(name);
+            call.out(out).arg(m).arg(a);
+            // a pivot needs its look-back before its first call: the first calls see more bars
+            const int32_t least = static_cast<int32_t>(a) + 1;
+            ASSERT_EQ(host::playChunks(call, total, chunk, [&](int32_t n) {
+                while (m.barCount() < std::max(n, least)) m.append(bars[m.barCount()]);
+            }), 0);
+            EXPECT_EQ(out.values(), whole) << "chunks of " << chunk;
+        }
+    }
+    const std::tuple<const char*, double, double, double> onSeries[] = {
+        {"BomarUpper", 5, 60, 80}, {"BomarLower", 21, 250, 85}, {"BomarUpper", 1, 1, 85},
+        {"BomarLower", 1, 30, 85}, {"BomarUpper", 4, 1, 85}};
+    for (const auto& [name, l, w, p] : onSeries) expectChunksMatchOneCall(name, {x, l, w, p});
+}
+
+// Each export's own checks of its market and its inputs.
+TEST_F(StopsTest, StatusCodes) {
+    const auto flat = [](int n) { return std::vector<Bar>(static_cast<std::size_t>(n), Bar{41640, 1, 2, 1, 1.5, 10}); };
+    const Vec levels = {1, 2, 3};
+    expectStatuses({
+        {"WaveVolume_DLL", {flat(0), 1.0}, kTooFewBars}, {"WaveVolume_DLL", {flat(1), 1.0}, kOk},
+        {"AgTrend", {flat(8), 10.0}, kTooFewBars},       {"AgTrend", {flat(8), 7.0}, kOk},
+        // the look-back is tested as given: 0 stands for 3 only in the computation
+        {"AgTrend", {flat(3), 0.0}, kOk},                {"AgTrend", {flat(3), 3.0}, kTooFewBars},
+        {"AgTrend", {flat(0), 0.0}, kTooFewBars},        {"AgTrend", {flat(0), -1.0}, kOk},
+        {"WillStopCustom", {flat(3), levels, levels, 0.0}, kTooFewBars},
+        {"WillStopCustom", {flat(4), levels, levels, 0.0}, kOk},
+        {"BullishPivot", {flat(5), 5.0}, kTooFewBars},   {"BearishPivot", {flat(5), 5.0}, kTooFewBars},
+        {"BullishPivot", {flat(2), 0.0}, kOk},           {"BullishPivot", {flat(1), 0.0}, kTooFewBars},
+        {"EaseOfMove", {flat(0), 1.0}, kTooFewBars},     {"EaseOfMove", {flat(1), 100.0}, kOk},
+        // an empty input
+        {"BomarUpper", {'e', 3.0, 4.0, 50.0}, kDomainError}, {"BomarLower", {'e', 3.0, 4.0, 50.0}, kDomainError},
+        {"WillStopCustom", {flat(5), 'e', levels, 2.0}, kDomainError},
+        {"WillStopCustom", {flat(5), levels, 'e', 2.0}, kDomainError},
+    });
 }
 
 } // namespace

@@ -22,14 +22,8 @@ Vec minus(const Vec& v, double d) {
     return r;
 }
 
-struct EngineCase {
-    const char* what;
-    Vec high, low; // low empty: the highs serve as closes too (all three series)
-    int32_t mode;
-    double strength;
-    int32_t tie;
-    Vec wantHighs, wantLows;
-};
+// A low series left empty: the highs serve as all three series.
+struct EngineCase { const char* what; Vec high, low; int32_t mode; double strength; int32_t tie; Vec highs, lows; };
 
 TEST_F(SwingEngineTest, ModesStrengthsAndTies) {
     const Vec ex1 = {10, 11, 12, 11, 10, 11, 13, 12, 11};
@@ -37,10 +31,7 @@ TEST_F(SwingEngineTest, ModesStrengthsAndTies) {
     const Vec inside = {10, 12, 11.5, 11, 13, 12, 11}, insideLow = {8, 9, 9.5, 10, 11, 10, 9};
     const Vec mode6 = {10, 12, 11, 14, 12, 13, 11, 12, 10, 11};
     const Vec closes = {5, 6, 6, 5, 4, 5};
-    Vec holed = ex1;
-    holed[2] = F;
-    Vec holedLow = minus(ex1, 2);
-    const Vec z9(9, 0.0), z5(5, 0.0), z7(7, 0.0), z10(10, 0.0);
+    const Vec holed = {10, 11, F, 11, 10, 11, 13, 12, 11}, z5(5, 0.0);
     const EngineCase cases[] = {
         {"mode 0 strength 2", ex1, minus(ex1, 2), 0, 2.9, 0, {0, 0, 2, 0, 0, 0, 2, 0, 0}, {0, 0, 0, 0, 2, 0, 0, 0, 0}},
         {"flat top, last bar", flat, minus(flat, 2), 0, 1, 0, {0, 0, 1, 0, 0}, z5},
@@ -48,41 +39,36 @@ TEST_F(SwingEngineTest, ModesStrengthsAndTies) {
         {"flat top, none", flat, minus(flat, 2), 0, 1, 2, z5, z5},
         {"mode 1 passes over inside bars", inside, insideLow, 1, 7, 0, {0, 0, 0, 0, 1, 0, 0}, {0, 0, 0, 0, 0, 0, 0}},
         {"mode 0 compares them", inside, insideLow, 0, 1, 0, {0, 1, 0, 0, 1, 0, 0}, {0, 0, 0, 0, 0, 0, 0}},
-        {"mode 6 intermediate high", mode6, minus(mode6, 1), 6, 3, 0, {0, 0, 0, 3, 0, 0, 0, 0, 0, 0}, z10},
+        {"mode 6 intermediate high", mode6, minus(mode6, 1), 6, 3, 0, {0, 0, 0, 3, 0, 0, 0, 0, 0, 0}, Vec(10, 0.0)},
         {"mode 3 passes over a repeated close", closes, {}, 3, 0, 0, {0, 2, 0, 0, 0, 0}, {0, 0, 0, 0, 1, 0}},
         {"mode 4 strength 1", closes, {}, 4, 1, 0, {0, 0, 1, 0, 0, 0}, {0, 0, 0, 0, 1, 0}},
         {"mode 4 strength 0 is 4", closes, {}, 4, 0, 0, Vec(6, 0.0), Vec(6, 0.0)},
         // the highs alone would make bar 1 the swing high
         {"mode 5 midpoints", {10, 12, 11, 10}, {9, 6, 10, 9}, 5, 1, 0, {0, 0, 1, 0}, {0, 1, 0, 0}},
-        {"a missing high clears the list", holed, holedLow, 0, 2, 0, {0, 0, 0, 0, 0, 0, 2, 0, 0}, z9},
-        {"mode 2 strength 1", inside, insideLow, 2, 1, 0, {0, 0, 0, 0, 1, 0, 0}, z7},
+        {"a missing high clears the list", holed, minus(ex1, 2), 0, 2, 0, {0, 0, 0, 0, 0, 0, 2, 0, 0}, Vec(9, 0.0)},
+        {"mode 2 strength 1", inside, insideLow, 2, 1, 0, {0, 0, 0, 0, 1, 0, 0}, Vec(7, 0.0)},
     };
     for (const EngineCase& c : cases) {
         SCOPED_TRACE(c.what);
         Series h = Series::of(c.high), l = Series::of(c.low.empty() ? c.high : c.low), highs, lows;
         swingengine::run(h.handle(), l.handle(), h.handle(), c.strength, c.mode, c.tie, &highs.handle(),
                          &lows.handle(), 0);
-        EXPECT_EQ(highs.values(), c.wantHighs);
-        EXPECT_EQ(lows.values(), c.wantLows);
+        EXPECT_EQ(highs.values(), c.highs);
+        EXPECT_EQ(lows.values(), c.lows);
     }
 }
 
 TEST_F(SwingEngineTest, SetUpsThatDoNothing) {
-    const struct {
-        int32_t mode;
-        double strength;
-    } cases[] = {{-1, 2}, {7, 2}, {0, 0.9}, {0, -3}, {2, -1}, {4, -0.5 - 1}, {5, -2}};
-    for (const auto& c : cases) {
+    for (const auto& [mode, strength] :
+         {std::pair{-1, 2.0}, {7, 2.0}, {0, 0.9}, {0, -3.0}, {2, -1.0}, {4, -1.5}, {5, -2.0}}) {
         Series h = Series::of({1, 3, 1, 3, 1}), highs = Series::of({7});
-        swingengine::run(h.handle(), h.handle(), h.handle(), c.strength, c.mode, 0, &highs.handle(), nullptr, 0);
-        EXPECT_EQ(highs.values(), Vec{7}) << c.mode << " " << c.strength;
+        swingengine::run(h.handle(), h.handle(), h.handle(), strength, mode, 0, &highs.handle(), nullptr, 0);
+        EXPECT_EQ(highs.values(), Vec{7}) << mode << " " << strength;
     }
 }
 
 // A walk with a swing every few bars, and a few missing highs where asked.
-struct Walk {
-    Vec high, low, close;
-};
+struct Walk { Vec high, low, close; };
 Walk walk(int n, bool holes, unsigned seed = 5) {
     std::mt19937 rng(seed);
     std::uniform_real_distribution<double> u(0.0, 1.0);
@@ -218,31 +204,15 @@ TEST_F(SwingEngineTest, CustomSwingsAndHoles) {
 }
 
 TEST_F(SwingEngineTest, CustomSwingsInChunkedHostCalls) {
-    const int n = 500;
-    const Walk w = walk(n, false, 9);
-    for (const char* name : {"SwingCustomHigh", "SwingCustomLow"}) {
-        for (double strength : {1.0, 3.0}) {
-            const Vec whole = expectChunksMatchOneCall(name, {w.close, strength, 0.0});
-            EXPECT_GT(std::count_if(whole.begin(), whole.end(), [](double v) { return v > 0; }), 20);
-        }
-    }
-}
-
-std::vector<Bar> barsOf(const Vec& high, const Vec& low) {
-    std::vector<Bar> bars;
-    for (std::size_t i = 0; i < high.size(); ++i)
-        bars.push_back({40000.0 + i, low[i], high[i], low[i], (high[i] + low[i]) / 2, 100});
-    return bars;
+    const Walk w = walk(500, false, 9);
+    for (const char* name : {"SwingCustomHigh", "SwingCustomLow"})
+        for (double strength : {1.0, 3.0})
+            EXPECT_GT(std::ranges::count(expectChunksMatchOneCall(name, {w.close, strength, 0.0}), strength), 20);
 }
 
 TEST_F(SwingEngineTest, SwingSystemLines) {
     const Vec h = {112.0, 112.5, 112.25, 112.1, 112.6, 112.3};
-    const struct {
-        const char* name;
-        const char* symbol;
-        double tick, mode, offset;
-        Vec want;
-    } cases[] = {
+    const struct { const char* name; const char* symbol; double tick, mode, offset; Vec want; } cases[] = {
         {"SwingSystemHigh", "ZBH14", 0.015625, 0, 1, {F, F, 112.53125, 112.53125, 112.53125, 112.625}},
         {"SwingSystemLow", "ZBH14", 0.015625, 0, 1, {F, F, F, F, 111.5625, 111.5625}},
         {"SwingSystemHigh", "ESH14", 0.25, 0, 1, {F, F, 112.75, 112.75, 112.75, 112.75}},
@@ -255,7 +225,7 @@ TEST_F(SwingEngineTest, SwingSystemLines) {
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(std::string(c.name) + " " + c.symbol);
-        Market m(barsOf(h, minus(h, 0.5)));
+        Market m(barsOf(h, minus(h, 0.5), minus(h, 0.25)));
         m.symbol(c.symbol).tick(c.tick, 1);
         Vec want = c.want;
         want.insert(want.end(), {7, 7});

@@ -1,4 +1,5 @@
-// Swing points, bars since confirmed swings, and the two zigzags.
+// Swing points against a scan of both sides of every bar (on values with runs of ties, holes,
+// NaN and infinities), bars since confirmed swings against a walk back, and the two zigzags.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -17,23 +18,62 @@ const double NaN = std::nan("");
 class SwingsTest : public HeapChecked {};
 
 TEST_F(SwingsTest, Examples) {
-    const Vec swings = {0, 0, 1, 0, 0, 2, 0, 0, 0};
     expectExamples({
-        {"equal highs side by side mark the second", "IsSwingHighPoint", {Vec{1, 3, 3, 1}, 1.0}, {F, 0, 1}},
-        {"equal lows side by side mark the second", "IsSwingLowPoint", {Vec{3, 1, 1, 3}, 1.0}, {F, 0, 1}},
         {"strength 2.9 acts as 2", "IsSwingHighPoint", {Vec{1, 2, 5, 3, 4, 2, 1}, 2.9}, {F, F, 1, 0, 0}},
-        {"the first and last bars are left as they were", "IsSwingLowPoint", {Vec{3, 1, 3, 1, 3}, 1.0},
-         {7, 1, 0, 1, 7}, Vec(5, 7)},
-        {"holes: the fill value, and no swing beside them", "IsSwingHighPoint", {Vec{1, 3, F, 1, 2, 1}, 1.0},
-         {F, 0, F, 0, 1}},
         {"strength 0: every bar with a value", "IsSwingHighPoint", {Vec{1, F, 2}, 0.0}, {1, F, 1}},
         {"a strength the series cannot hold writes nothing", "IsSwingHighPoint", {Vec{1, 2, 1}, 2.0}, {7}, {7}},
         {"a negative strength writes nothing", "IsSwingLowPoint", {Vec{1, 2, 1}, -1.0}, {7}, {7}},
-        {"a swing is counted from its confirmation", "SwingHighBarsAgo", {swings, 0.0, 1.0},
-         {F, F, F, 1, 2, 3, 4, 2, 3}},
-        {"occurrence 0 is found before any bar is walked", "SwingHighBarsAgo", {swings, 0.0, 0.0}, Vec(9, -1)},
-        {"a swing confirmed on its own bar", "SwingHighBarsAgo", {Vec{0, -1, 0}, 0.0, 1.0}, {F, 0, 1}},
+        {"occurrence 0 is found before any bar is walked", "SwingHighBarsAgo", {Vec{0, 0, 1, 0, 0, 2, 0}, 0.0, 0.0},
+         Vec(7, -1)},
     });
+}
+
+// 1 when no value before bar i (of s) is above (high) or below (low) it, or missing, and every
+// value after it is strictly below (above); the fill at holes; bars without s on each side keep what
+// they held.
+Vec byScanning(const Vec& x, int s, bool high, double untouched) {
+    const int n = static_cast<int>(x.size());
+    Vec out(n, untouched);
+    for (int i = s; i < n - s; ++i) {
+        if (x[i] == F) {
+            out[i] = F;
+            continue;
+        }
+        bool swing = true;
+        for (int j = i - s; j <= i + s; ++j) {
+            if (j == i) continue;
+            const bool ok = j < i ? (high ? x[i] >= x[j] : x[i] <= x[j]) : (high ? x[i] > x[j] : x[i] < x[j]);
+            swing = swing && x[j] != F && ok;
+        }
+        out[i] = swing ? 1 : 0;
+    }
+    return out;
+}
+
+TEST_F(SwingsTest, MatchScansOfBothSides) {
+    std::mt19937 rng(5);
+    const double odd[] = {F, std::nan(""), HUGE_VAL, -HUGE_VAL};
+    for (int round = 0; round < 12; ++round) {
+        Vec x(500);
+        double level = 100;
+        for (double& v : x) {
+            level += static_cast<double>(static_cast<int>(rng() % 5) - 2); // whole steps: many ties
+            v = rng() % 40 == 0 ? odd[rng() % std::size(odd)] : level;
+        }
+        for (int s : {1, 2, 3, 6, 40}) {
+            for (bool high : {true, false}) {
+                SCOPED_TRACE("round " + std::to_string(round) + " strength " + std::to_string(s) + (high ? " high" : " low"));
+                const Vec got = runCall(high ? "IsSwingHighPoint" : "IsSwingLowPoint", {x, static_cast<double>(s)}, 0,
+                                        Vec(x.size(), 7)).values;
+                const Vec want = byScanning(x, s, high, 7);
+                ASSERT_EQ(got.size(), want.size());
+                for (std::size_t i = 0; i < want.size(); ++i) {
+                    if (std::isnan(want[i])) EXPECT_TRUE(std::isnan(got[i])) << "bar " << i;
+                    else EXPECT_EQ(got[i], want[i]) << "bar " << i;
+                }
+            }
+        }
+    }
 }
 
 // Walks back from every bar counting the swings already confirmed there.
@@ -66,9 +106,7 @@ TEST_F(SwingsTest, BarsAgoMatchesAWalkBackFromEveryBar) {
     EXPECT_EQ(findExport("SwingLowBarsAgo")->entry, findExport("SwingHighBarsAgo")->entry);
 }
 
-struct HighLow {
-    double high, low;
-};
+struct HighLow { double high, low; };
 
 Vec runZigZag(const char* name, const std::vector<HighLow>& bars, double percent, const Vec& out0) {
     std::vector<Bar> b;
@@ -90,12 +128,7 @@ TEST_F(SwingsTest, ZigZags) {
     // the high at bar 6 stands on a low below the low pivot at bar 4
     const std::vector<HighLow> lowerHigh = {{10, 9}, {12, 11}, {15, 14}, {12, 11}, {9, 8},
                                             {10, 9}, {11, 7},   {10.5, 9}, {10, 9}};
-    struct Case {
-        const char* name;
-        std::vector<HighLow> bars;
-        double percent;
-        Vec out0, plain, strict;
-    };
+    struct Case { const char* name; std::vector<HighLow> bars; double percent; Vec out0, plain, strict; };
     const Case cases[] = {
         {"up, down, up", upDownUp, 5, {}, {F, F, 15, F, F, 8}, {F, F, 15, F, F, 8, F, 13}},
         {"a missing high: the marker at the bars around it", withHole, 5, Vec(9, 7),

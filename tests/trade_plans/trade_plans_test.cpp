@@ -2,7 +2,6 @@
 // one call, and the status codes.
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cmath>
 #include <random>
 
@@ -22,12 +21,7 @@ struct Ticked : Market {
 };
 
 TEST_F(TradePlanTest, LadderRungs) {
-    struct Case {
-        const char* what;
-        Vec entry, direction;
-        double step, rung;
-        Vec want;
-    };
+    struct Case { const char* what; Vec entry, direction; double step, rung; Vec want; };
     const Case cases[] = {
         {"long target", {101.3}, {1}, 4, 1, {102.25}},
         {"long second target", {101.3}, {1}, 4, 2, {103.25}},
@@ -46,23 +40,15 @@ TEST_F(TradePlanTest, LadderRungs) {
         Ticked m(barsOf(Vec(n, 100), Vec(n, 99)));
         expectNear(valuesOf("PTF_DLL", {&m, c.entry, c.direction, c.step, c.rung}), c.want);
     }
-}
-
-TEST_F(TradePlanTest, LadderTakesANumberForTheDirection) {
-    Ticked m(barsOf({100, 100}, {99, 99}));
-    expectNear(valuesOf("PTF_DLL", {&m, Vec{101.3, 100}, -1.0, 4.0, 1.0}), {100.25, 99});
+    // a Number for the direction
+    Ticked two(barsOf({100, 100}, {99, 99}));
+    expectNear(valuesOf("PTF_DLL", {&two, Vec{101.3, 100}, -1.0, 4.0, 1.0}), {100.25, 99});
 }
 
 // Long from 100.00 on bars 0 to 5 (step one point, three units), nothing on bar 6, short from
 // 103.00 on bar 7.
-
 TEST_F(TradePlanTest, PyramidSchedule) {
-    struct Case {
-        const char* what;
-        double units, selector;
-        int32_t start;
-        Vec before, want;
-    };
+    struct Case { const char* what; double units, selector; int32_t start; Vec before, want; };
     const Case cases[] = {
         {"units", 3, 0, 0, {}, {1, 1, 2, 2, 3, 3, F, 1}},
         {"next add", 3, 1, 0, {}, {101, 101, 102, 102, F, F, F, 102}},
@@ -88,12 +74,7 @@ TEST_F(TradePlanTest, PyramidShortCountsLows) {
 }
 
 TEST_F(TradePlanTest, ReversalBarPlans) {
-    struct Case {
-        const char* what;
-        double expiry, selector;
-        int32_t start;
-        Vec before, want;
-    };
+    struct Case { const char* what; double expiry, selector; int32_t start; Vec before, want; };
     const Case cases[] = {
         {"target", 3, 0, 0, {}, {F, F, 11.25, 11.25, 11.25, F, 9.5}},
         {"stop", 3, 1, 0, {}, {F, F, 8.75, 8.75, 8.75, F, 12}},
@@ -115,10 +96,7 @@ TEST_F(TradePlanTest, ReversalBarPlans) {
 
 // A random walk of bars on a quarter-point grid, with a few bars missing, and the position of a
 // crossing of two averages.
-struct Walk {
-    std::vector<Bar> bars;
-    Vec entry, direction;
-};
+struct Walk { std::vector<Bar> bars; Vec entry, direction; };
 Walk randomWalk(int n) {
     std::mt19937 rng(5);
     std::uniform_real_distribution<double> u(0.0, 1.0);
@@ -141,11 +119,7 @@ Walk randomWalk(int n) {
 }
 
 TEST_F(TradePlanTest, ChunkedHostCallsGiveTheSeriesOfOneCall) {
-    struct Case {
-        const char* name;
-        bool position;
-        std::vector<double> numbers;
-    };
+    struct Case { const char* name; bool position; std::vector<double> numbers; };
     const Case cases[] = {
         {"PTF_DLL", true, {3, -2}},
         {"PyramidTP", true, {4, 4, 0}},
@@ -174,21 +148,21 @@ TEST_F(TradePlanTest, StatusCodes) {
         {"PTF_DLL", {'n', x, x, 4.0, 1.0}, kTooFewBars},
         {"PyramidTP", {'n', x, x, 4.0, 3.0, 0.0}, kTooFewBars},
         {"ReverseBarTP", {'n', 2.0, 1.0, 0.0, 0.0}, kTooFewBars},
+        // a tick size of 0, NaN or below 0
         {"PTF_DLL", {&tick0, x, x, 4.0, 1.0}, kDomainError},
         {"PyramidTP", {&tickNaN, x, x, 4.0, 3.0, 0.0}, kDomainError},
         {"ReverseBarTP", {&tickNegative, 2.0, 1.0, 0.0, 0.0}, kDomainError},
-        {"PTF_DLL", {'m', x, x, 0.4, 1.0}, kDomainError},         // step 0.4
-        {"PTF_DLL", {'m', x, x, 4.0, NAN}, kDomainError},         // rung NaN
-        {"PTF_DLL", {'m', x, x, 4.0, 3e9}, kDomainError},         // rung 3e9
-        {"PyramidTP", {'m', x, x, 0.4, 3.0, 0.0}, kDomainError},  // step 0.4
-        {"PyramidTP", {'m', x, x, 4.0, 0.4, 0.0}, kDomainError},  // units 0.4
-        {"PyramidTP", {'m', x, x, 4.0, 3.0, 4.0}, kDomainError},  // selector 4
-        {"PyramidTP", {'m', x, x, 4.0, 3.0, -1.0}, kDomainError}, // selector -1
-        {"ReverseBarTP", {'m', 0.4, 1.0, 0.0, 0.0}, kDomainError}, // look-back 0.4
-        {"ReverseBarTP", {'m', 2.0, 0.0, 0.0, 0.0}, kDomainError}, // multiple 0
-        {"ReverseBarTP", {'m', 2.0, NAN, 0.0, 0.0}, kDomainError}, // multiple NaN
-        {"ReverseBarTP", {'m', 2.0, 1.0, -1.6, 0.0}, kDomainError}, // expiry -1.6
-        {"ReverseBarTP", {'m', 2.0, 1.0, 0.0, 4.0}, kDomainError}, // selector 4
+        // step 0.4, rung NaN, rung 3e9
+        {"PTF_DLL", {'m', x, x, 0.4, 1.0}, kDomainError}, {"PTF_DLL", {'m', x, x, 4.0, NAN}, kDomainError},
+        {"PTF_DLL", {'m', x, x, 4.0, 3e9}, kDomainError},
+        // step 0.4, units 0.4, selector 4 and -1
+        {"PyramidTP", {'m', x, x, 0.4, 3.0, 0.0}, kDomainError}, {"PyramidTP", {'m', x, x, 4.0, 0.4, 0.0}, kDomainError},
+        {"PyramidTP", {'m', x, x, 4.0, 3.0, 4.0}, kDomainError}, {"PyramidTP", {'m', x, x, 4.0, 3.0, -1.0}, kDomainError},
+        // look-back 0.4, multiple 0 and NaN, expiry -1.6, selector 4
+        {"ReverseBarTP", {'m', 0.4, 1.0, 0.0, 0.0}, kDomainError}, {"ReverseBarTP", {'m', 2.0, 0.0, 0.0, 0.0}, kDomainError},
+        {"ReverseBarTP", {'m', 2.0, NAN, 0.0, 0.0}, kDomainError},
+        {"ReverseBarTP", {'m', 2.0, 1.0, -1.6, 0.0}, kDomainError},
+        {"ReverseBarTP", {'m', 2.0, 1.0, 0.0, 4.0}, kDomainError},
     });
 }
 
