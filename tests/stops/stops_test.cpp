@@ -145,6 +145,34 @@ std::vector<double> willStopByScanning(const std::vector<Bar>& bars, const std::
     return out;
 }
 
+// The n-bar swing line by its rules, one bar at a time: the reference bar, the counts in a row,
+// the turn, the line following. A NaN price makes no inside bar, and a NaN reference none either.
+std::vector<double> agTrendByRules(const std::vector<Bar>& bars, int n) {
+    std::vector<double> out(bars.size(), F);
+    bool haveRef = false;
+    double refHigh = 0, refLow = 0, line = 0;
+    int ups = 0, downs = 0, trend = 0;
+    for (std::size_t i = 0; i < bars.size(); ++i) {
+        const double h = bars[i].high, l = bars[i].low;
+        if (h == F || l == F) continue;
+        if (!haveRef) {
+            haveRef = true, refHigh = h, refLow = l;
+            continue;
+        }
+        if (!(h <= refHigh && l >= refLow)) {
+            ups = h > refHigh ? ups + 1 : 0;
+            downs = l < refLow ? downs + 1 : 0;
+            refHigh = h, refLow = l;
+            if (trend != 1 && ups >= n) trend = 1, line = h;
+            else if (trend != -1 && downs >= n) trend = -1, line = l;
+            else if (trend == 1 && h > line) line = h;
+            else if (trend == -1 && l < line) line = l;
+        }
+        if (trend != 0) out[i] = line;
+    }
+    return out;
+}
+
 TEST_F(StopsTest, AgainstStepByStepComputations) {
     const std::vector<Bar> bars = gappyWalk(5000);
     Market m(bars);
@@ -159,6 +187,15 @@ TEST_F(StopsTest, AgainstStepByStepComputations) {
         // a channel of closes: the stops are the closes' extremes, the triggers the bars' Low and High
         EXPECT_EQ(willStop(m, close, close, n), willStopByScanning(bars, close, close, n)) << n;
     }
+    // quarter ticks make ties and inside bars common; some prices are NaN
+    std::vector<Bar> ticks = bars;
+    for (std::size_t i = 0; i < ticks.size(); ++i) {
+        if (ticks[i].high == F) continue;
+        ticks[i].high = i % 97 == 50 ? NAN : std::round(ticks[i].high * 4) / 4;
+        ticks[i].low = i % 89 == 30 ? NAN : std::round(ticks[i].low * 4) / 4;
+    }
+    Market quarters(ticks);
+    for (int n : {1, 2, 3, 5}) EXPECT_EQ(onMarket("AgTrend", quarters, n), agTrendByRules(ticks, n)) << n;
 }
 
 std::vector<double> pivotsByScanning(const std::vector<Bar>& b, int n, bool bullish) {
