@@ -16,63 +16,74 @@ using calendar::truncToInt32;
 using series::NumberOut;
 using series::NumberView;
 
-void stopAndReverse(SeriesHandle& out, const BarRecord& market, const StopLevels& levels, double filter,
+void stopAndReverse(SeriesHandle& outH, const BarRecord& market, const StopLevels& levels, double filter,
                     double ratchet, double initialSide) {
     const int32_t bars = market.barCount > 0 ? market.barCount : 0;
     if (bars == 0) return;
     const int32_t side = truncToInt32(filter);
     const bool ratchets = truncToInt32(ratchet) != 0;
     const int32_t first = truncToInt32(initialSide);
-    NumberOut o(&out, bars);
-    const NumberView close(&market.close), longStop(&levels.longStop), shortStop(&levels.shortStop),
-        longExit(&levels.longExit), shortExit(&levels.shortExit);
-    const double none = close.fill();
-
-    int pos = 0;              // +1 long, -1 short, 0 none yet
-    double stop = 0.0;        // the stop in force for the next bar
-    bool seen = false;        // a valid bar came before
-    double lastLong = 0.0, lastShort = 0.0; // its levels
-    for (int32_t i = 0; i < bars; ++i) {
-        const double ls = longStop[i], ss = shortStop[i], xl = longExit[i], xs = shortExit[i];
-        if (close[i] == none || ls == longStop.fill() || ss == shortStop.fill() || xl == longExit.fill() ||
-            xs == shortExit.fill()) {
-            o.set(i, none);
-            continue;
-        }
-        if (pos == 0) {
-            // a position taken on this bar is first tested on the next one
-            if (first != 0) {
-                pos = first > 0 ? 1 : -1;
-                stop = pos > 0 ? ls : ss;
-            } else if (seen) {
-                if (xs >= lastShort) {
-                    pos = 1;
-                    stop = ls;
-                } else if (xl <= lastLong) {
+    NumberOut out(&outH, bars);
+    const NumberView closes(&market.close), longStops(&levels.longStop), shortStops(&levels.shortStop),
+        longExits(&levels.longExit), shortExits(&levels.shortExit);
+    const double none = closes.fill();
+    const double fills[4] = {longStops.fill(), shortStops.fill(), longExits.fill(), shortExits.fill()};
+    // over plain arrays where the inputs and the output are stored as such
+    const auto run = [&](const auto& close, const auto& longStop, const auto& shortStop, const auto& longExit,
+                         const auto& shortExit, auto& o) {
+        int pos = 0;                            // +1 long, -1 short, 0 none yet
+        double stop = 0.0;                      // the stop in force for the next bar
+        bool seen = false;                      // a valid bar came before
+        double lastLong = 0.0, lastShort = 0.0; // its levels
+        for (int32_t i = 0; i < bars; ++i) {
+            const double ls = longStop[i], ss = shortStop[i], xl = longExit[i], xs = shortExit[i];
+            if ((close[i] == none) | (ls == fills[0]) | (ss == fills[1]) | (xl == fills[2]) | (xs == fills[3])) {
+                o.set(i, none);
+                continue;
+            }
+            if (pos == 0) {
+                // a position taken on this bar is first tested on the next one
+                if (first != 0) {
+                    pos = first > 0 ? 1 : -1;
+                    stop = pos > 0 ? ls : ss;
+                } else if (seen) {
+                    if (xs >= lastShort) {
+                        pos = 1;
+                        stop = ls;
+                    } else if (xl <= lastLong) {
+                        pos = -1;
+                        stop = ss;
+                    }
+                }
+            } else if (pos > 0) {
+                if (xl <= stop) {
                     pos = -1;
                     stop = ss;
+                } else {
+                    stop = ratchets ? std::max(stop, ls) : ls;
+                }
+            } else {
+                if (xs >= stop) {
+                    pos = 1;
+                    stop = ls;
+                } else {
+                    stop = ratchets ? std::min(stop, ss) : ss;
                 }
             }
-        } else if (pos > 0) {
-            if (xl <= stop) {
-                pos = -1;
-                stop = ss;
-            } else {
-                stop = ratchets ? std::max(stop, ls) : ls;
-            }
-        } else {
-            if (xs >= stop) {
-                pos = 1;
-                stop = ls;
-            } else {
-                stop = ratchets ? std::min(stop, ss) : ss;
-            }
+            seen = true;
+            lastLong = ls;
+            lastShort = ss;
+            const bool shown = pos != 0 && (side == 0 || (side > 0) == (pos > 0));
+            o.set(i, shown ? stop : none);
         }
-        seen = true;
-        lastLong = ls;
-        lastShort = ss;
-        const bool shown = pos != 0 && (side == 0 || (side > 0) == (pos > 0));
-        o.set(i, shown ? stop : none);
+    };
+    const double *c = closes.storage(0, bars), *ls = longStops.storage(0, bars), *ss = shortStops.storage(0, bars),
+                 *xl = longExits.storage(0, bars), *xs = shortExits.storage(0, bars);
+    if (double* q = c && ls && ss && xl && xs ? out.storage(0, bars) : nullptr) {
+        PlainOut plain{q, 0, out.fill()};
+        run(PlainBars{c, 0}, PlainBars{ls, 0}, PlainBars{ss, 0}, PlainBars{xl, 0}, PlainBars{xs, 0}, plain);
+    } else {
+        run(closes, longStops, shortStops, longExits, shortExits, out);
     }
 }
 
