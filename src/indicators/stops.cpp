@@ -87,62 +87,72 @@ void stopAndReverse(SeriesHandle& outH, const BarRecord& market, const StopLevel
     }
 }
 
-StatusCode waveVolume(SeriesHandle& out, const BarRecord& market, double reversal) {
+StatusCode waveVolume(SeriesHandle& outH, const BarRecord& market, double reversal) {
     if (market.barCount <= 0) return kTooFewBars;
     const int32_t bars = market.barCount;
-    NumberOut o(&out, bars);
-    const NumberView close(&market.close), volume(&market.volume);
-    const double none = close.fill();
-    const auto valid = [&](int32_t i) { return close[i] != none && volume[i] != none; };
+    NumberOut out(&outH, bars);
+    const NumberView closes(&market.close), volumes(&market.volume);
+    const double none = closes.fill();
     const auto qualifies = [reversal](double move) { return move > 0 && move >= reversal; };
-    // Rewrites the bars from..to as one wave of direction dir, its sum starting at `from`.
-    const auto writeWave = [&](int32_t from, int32_t to, int dir, double& sum) {
-        sum = 0.0;
-        for (int32_t k = from; k <= to; ++k)
-            if (valid(k)) {
-                sum += volume[k];
-                o.set(k, dir * sum);
-            }
-    };
+    // over plain arrays where the market and the output are stored as such
+    const auto run = [&](const auto& close, const auto& volume, auto& o) {
+        const auto valid = [&](int32_t i) { return (close[i] != none) & (volume[i] != none); };
+        // Rewrites the bars from..to as one wave of direction dir, its sum starting at `from`.
+        const auto writeWave = [&](int32_t from, int32_t to, int dir, double& sum) {
+            sum = 0.0;
+            for (int32_t k = from; k <= to; ++k)
+                if (valid(k)) {
+                    sum += volume[k];
+                    o.set(k, dir * sum);
+                }
+        };
 
-    int32_t firstBar = -1; // the first valid bar, where the first wave starts
-    int dir = 0;           // 0 until the first wave's direction is known (written as up)
-    double extreme = 0.0;  // the close that the current wave reached, at bar `extremeBar`
-    int32_t extremeBar = 0;
-    double sum = 0.0;
-    for (int32_t i = 0; i < bars; ++i) {
-        if (!valid(i)) {
-            o.set(i, o.fill());
-            continue;
-        }
-        const double c = close[i];
-        if (firstBar < 0) {
-            firstBar = i;
-            extreme = c;
-        } else if (dir == 0) {
-            if (qualifies(c - extreme) || qualifies(extreme - c)) {
-                dir = c > extreme ? 1 : -1;
+        int32_t firstBar = -1; // the first valid bar, where the first wave starts
+        int dir = 0;           // 0 until the first wave's direction is known (written as up)
+        double extreme = 0.0;  // the close that the current wave reached, at bar `extremeBar`
+        int32_t extremeBar = 0;
+        double sum = 0.0;
+        for (int32_t i = 0; i < bars; ++i) {
+            if (!valid(i)) {
+                o.set(i, o.fill());
+                continue;
+            }
+            const double c = close[i];
+            if (firstBar < 0) {
+                firstBar = i;
+                extreme = c;
+            } else if (dir == 0) {
+                if (qualifies(c - extreme) || qualifies(extreme - c)) {
+                    dir = c > extreme ? 1 : -1;
+                    extreme = c;
+                    extremeBar = i;
+                    if (dir < 0) { // the first wave was written as up so far
+                        writeWave(firstBar, i, -1, sum);
+                        continue;
+                    }
+                }
+            } else if (dir > 0 ? c >= extreme : c <= extreme) {
                 extreme = c;
                 extremeBar = i;
-                if (dir < 0) { // the first wave was written as up so far
-                    writeWave(firstBar, i, -1, sum);
-                    continue;
-                }
+            } else if (qualifies(dir > 0 ? extreme - c : c - extreme)) {
+                // the wave ended at its extreme: the next one starts at the valid bar after it
+                dir = -dir;
+                extreme = c;
+                const int32_t from = extremeBar + 1;
+                extremeBar = i;
+                writeWave(from, i, dir, sum);
+                continue;
             }
-        } else if (dir > 0 ? c >= extreme : c <= extreme) {
-            extreme = c;
-            extremeBar = i;
-        } else if (qualifies(dir > 0 ? extreme - c : c - extreme)) {
-            // the wave ended at its extreme: the next one starts at the valid bar after it
-            dir = -dir;
-            extreme = c;
-            const int32_t from = extremeBar + 1;
-            extremeBar = i;
-            writeWave(from, i, dir, sum);
-            continue;
+            sum += volume[i];
+            o.set(i, (dir < 0 ? -1 : 1) * sum);
         }
-        sum += volume[i];
-        o.set(i, (dir < 0 ? -1 : 1) * sum);
+    };
+    const double *c = closes.storage(0, bars), *v = volumes.storage(0, bars);
+    if (double* q = c && v ? out.storage(0, bars) : nullptr) {
+        PlainOut plain{q, 0, out.fill()};
+        run(PlainBars{c, 0}, PlainBars{v, 0}, plain);
+    } else {
+        run(closes, volumes, out);
     }
     return kOk;
 }
