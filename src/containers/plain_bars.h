@@ -2,6 +2,7 @@
 // known to hold every bar it touches, so that nothing in the loop tests a range or calls out.
 #pragma once
 #include <cstdint>
+#include <utility>
 
 #include "containers/series.h"
 
@@ -49,6 +50,23 @@ void withSparseOut(const series::NumberView& in, series::NumberOut& out, int32_t
             return;
         }
     body(in, out);
+}
+
+// Calls body(inputs..., out) with bars 0 .. bars - 1 of every input as a plain array and the
+// output as one where all of them are stored that way, otherwise with the views and the output
+// themselves. Only for loops that write every one of those bars.
+template <class Body, class... Views>
+void withPlainArrays(int32_t bars, series::NumberOut& out, Body&& body, const Views&... views) {
+    const double* q[] = {views.storage(0, bars)...};
+    bool stored = true;
+    for (const double* p : q) stored = stored && p != nullptr;
+    if (double* dst = stored ? out.storage(0, bars) : nullptr) {
+        PlainOut plain{dst, 0, out.fill()};
+        [&]<std::size_t... k>(std::index_sequence<k...>) { body(PlainBars{q[k], 0}..., plain); }
+        (std::index_sequence_for<Views...>{});
+        return;
+    }
+    body(views..., out);
 }
 
 } // namespace fk

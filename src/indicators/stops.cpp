@@ -77,14 +77,7 @@ void stopAndReverse(SeriesHandle& outH, const BarRecord& market, const StopLevel
             o.set(i, shown ? stop : none);
         }
     };
-    const double *c = closes.storage(0, bars), *ls = longStops.storage(0, bars), *ss = shortStops.storage(0, bars),
-                 *xl = longExits.storage(0, bars), *xs = shortExits.storage(0, bars);
-    if (double* q = c && ls && ss && xl && xs ? out.storage(0, bars) : nullptr) {
-        PlainOut plain{q, 0, out.fill()};
-        run(PlainBars{c, 0}, PlainBars{ls, 0}, PlainBars{ss, 0}, PlainBars{xl, 0}, PlainBars{xs, 0}, plain);
-    } else {
-        run(closes, longStops, shortStops, longExits, shortExits, out);
-    }
+    withPlainArrays(bars, out, run, closes, longStops, shortStops, longExits, shortExits);
 }
 
 StatusCode waveVolume(SeriesHandle& outH, const BarRecord& market, double reversal) {
@@ -147,13 +140,7 @@ StatusCode waveVolume(SeriesHandle& outH, const BarRecord& market, double revers
             o.set(i, (dir < 0 ? -1 : 1) * sum);
         }
     };
-    const double *c = closes.storage(0, bars), *v = volumes.storage(0, bars);
-    if (double* q = c && v ? out.storage(0, bars) : nullptr) {
-        PlainOut plain{q, 0, out.fill()};
-        run(PlainBars{c, 0}, PlainBars{v, 0}, plain);
-    } else {
-        run(closes, volumes, out);
-    }
+    withPlainArrays(bars, out, run, closes, volumes);
     return kOk;
 }
 
@@ -210,17 +197,11 @@ StatusCode agTrend(SeriesHandle& outH, const BarRecord& market, double number) {
             o.set(i, trend != 0 ? line : o.fill());
         }
     };
-    const double *h = highs.storage(0, bars), *l = lows.storage(0, bars);
-    if (double* q = h && l ? out.storage(0, bars) : nullptr) {
-        PlainOut plain{q, 0, out.fill()};
-        run(PlainBars{h, 0}, PlainBars{l, 0}, plain);
-    } else {
-        run(highs, lows, out);
-    }
+    withPlainArrays(bars, out, run, highs, lows);
     return kOk;
 }
 
-StatusCode willStop(SeriesHandle& out, const BarRecord& market, const SeriesHandle& stopHigh,
+StatusCode willStop(SeriesHandle& outH, const BarRecord& market, const SeriesHandle& stopHigh,
                     const SeriesHandle& stopLow, double number) {
     if (series::count(stopHigh) == 0 || series::count(stopLow) == 0) return kDomainError;
     const int32_t asked = truncToInt32(number);
@@ -233,47 +214,52 @@ StatusCode willStop(SeriesHandle& out, const BarRecord& market, const SeriesHand
     SlidingExtreme<false> lowest(memory.data() + slots, n);
 
     const int32_t bars = market.barCount;
-    NumberOut o(&out, bars);
-    const NumberView hs(&stopHigh), ls(&stopLow), high(&market.high), low(&market.low), close(&market.close);
-    const double none = close.fill();
-
-    int pos = 0;
-    double stop = 0.0;
-    int32_t held = 0; // valid bars so far; the window holds the last n of them
-    for (int32_t i = 0; i < bars; ++i) {
-        const double hi = hs[i], lo = ls[i], h = high[i], l = low[i];
-        if (hi == hs.fill() || lo == ls.fill() || h == none || l == none || close[i] == none) {
-            o.set(i, o.fill());
-            continue;
-        }
-        if (pos == 0 && held >= n) { // a break out of the last n bars takes the first position
-            if (h > highest.extreme()) pos = 1;
-            else if (l < lowest.extreme()) pos = -1;
-            highest.push(hi);
-            lowest.push(lo);
-            if (pos != 0) stop = pos > 0 ? lowest.extreme() : highest.extreme();
-        } else {
-            highest.push(hi);
-            lowest.push(lo);
-            if (pos > 0) {
-                if (l <= stop) {
-                    pos = -1;
-                    stop = highest.extreme();
-                } else {
-                    stop = std::max(stop, lowest.extreme());
-                }
-            } else if (pos < 0) {
-                if (h >= stop) {
-                    pos = 1;
-                    stop = lowest.extreme();
-                } else {
-                    stop = std::min(stop, highest.extreme());
+    NumberOut out(&outH, bars);
+    const NumberView stopHighs(&stopHigh), stopLows(&stopLow), highs(&market.high), lows(&market.low),
+        closes(&market.close);
+    const double none = closes.fill(), noStopHigh = stopHighs.fill(), noStopLow = stopLows.fill();
+    // over plain arrays where the inputs and the output are stored as such
+    const auto run = [&](const auto& hs, const auto& ls, const auto& high, const auto& low, const auto& close,
+                         auto& o) {
+        int pos = 0;
+        double stop = 0.0;
+        int32_t held = 0; // valid bars so far; the window holds the last n of them
+        for (int32_t i = 0; i < bars; ++i) {
+            const double hi = hs[i], lo = ls[i], h = high[i], l = low[i];
+            if ((hi == noStopHigh) | (lo == noStopLow) | (h == none) | (l == none) | (close[i] == none)) {
+                o.set(i, o.fill());
+                continue;
+            }
+            if (pos == 0 && held >= n) { // a break out of the last n bars takes the first position
+                if (h > highest.extreme()) pos = 1;
+                else if (l < lowest.extreme()) pos = -1;
+                highest.push(hi);
+                lowest.push(lo);
+                if (pos != 0) stop = pos > 0 ? lowest.extreme() : highest.extreme();
+            } else {
+                highest.push(hi);
+                lowest.push(lo);
+                if (pos > 0) {
+                    if (l <= stop) {
+                        pos = -1;
+                        stop = highest.extreme();
+                    } else {
+                        stop = std::max(stop, lowest.extreme());
+                    }
+                } else if (pos < 0) {
+                    if (h >= stop) {
+                        pos = 1;
+                        stop = lowest.extreme();
+                    } else {
+                        stop = std::min(stop, highest.extreme());
+                    }
                 }
             }
+            if (held < n) ++held;
+            o.set(i, pos != 0 ? stop : o.fill());
         }
-        if (held < n) ++held;
-        o.set(i, pos != 0 ? stop : o.fill());
-    }
+    };
+    withPlainArrays(bars, out, run, stopHighs, stopLows, highs, lows, closes);
     return kOk;
 }
 
