@@ -52,16 +52,16 @@ void withSparseOut(const series::NumberView& in, series::NumberOut& out, int32_t
     body(in, out);
 }
 
-// Calls body(inputs..., out) with bars 0 .. bars - 1 of every input as a plain array and the
-// output as one where all of them are stored that way, otherwise with the views and the output
-// themselves. Only for loops that write every one of those bars.
+// Calls body(inputs..., out) with bars 0 .. bars - 1 of every input and bars from .. bars - 1 of
+// the output as plain arrays where all of them are stored that way, otherwise with the views and
+// the output themselves. Only for loops that write every one of the output's bars.
 template <class Body, class... Views>
-void withPlainArrays(int32_t bars, series::NumberOut& out, Body&& body, const Views&... views) {
+void withPlainArrays(int32_t from, int32_t bars, series::NumberOut& out, Body&& body, const Views&... views) {
     const double* q[] = {views.storage(0, bars)...};
     bool stored = true;
     for (const double* p : q) stored = stored && p != nullptr;
-    if (double* dst = stored ? out.storage(0, bars) : nullptr) {
-        PlainOut plain{dst, 0, out.fill()};
+    if (double* dst = stored ? out.storage(from, bars) : nullptr) {
+        PlainOut plain{dst, from, out.fill()};
         [&]<std::size_t... k>(std::index_sequence<k...>) { body(PlainBars{q[k], 0}..., plain); }
         (std::index_sequence_for<Views...>{});
         return;

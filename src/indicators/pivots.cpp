@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "calendar/date.h"
+#include "containers/plain_bars.h"
 #include "containers/scratch.h"
 #include "containers/series.h"
 #include "indicators/select.h"
@@ -229,44 +230,47 @@ StatusCode pivot(SeriesHandle& out, const BarRecord& market, double number, int3
     return kOk;
 }
 
-StatusCode easeOfMove(SeriesHandle& out, const BarRecord& market, double number, int32_t start) {
+StatusCode easeOfMove(SeriesHandle& outH, const BarRecord& market, double number, int32_t start) {
     if (market.barCount <= 0) return kTooFewBars;
     const int32_t bars = market.barCount;
     start = std::max(start, 0);
     if (start >= bars) return kOk;
     const int32_t n = rounded(number, 1);
-    NumberOut o(&out, bars);
-    const NumberView high(&market.high), low(&market.low), volume(&market.volume);
+    NumberOut out(&outH, bars);
+    const NumberView highs(&market.high), lows(&market.low), volumes(&market.volume);
     const double none = series::fillValue(market.close);
-    // The midpoint move times the range, over the volume in units of 10,000.
-    const auto raw = [&](int32_t i, double& r) {
-        if (i < 1) return false;
-        const double h = high[i], l = low[i], ph = high[i - 1], pl = low[i - 1], v = volume[i];
-        if (h == none || l == none || ph == none || pl == none || v == none || !(v > 0)) return false;
-        r = ((h + l) / 2 - (ph + pl) / 2) * (h - l) * 10000 / v;
-        return true;
-    };
     if (n > bars) { // more values than bars are never held
-        for (int32_t i = start; i < bars; ++i) o.set(i, o.fill());
+        for (int32_t i = start; i < bars; ++i) out.set(i, out.fill());
         return kOk;
     }
     Scratch<double> memory(2 * n);
     if (!memory.ok()) return kOk;
     RecentValues recent(memory.data(), n);
-
-    // The run begins at the oldest of the n - 1 values before the start.
-    int32_t from = start;
-    for (int32_t j = start - 1, found = 0; j >= 1 && found < n - 1; --j)
-        if (double r; raw(j, r)) {
-            from = j;
-            ++found;
+    // over plain arrays where the market and the output are stored as such
+    const auto run = [&](const auto& high, const auto& low, const auto& volume, auto& o) {
+        // The midpoint move times the range, over the volume in units of 10,000.
+        const auto raw = [&](int32_t i, double& r) {
+            if (i < 1) return false;
+            const double h = high[i], l = low[i], ph = high[i - 1], pl = low[i - 1], v = volume[i];
+            if ((h == none) | (l == none) | (ph == none) | (pl == none) | (v == none) | !(v > 0)) return false;
+            r = ((h + l) / 2 - (ph + pl) / 2) * (h - l) * 10000 / v;
+            return true;
+        };
+        // The run begins at the oldest of the n - 1 values before the start.
+        int32_t from = start;
+        for (int32_t j = start - 1, found = 0; j >= 1 && found < n - 1; --j)
+            if (double r; raw(j, r)) {
+                from = j;
+                ++found;
+            }
+        for (int32_t i = from; i < bars; ++i) {
+            double r;
+            const bool has = raw(i, r);
+            if (has) recent.push(r);
+            if (i >= start) o.set(i, has && recent.full() ? recent.sum() / n : o.fill());
         }
-    for (int32_t i = from; i < bars; ++i) {
-        double r;
-        const bool has = raw(i, r);
-        if (has) recent.push(r);
-        if (i >= start) o.set(i, has && recent.full() ? recent.sum() / n : o.fill());
-    }
+    };
+    withPlainArrays(start, bars, out, run, highs, lows, volumes);
     return kOk;
 }
 

@@ -77,7 +77,7 @@ void stopAndReverse(SeriesHandle& outH, const BarRecord& market, const StopLevel
             o.set(i, shown ? stop : none);
         }
     };
-    withPlainArrays(bars, out, run, closes, longStops, shortStops, longExits, shortExits);
+    withPlainArrays(0, bars, out, run, closes, longStops, shortStops, longExits, shortExits);
 }
 
 StatusCode waveVolume(SeriesHandle& outH, const BarRecord& market, double reversal) {
@@ -140,7 +140,7 @@ StatusCode waveVolume(SeriesHandle& outH, const BarRecord& market, double revers
             o.set(i, (dir < 0 ? -1 : 1) * sum);
         }
     };
-    withPlainArrays(bars, out, run, closes, volumes);
+    withPlainArrays(0, bars, out, run, closes, volumes);
     return kOk;
 }
 
@@ -197,7 +197,7 @@ StatusCode agTrend(SeriesHandle& outH, const BarRecord& market, double number) {
             o.set(i, trend != 0 ? line : o.fill());
         }
     };
-    withPlainArrays(bars, out, run, highs, lows);
+    withPlainArrays(0, bars, out, run, highs, lows);
     return kOk;
 }
 
@@ -259,7 +259,7 @@ StatusCode willStop(SeriesHandle& outH, const BarRecord& market, const SeriesHan
             o.set(i, pos != 0 ? stop : o.fill());
         }
     };
-    withPlainArrays(bars, out, run, stopHighs, stopLows, highs, lows, closes);
+    withPlainArrays(0, bars, out, run, stopHighs, stopLows, highs, lows, closes);
     return kOk;
 }
 
