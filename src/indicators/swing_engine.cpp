@@ -160,6 +160,18 @@ inline void report(const Scan& s, Sink& sink, Last3& highs, Last3& lows, const R
     }
 }
 
+// Whether a reference lies inside the last one (its high at most the last's, its low at least
+// the last's), the last being held as its high and its low negated in a register, so that the
+// next bar's test waits on no store; it becomes `now` unless `now` is inside. NaN (with which
+// nothing compares) while there is no last reference.
+inline bool insideOf(indicators::Pair& last, const Ref& now) {
+    const indicators::Pair x = {now.hi, -now.lo};
+    const indicators::PairMask within = x <= last;
+    const indicators::PairMask inside = within & __builtin_shufflevector(within, within, 1, 0);
+    last = indicators::blend(inside, last, x);
+    return inside[0] != 0;
+}
+
 // What both list scans do first on every bar: tell the sink, read the bar, and either forget the
 // references at a missing bar (unless holes are passed over) or number the bar as the next one.
 struct ScanState {
@@ -205,6 +217,7 @@ void scanWith(const Scan& s, int32_t from, Sink& sink, Read read) {
     Ref* refs = list.get();
     int32_t len = 0;
     ScanState state;
+    indicators::Pair last = {NAN, NAN}; // as in scanOuter
     for (int32_t i = from; i < n; ++i) {
         Ref now;
         if (!referenceAt<P, PassHoles>(s, i, sink, read, state, len, now)) continue;
@@ -212,8 +225,8 @@ void scanWith(const Scan& s, int32_t from, Sink& sink, Read read) {
         // judges nothing, so that no branch depends on whether it is inside.
         bool inside = false;
         if constexpr (Skip) {
-            const Ref& last = refs[len > 0 ? len - 1 : 0];
-            inside = (len > 0) & (now.hi <= last.hi) & (now.lo >= last.lo);
+            if (len == 0) last = indicators::Pair{NAN, NAN};
+            inside = insideOf(last, now);
         }
         if (len == room) {
             std::memmove(refs, refs + len - (cap - 1), sizeof(Ref) * (cap - 1));
@@ -240,11 +253,12 @@ void scanOuter(const Scan& s, int32_t from, Sink& sink, Read read) {
     const bool wantHigh = s.wantHigh, wantLow = s.wantLow;
     uint32_t len = 0; // references since the last missing bar
     ScanState state;
+    indicators::Pair last = {NAN, NAN};
     for (int32_t i = from; i < s.src.bars; ++i) {
         Ref now;
         if (!referenceAt<P, PassHoles>(s, i, sink, read, state, len, now)) continue;
-        const Ref& last = ring[(len - 1) & 3];
-        const bool inside = (len > 0) & (now.hi <= last.hi) & (now.lo >= last.lo);
+        if (len == 0) last = indicators::Pair{NAN, NAN};
+        const bool inside = insideOf(last, now);
         ring[len & 3] = now;
         len += inside ? 0 : 1;
         // the reference before the last, between the one before it and the last
