@@ -32,18 +32,13 @@ TEST_F(FormatTest, FixedPointWithoutTrailingZeros) {
         {"%F", 1.0 / 3.0, "0.333333333"},
         {"x=%F;", 0.5, "x=0.5;"},
         {"%g|%F", 0.5, "0.5|7"}, // the second value is 7
+        {"%%F", 0.5, "%F"},
     };
     for (const Case& c : cases) {
         Text t;
         writeError(t.handle(), c.format, c.value, 7.0);
         EXPECT_EQ(t.str(), c.want) << c.format;
     }
-}
-
-TEST_F(FormatTest, DoubledPercentIsNotTheConversion) {
-    Text t;
-    writeError(t.handle(), "%%F %d", 4);
-    EXPECT_EQ(t.str(), "%F 4");
 }
 
 TEST_F(FormatTest, ReplacingAndAppendingWriters) {
@@ -62,13 +57,6 @@ TEST_F(FormatTest, LongOutputGrowsTheScratchAndHugeOutputIsDropped) {
     const std::string huge(1000001, 'y');
     writeError(t.handle(), "%s", huge.c_str());
     EXPECT_EQ(t.str(), "") << "emptied, nothing added";
-}
-
-TEST_F(FormatTest, AReadOnlyTextDropsTheMessage) {
-    Text t("keep");
-    t.setFlags(kFlagReadOnly);
-    writeError(t.handle(), "new");
-    EXPECT_EQ(t.str(), "keep");
 }
 
 } // namespace
