@@ -1,14 +1,11 @@
-// The numbered and text properties of a market, the period descriptions, contract symbols and
-// the tick exports.
+// The numbered and text properties of a market, the period descriptions and contract symbols.
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <string>
 #include <vector>
 
 #include "calendar/date.h"
 #include "host/hostkit.h"
-#include "market/market_view.h"
 #include "market/properties.h"
 #include "support/call_builder.h"
 #include "support/heap_check.h"
@@ -143,30 +140,9 @@ TEST_F(PropertiesTest, BarsStringProperty) {
     };
     for (const auto& [code, text] : want) EXPECT_EQ(stringProperty(m, code), text) << code;
 
-    struct Session {
-        int16_t start;
-        const char* text;
-    };
-    for (const Session& s : {Session{0, "00:00"}, Session{1439, "23:59"}, Session{-60, "-60"}, Session{1440, "1440"}}) {
-        m.session(s.start, 960, 1020);
-        EXPECT_EQ(stringProperty(m, 13), s.text);
-    }
-}
-
-TEST_F(PropertiesTest, TickExportsWriteOneConstant) {
-    Market m;
-    m.tick(0.25, 12.5, 4);
-    struct Case {
-        const char* name;
-        double want;
-    };
-    for (const Case& c : {Case{"TickMove", 0.25}, Case{"TickValue", 12.5}, Case{"MinMove", 1.0}}) {
-        Series out = Series::of({9, 9, 9});
-        Call call(c.name);
-        call.out(out).arg(m);
-        ASSERT_EQ(call.run(0), 0) << c.name;
-        EXPECT_TRUE(out.isConstant()) << c.name;
-        EXPECT_EQ(out.values(), std::vector<double>{c.want}) << c.name;
+    for (auto [start, text] : {std::pair<int16_t, const char*>{0, "00:00"}, {1439, "23:59"}, {-60, "-60"}, {1440, "1440"}}) {
+        m.session(start, 960, 1020);
+        EXPECT_EQ(stringProperty(m, 13), text);
     }
 }
 
