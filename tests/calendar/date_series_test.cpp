@@ -66,19 +66,6 @@ TEST_F(DateSeriesTest, FieldsOfDateTimeValues) {
     for (const Case& c : cases) EXPECT_EQ(valuesOf(c.name, {in}, 7), c.want) << c.name; // no start bar: all written
 }
 
-TEST_F(DateSeriesTest, OfAConstantIsAConstantOfTheSameLength) {
-    for (int32_t n : {1, 4}) {
-        Series in = Series::constant(at(2014, 3, 15), n);
-        Series out = Series::of({7, 7, 7, 7, 7, 7});
-        Call call("WeekDayOf");
-        call.out(out).arg(in);
-        ASSERT_EQ(call.run(0), 0);
-        EXPECT_TRUE(out.isConstant());
-        EXPECT_EQ(out.values(), std::vector<double>(static_cast<std::size_t>(n), 6.0));
-    }
-    EXPECT_EQ(valuesOf("YearOf", {at(2014, 3, 15)}), Vec{2014}); // a Number where a series is wanted
-}
-
 TEST_F(DateSeriesTest, SecondsInBar) {
     struct Case {
         const char* name;
@@ -115,26 +102,33 @@ TEST_F(DateSeriesTest, SecondsInBar) {
     }
 }
 
-TEST_F(DateSeriesTest, DateToJulianMakesOneConstant) {
-    struct Case {
-        std::vector<double> args;
-        double want;
+// An "Of" export of a constant gives a constant of the same length; DateToJulian makes a constant
+// of count 1 (its forms are those of the date construction: here what the export adds).
+TEST_F(DateSeriesTest, ConstantResults) {
+    const auto expectConstant = [](Call& call, Series& out, const Vec& want) {
+        ASSERT_EQ(call.run(0), 0);
+        EXPECT_TRUE(out.isConstant());
+        ASSERT_EQ(out.count(), static_cast<int32_t>(want.size()));
+        for (std::size_t i = 0; i < want.size(); ++i) EXPECT_DOUBLE_EQ(out.at(static_cast<int32_t>(i)), want[i]);
     };
-    const Case cases[] = {
-        // the forms are those of the date construction: here what the export adds
+    for (int32_t n : {1, 4}) {
+        Series in = Series::constant(at(2014, 3, 15), n), out = Series::of({7, 7, 7, 7, 7, 7});
+        Call call("WeekDayOf");
+        call.out(out).arg(in);
+        expectConstant(call, out, Vec(static_cast<std::size_t>(n), 6.0));
+    }
+    EXPECT_EQ(valuesOf("YearOf", {at(2014, 3, 15)}), Vec{2014}); // a Number where a series is wanted
+    const std::pair<Vec, double> julian[] = {
         {{2014, 3.9, 15.2, 1530, 0, 0}, 41713 + 55800 / 86400.0}, // month and day truncated
-        {{2014, 65536 + 3, 15, 0, 0, 0}, 41713},       // and held to 16 bits
+        {{2014, 65536 + 3, 15, 0, 0, 0}, 41713},                    // and held to 16 bits
         {{2014.5, 3, 15, 0, 0, 0}, F},
     };
-    for (const Case& c : cases) {
+    for (const auto& [args, want] : julian) {
         Series out = Series::of({1, 2, 3});
         Call call("DateToJulian");
         call.out(out);
-        for (double v : c.args) call.arg(v);
-        ASSERT_EQ(call.run(0), 0);
-        EXPECT_TRUE(out.isConstant());
-        EXPECT_EQ(out.count(), 1);
-        EXPECT_DOUBLE_EQ(out.at(0), c.want) << c.args[0];
+        for (double v : args) call.arg(v);
+        expectConstant(call, out, {want});
     }
 }
 

@@ -93,8 +93,7 @@ TEST(DateTest, SplittingAndNormalising) {
         EXPECT_EQ(m, c.wantM) << c.y << "/" << c.m;
     }
 
-    EXPECT_EQ(DaysInMonth(2014, 0), 0);
-    EXPECT_EQ(DaysInMonth(2014, 13), 0);
+    for (int32_t m : {0, 13}) EXPECT_EQ(DaysInMonth(2014, m), 0);
     EXPECT_EQ(WeekdayOf(2014, 3, 15), 6);
     EXPECT_FALSE(IsBusinessDay(2014, 3, 16));
     EXPECT_TRUE(IsBusinessDay(2014, 3, 17));
@@ -178,9 +177,11 @@ TEST(DateTest, MakeDateTime) {
     }
 }
 
+// The rows the bar-field and trading-calendar tests do not reach: the flag that skips the session
+// test, a weekend morning, a session that wraps past midnight and a bar exactly at the day end.
 TEST(DateTest, TradingDayOfABar) {
     const int32_t sunday = DayNumberFromDate(2014, 3, 16), monday = sunday + 1, friday = sunday - 2;
-    const double at1800 = 18 / 24.0, at1000 = 10 / 24.0, at1630 = 16.5 / 24.0;
+    const double at1800 = 18 / 24.0, at1000 = 10 / 24.0;
     struct Case {
         const char* name;
         SessionBounds s;
@@ -189,16 +190,10 @@ TEST(DateTest, TradingDayOfABar) {
         int32_t want;
     };
     const SessionBounds dayEnd1700{570, 960, 1020, 0, 0};
-    const SessionBounds twoSessions{570, 960, 1020, 570, 0};
     const SessionBounds evening{1080, 960, 1020, 480, 960}; // starts 18:00, ends 17:00 next day
     const Case cases[] = {
-        {"Sunday evening belongs to Monday", dayEnd1700, sunday + at1800, true, monday},
-        {"Friday evening belongs to Saturday", dayEnd1700, friday + at1800, true, 0},
         {"Friday evening without the session test", dayEnd1700, friday + at1800, false, friday + 1},
         {"Sunday morning is a weekend bar", dayEnd1700, sunday + at1000, true, 0},
-        {"a day-session bar", dayEnd1700, monday + at1000, true, monday},
-        {"between the inner end and the day end", twoSessions, monday + at1630, true, 0},
-        {"start equals second start", twoSessions, monday + at1000, true, monday},
         {"wrapping session, evening part", evening, sunday + at1800, true, monday},
         {"wrapping session, gap before its start", evening, monday + 17.5 / 24, true, 0},
         {"wrapping session, inside", evening, monday + at1000, true, monday},

@@ -105,10 +105,8 @@ TEST(ZoneRuleTest, ConvertZone) {
         int32_t minutes;
     };
     const Case cases[] = {
-        {"NY summer to GMT", at(2014, 7, 1, 23, 30), "NY", "GMT", at(2014, 7, 2, 3, 30), 240},
         {"NY winter to GMT", at(2014, 1, 15, 23, 30), "ny", "gmt", at(2014, 1, 16, 4, 30), 300},
         {"CHI to NY", at(2014, 7, 1, 10), "CHI", "NY", at(2014, 7, 1, 11), 60},
-        {"CHI to NY, winter", at(2014, 1, 15, 10), "CHI", "NY", at(2014, 1, 15, 11), 60},
         {"the same name in another case", at(2014, 7, 1, 10), "ny", "NY", at(2014, 7, 1, 10), 0},
         {"GMT to UTC", at(2014, 7, 1, 10), "GMT", "UTC", at(2014, 7, 1, 10), 0},
         {"GMT to a rule", at(2014, 7, 1, 10), "GMT", "60|0,3/LS,10/LS", at(2014, 7, 1, 12), 120},
@@ -166,6 +164,7 @@ TEST(ZoneRuleTest, NewYorkAndChicagoAgreeWithTheZoneDatabase) {
     }
 }
 
+// The forms the system zones of the next test do not reach.
 TEST(HostZoneTest, RuleForms) {
     using platform::HostZone;
     const platform::ZoneTransition usOn{3, 2, 0, 2, 0}, usOff{11, 1, 0, 2, 0};
@@ -175,13 +174,9 @@ TEST(HostZoneTest, RuleForms) {
         std::string rule;
     };
     const Case cases[] = {
-        {"no daylight saving", {-540, 0, 0, false, {}, {}}, "540"},
         {"west of UTC, none", {300, 0, 0, false, {}, {}}, "-300"},
-        {"United States, central", {360, 0, -60, true, usOn, usOff}, "-360" + kUs},
-        {"United States, Alaska", {540, 0, -60, true, usOn, usOff}, "-540" + kUs},
         {"United States rule outside the biases", {240, 0, -60, true, usOn, usOff}, "-240|0,3/2S,11/1S,60"},
         {"changes at different hours", {300, 0, -60, true, usOn, {11, 1, 0, 1, 0}}, "-300|0,3/2S,11/1S,60"},
-        {"central Europe", {-60, 0, -60, true, {3, 5, 0, 2, 0}, {10, 5, 0, 3, 0}}, "60|0,3/5S,10/5S,60"},
         {"half-hour shift", {-630, 0, -30, true, {10, 1, 0, 2, 0}, {4, 1, 0, 2, 0}}, "630|0,10/1S,4/1S,30"},
     };
     for (const Case& c : cases) EXPECT_EQ(hostZoneRule(c.zone), c.rule) << c.what;
