@@ -78,19 +78,16 @@ TEST_F(TradingCalendarTest, HostList) {
     }
 }
 
-// A list pointer without a buffer, or a buffer without elements, leaves the built-in calendar.
+// No list, a list pointer without a buffer, or a buffer without elements, leaves the built-in calendar.
 TEST_F(TradingCalendarTest, EmptyHostListMeansBuiltIn) {
     Market m(barsAt({stamp(20140417), stamp(20140418), stamp(20140421)}));
     m.session(570, 960, 960);
-    const std::vector<double> builtIn = {13, 0, 14};
-    EXPECT_EQ(run("TradingDayOfMonth", m), builtIn);
-    SeriesHandle none{nullptr, 0};
-    m.record().holidays = &none;
-    EXPECT_EQ(run("TradingDayOfMonth", m), builtIn);
-    SeriesHandle empty{nullptr, 0};
+    SeriesHandle none{nullptr, 0}, empty{nullptr, 0};
     series::create(empty, Family::Long, 0);
-    m.record().holidays = &empty;
-    EXPECT_EQ(run("TradingDayOfMonth", m), builtIn);
+    for (SeriesHandle* list : {m.record().holidays, &none, &empty}) {
+        m.record().holidays = list;
+        EXPECT_EQ(run("TradingDayOfMonth", m), (Vec{13, 0, 14}));
+    }
     m.record().holidays = nullptr;
     buffers::release(empty);
 }
