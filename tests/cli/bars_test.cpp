@@ -113,13 +113,12 @@ TEST(BarsCsv, ErrorsNameFileAndLine) {
 }
 
 TEST(BarsCsv, GuessedPeriods) {
-    auto days = [](std::initializer_list<double> d) { return std::vector<double>(d); };
     const double m5 = 5 / 1440.0;
-    EXPECT_EQ(guessPeriod(days({45000, 45000 + m5, 45000 + 2 * m5, 45001, 45001 + m5})), 0x03000005);
-    EXPECT_EQ(guessPeriod(days({45000, 45001, 45002, 45005, 45006})), 0x11000001);
-    EXPECT_EQ(guessPeriod(days({45000, 45007, 45014, 45021})), 0x12000001);
-    EXPECT_EQ(guessPeriod(days({45000, 45031, 45059, 45090})), 0x13000001);
-    EXPECT_EQ(guessPeriod(days({45000})), 0x11000001);
+    EXPECT_EQ(guessPeriod({45000, 45000 + m5, 45000 + 2 * m5, 45001, 45001 + m5}), 0x03000005);
+    EXPECT_EQ(guessPeriod({45000, 45001, 45002, 45005, 45006}), 0x11000001);
+    EXPECT_EQ(guessPeriod({45000, 45007, 45014, 45021}), 0x12000001);
+    EXPECT_EQ(guessPeriod({45000, 45031, 45059, 45090}), 0x13000001);
+    EXPECT_EQ(guessPeriod({45000}), 0x11000001);
 }
 
 TEST(TableCells, DigitsAndFill) {

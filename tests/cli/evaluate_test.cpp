@@ -3,10 +3,8 @@
 // exports stand in where the library has none with the behaviour needed.
 #include <gtest/gtest.h>
 
-#include <set>
-
+#include <algorithm>
 #include <cctype>
-#include <cmath>
 
 #include "cli/errors.h"
 #include "cli/evaluate.h"
@@ -92,12 +90,9 @@ const ExportEntry kTestExports[] = {
 };
 
 const ExportEntry* testLookup(std::string_view name) {
-    for (const ExportEntry& e : kTestExports) {
-        const std::string_view n = e.name;
-        if (n.size() == name.size() &&
-            std::equal(n.begin(), n.end(), name.begin(), [](char a, char b) { return std::tolower(a) == std::tolower(b); }))
-            return &e;
-    }
+    const auto same = [](char a, char b) { return std::tolower(a) == std::tolower(b); };
+    for (const ExportEntry& e : kTestExports)
+        if (std::ranges::equal(std::string_view(e.name), name, same)) return &e;
     return findExport(name);
 }
 
@@ -124,9 +119,7 @@ std::vector<Column> run(const std::vector<std::string>& exprs, int chunk = 0, in
     return evaluate(bars(n), MarketSettings{}, exprs, o);
 }
 
-class Evaluate : public ::testing::Test {};
-
-TEST_F(Evaluate, SeriesNumbersAndNestedCalls) {
+TEST(Evaluate, SeriesNumbersAndNestedCalls) {
     const auto cols = run({"Scale(Close, 2)", "scale(SCALE(adjclose, 3), -1)", "Scale(4, 0.5)", "Volume"});
     const double F = -999999.0;
     EXPECT_EQ(cols[0].values, (std::vector<double>{21, 23, F, 27, 29, 31}));
@@ -140,7 +133,7 @@ TEST_F(Evaluate, SeriesNumbersAndNestedCalls) {
     EXPECT_EQ(gLog.releases, 4);
 }
 
-TEST_F(Evaluate, TextsInAndOut) {
+TEST(Evaluate, TextsInAndOut) {
     const auto cols = run({"Label(\"n, \\\"q\\\"\", 5)", "Label(\"a\", 1, Label(\"b\", 2))"});
     ASSERT_TRUE(cols[0].isText);
     EXPECT_EQ(cols[0].text, "n, \"q\"=5");
@@ -148,7 +141,7 @@ TEST_F(Evaluate, TextsInAndOut) {
     EXPECT_EQ(gLog.tags, (std::vector<uint32_t>{kParamTextSeries, kParamText, kParamNumber, kParamTextSeries}));
 }
 
-TEST_F(Evaluate, RealExportsReadTheMarket) {
+TEST(Evaluate, RealExportsReadTheMarket) {
     MarketSettings m;
     m.tickSize = 0.25;
     m.tickValue = 12.5;
@@ -159,7 +152,7 @@ TEST_F(Evaluate, RealExportsReadTheMarket) {
     EXPECT_EQ(cols[2].values, std::vector<double>(3, 1.0));
 }
 
-TEST_F(Evaluate, ChunksCallAgainFromTheFirstNewBar) {
+TEST(Evaluate, ChunksCallAgainFromTheFirstNewBar) {
     const auto whole = run({"Scale(Scale(Close, 2), 3)"});
     const auto chunked = run({"Scale(Scale(Close, 2), 3)"}, 4, 10);
     EXPECT_EQ(gLog.calls, (std::vector<std::string>{"Scale@0", "Scale@0", "Scale@4", "Scale@4", "Scale@8", "Scale@8"}));
@@ -169,7 +162,7 @@ TEST_F(Evaluate, ChunksCallAgainFromTheFirstNewBar) {
     EXPECT_EQ(whole[0].values, std::vector<double>(whole10[0].values.begin(), whole10[0].values.begin() + 6));
 }
 
-TEST_F(Evaluate, TooFewBarsWaitsForMoreBarsWhileTheyArrive) {
+TEST(Evaluate, TooFewBarsWaitsForMoreBarsWhileTheyArrive) {
     const auto cols = run({"Scale(Late(Close), 1)"}, 3, 7);
     // Late fails on 3 bars, succeeds on 6 from bar 0, then goes on from bar 6; Scale waits for it
     EXPECT_EQ(gLog.calls, (std::vector<std::string>{"Late@0", "Late@0", "Scale@0", "Late@6", "Scale@6"}));
@@ -178,7 +171,7 @@ TEST_F(Evaluate, TooFewBarsWaitsForMoreBarsWhileTheyArrive) {
     EXPECT_THROW(run({"Late(Close)"}, 2, 3), ExportFailure);
 }
 
-TEST_F(Evaluate, FailuresNameTheExportAndStatus) {
+TEST(Evaluate, FailuresNameTheExportAndStatus) {
     try {
         run({"Scale(Close, 1)", "Refuse(3)"});
         FAIL() << "no failure";
@@ -190,7 +183,7 @@ TEST_F(Evaluate, FailuresNameTheExportAndStatus) {
     EXPECT_EQ(statusLine("X", 0x203, ""), "X: status 515 (0x203): parameter 2 has a wrong type");
 }
 
-TEST_F(Evaluate, BindingErrorsPointAtTheArgument) {
+TEST(Evaluate, BindingErrorsPointAtTheArgument) {
     const struct {
         const char* expr;
         std::size_t pos;
