@@ -26,24 +26,21 @@ const char* const kCounts[] = {"TradingDayOfWeek", "TradingDayOfMonth", "Trading
 class TradingCalendarTest : public HeapChecked {};
 
 TEST_F(TradingCalendarTest, WorkedDays) {
-    struct Row {
-        int32_t date;
-        std::vector<double> counts; // in the order of kCounts
-    };
-    const Row rows[] = {
+    // a date and its counts in the order of kCounts
+    const std::pair<int32_t, Vec> rows[] = {
         {20140102, {3, 1, 1, 20, 1, 11, 2}},   {20140321, {5, 15, 55, 6, 24, 19, 15}},
         {20140417, {4, 13, 74, 8, 43, 0, 13}}, {20140418, {0, 0, 0, 0, 0, 0, 14}}, // Good Friday
         {20140421, {1, 14, 75, 7, 1, 24, 15}}, {20141128, {4, 19, 230, 0, 1, 18, 20}},
         {20141231, {3, 22, 252, 0, 4, 0, 23}}, {20140419, {0, 0, 0, 0, 0, 0, 0}}, // a Saturday
     };
     std::vector<double> stamps;
-    for (const Row& r : rows) stamps.push_back(stamp(r.date));
+    for (const auto& r : rows) stamps.push_back(stamp(r.first));
     Market m(barsAt(stamps));
     m.session(570, 960, 960);
     for (int k = 0; k < 7; ++k) {
         const std::vector<double> got = run(kCounts[k], m);
         for (std::size_t i = 0; i < std::size(rows); ++i)
-            EXPECT_EQ(got[i], rows[i].counts[k]) << kCounts[k] << " on " << rows[i].date;
+            EXPECT_EQ(got[i], rows[i].second[k]) << kCounts[k] << " on " << rows[i].first;
     }
 }
 
