@@ -102,10 +102,8 @@ TEST(ZoneRuleTest, ConvertZone) {
         int32_t minutes;
     };
     const Case cases[] = {
-        {"NY winter to GMT", at(2014, 1, 15, 23, 30), "ny", "gmt", at(2014, 1, 16, 4, 30), 300},
         {"CHI to NY", at(2014, 7, 1, 10), "CHI", "NY", at(2014, 7, 1, 11), 60},
         {"the same name in another case", at(2014, 7, 1, 10), "ny", "NY", at(2014, 7, 1, 10), 0},
-        {"GMT to UTC", at(2014, 7, 1, 10), "GMT", "UTC", at(2014, 7, 1, 10), 0},
         {"GMT to a rule", at(2014, 7, 1, 10), "GMT", "60|0,3/LS,10/LS", at(2014, 7, 1, 12), 120},
         {"before year 1", -693593.0, "NY", "GMT", -693593.0, 0},
         {"missing value", F, "NY", "GMT", F, 0},
@@ -256,25 +254,6 @@ TEST_F(TimeConvertTest, StartBarAndDailyMarkets) {
     EXPECT_EQ(timeConvert(m, "GMT", {-1}, 1), (std::vector<double>{-1, 1500, 1600}));
     m.period(0x11000001); // daily bars: left alone
     EXPECT_EQ(timeConvert(m, "GMT", {-1}), (std::vector<double>{-1}));
-}
-
-TEST_F(TimeConvertTest, DailyBarsAreTakenAtTheirSessionClose) {
-    struct Case {
-        int16_t innerEnd, dayEnd;
-        double want; // the bar's close in GMT
-    };
-    const Case cases[] = {
-        {960, 1020, at(2014, 7, 1, 20)},
-        {0, 1020, at(2014, 7, 1, 21)},
-        {0, 0, at(2014, 7, 1, 20, 30)},
-        {-5, -5, at(2014, 7, 1, 20, 30)},
-    };
-    for (const Case& c : cases) {
-        Market m(barsAt({at(2014, 7, 1)}));
-        m.period(0x11000001).session(570, c.innerEnd, c.dayEnd);
-        const BarClock clock(m.record(), "GMT");
-        EXPECT_NEAR(clock.at(0), c.want, 1e-9) << c.innerEnd << " " << c.dayEnd;
-    }
 }
 
 } // namespace
