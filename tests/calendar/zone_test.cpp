@@ -30,24 +30,17 @@ double at(int32_t y, int32_t m, int32_t d, int32_t hh = 0, int32_t mm = 0) {
     return DayNumberFromDate(y, m, d) + (hh * 60 + mm) / 1440.0;
 }
 
-// TZ set for one scope, the old value put back afterwards.
-class ScopedTz {
-public:
+// TZ set for one scope; no test here reads the local zone without setting it.
+struct ScopedTz {
     explicit ScopedTz(const char* zone) {
-        if (const char* old = std::getenv("TZ")) old_ = old, had_ = true;
         setenv("TZ", zone, 1);
         tzset();
     }
     ~ScopedTz() {
-        if (had_) setenv("TZ", old_.c_str(), 1);
-        else unsetenv("TZ");
+        unsetenv("TZ");
         tzset();
         currentHostRule(true);
     }
-
-private:
-    std::string old_;
-    bool had_ = false;
 };
 
 bool haveZone(const std::string& zone) { return access(("/usr/share/zoneinfo/" + zone).c_str(), R_OK) == 0; }
