@@ -31,12 +31,8 @@ TEST_F(DateSeriesTest, BarFieldsUseTheTradingDayAndTheOwnClock) {
     const std::pair<const char*, Vec> cases[] = {
         {"DateTime", {sunday1800, friday1800, leapLast, F}},
         {"Day", {17, 30, 31, F}},          // a weekend bar reads as 30 December 1899
-        {"Month", {3, 12, 12, F}},
-        {"Year", {2014, 1899, 2012, F}},
-        {"DayOfWeek", {1, 6, 1, F}},
-        {"DayOfYear", {76, 364, 366, F}},
-        {"Hour", {18, 18, 9, F}},
-        {"Minute", {0, 0, 45, F}},
+        {"Month", {3, 12, 12, F}},    {"Year", {2014, 1899, 2012, F}}, {"DayOfWeek", {1, 6, 1, F}},
+        {"DayOfYear", {76, 364, 366, F}}, {"Hour", {18, 18, 9, F}},   {"Minute", {0, 0, 45, F}},
         {"Seconds", {0, 0, 30, F}},
     };
     for (const auto& [name, want] : cases) EXPECT_EQ(run(name, m), want) << name;
@@ -46,16 +42,12 @@ TEST_F(DateSeriesTest, FieldsOfDateTimeValues) {
     const double v = at(2014, 3, 15, 15, 30, 45);
     const Vec in = {v, at(2012, 12, 31), -693593.5, -693593, F};
     const std::pair<const char*, Vec> cases[] = {
-        {"DayOf", {15, 31, 0, 1, F}},
-        {"MonthOf", {3, 12, 0, 1, F}},
-        {"YearOf", {2014, 2012, 0, 1, F}},
-        {"WeekDayOf", {6, 1, 1, 1, F}},
-        {"DayInYearOf", {74, 366, 0, 1, F}},
-        {"HourOf", {15, 0, 12, 0, F}},
-        {"MinuteOf", {30, 0, 0, 0, F}},
-        {"SecondOf", {45, 0, 0, 0, F}},
+        {"DayOf", {15, 31, 0, 1, F}},       {"MonthOf", {3, 12, 0, 1, F}},   {"YearOf", {2014, 2012, 0, 1, F}},
+        {"WeekDayOf", {6, 1, 1, 1, F}},     {"DayInYearOf", {74, 366, 0, 1, F}}, {"HourOf", {15, 0, 12, 0, F}},
+        {"MinuteOf", {30, 0, 0, 0, F}},     {"SecondOf", {45, 0, 0, 0, F}},
     };
-    for (const auto& [name, want] : cases) EXPECT_EQ(valuesOf(name, {in}, 7), want) << name; // no start bar: all written
+    // no start bar is read: every bar is written
+    for (const auto& [name, want] : cases) EXPECT_EQ(valuesOf(name, {in}, 7), want) << name;
 }
 
 TEST_F(DateSeriesTest, SecondsInBar) {

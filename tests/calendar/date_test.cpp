@@ -119,14 +119,10 @@ TEST(DateTest, EasterSunday) {
 
 TEST(DateTest, MillisecondsOfTheDay) {
     const std::pair<double, int32_t> cases[] = {
-        {41713.0, 0},
-        {0.5, 43200000},
-        {41713.6458333333, 55800000},      // 15:30 stored to ten places
-        {41713 + 55845 / 86400.0, 55845000},
-        {-0.25, 64800000},                 // the fraction counts from the day's start
-        {41713.9999999999, 86400000},      // rounds up to the end of the day
-        {NAN, 0},
-        {INFINITY, 0},
+        {41713.0, 0}, {0.5, 43200000}, {41713 + 55845 / 86400.0, 55845000}, {NAN, 0}, {INFINITY, 0},
+        {41713.6458333333, 55800000}, // 15:30 stored to ten places
+        {-0.25, 64800000},            // the fraction counts from the day's start
+        {41713.9999999999, 86400000}, // rounds up to the end of the day
     };
     for (const auto& [v, ms] : cases) EXPECT_EQ(MillisOfDay(v), ms) << v;
 }

@@ -170,12 +170,8 @@ TEST(HostZoneTest, RuleForms) {
 
 TEST(HostZoneTest, TheSystemZoneAsARuleKeptUntilRefreshed) {
     const std::pair<const char*, std::string> cases[] = {
-        {"America/New_York", "-300" + kUs},
-        {"America/Chicago", "-360" + kUs},
-        {"Europe/Berlin", "60|0,3/5S,10/5S,60"},
-        {"Asia/Tokyo", "540"},
-        {"Australia/Sydney", "600|0,10/1S,4/1S,60"},
-        {"UTC", "0"},
+        {"America/New_York", "-300" + kUs}, {"America/Chicago", "-360" + kUs}, {"Europe/Berlin", "60|0,3/5S,10/5S,60"},
+        {"Asia/Tokyo", "540"}, {"Australia/Sydney", "600|0,10/1S,4/1S,60"}, {"UTC", "0"},
     };
     for (const auto& [zone, rule] : cases) {
         if (!haveZone(zone)) GTEST_SKIP() << "no zone database entry /usr/share/zoneinfo/" << zone;

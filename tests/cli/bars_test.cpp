@@ -26,14 +26,9 @@ TEST(BarDates, ParseAndFormat) {
         {"2000-01-01 09:30:15", 36526 + (9 * 3600 + 30 * 60 + 15) / 86400.0, "2000-01-01 09:30:15"},
         {"36526.5", 36526.5, "2000-01-01 12:00"},
         {"-1", -1, "1899-12-29"},
-        {"2000-02-30", NAN, nullptr},
-        {"2001-02-29", NAN, nullptr},
-        {"2000-13-01", NAN, nullptr},
-        {"2000-01-01 24:00", NAN, nullptr},
-        {"2000-01-01 9:30", NAN, nullptr},
-        {"2000-01-01x", NAN, nullptr},
-        {"01/02/2000", NAN, nullptr},
-        {"", NAN, nullptr},
+        {"2000-02-30", NAN, nullptr},      {"2001-02-29", NAN, nullptr},  {"2000-13-01", NAN, nullptr},
+        {"2000-01-01 24:00", NAN, nullptr}, {"2000-01-01 9:30", NAN, nullptr}, {"2000-01-01x", NAN, nullptr},
+        {"01/02/2000", NAN, nullptr},      {"", NAN, nullptr},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.text);

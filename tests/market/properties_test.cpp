@@ -140,7 +140,8 @@ TEST_F(PropertiesTest, BarsStringProperty) {
     };
     for (const auto& [code, text] : want) EXPECT_EQ(stringProperty(m, code), text) << code;
 
-    for (auto [start, text] : {std::pair<int16_t, const char*>{0, "00:00"}, {1439, "23:59"}, {-60, "-60"}, {1440, "1440"}}) {
+    using Session = std::pair<int16_t, const char*>;
+    for (auto [start, text] : {Session{0, "00:00"}, Session{1439, "23:59"}, Session{-60, "-60"}, Session{1440, "1440"}}) {
         m.session(start, 960, 1020);
         EXPECT_EQ(stringProperty(m, 13), text);
     }
