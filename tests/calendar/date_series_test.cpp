@@ -51,16 +51,15 @@ TEST_F(DateSeriesTest, FieldsOfDateTimeValues) {
 }
 
 TEST_F(DateSeriesTest, SecondsInBar) {
-    struct Case {
+    std::vector<double> hourly;
+    for (int h = 10; h <= 15; ++h) hourly.push_back(at(2014, 3, 17, h, 30));
+    hourly.push_back(at(2014, 3, 17, 16, 0));
+    const struct {
         const char* name;
         int32_t period;
         std::vector<double> stamps;
         std::vector<double> want;
-    };
-    std::vector<double> hourly;
-    for (int h = 10; h <= 15; ++h) hourly.push_back(at(2014, 3, 17, h, 30));
-    hourly.push_back(at(2014, 3, 17, 16, 0));
-    const Case cases[] = {
+    } cases[] = {
         {"5-minute bars", 0x03000005, {at(2014, 3, 17, 9, 32), at(2014, 3, 17, 9, 37)}, {120, 300}},
         {"60-minute bars from 09:30", 0x0300003C, hourly, {3600, 3600, 3600, 3600, 3600, 3600, 1800}},
         {"60-minute bars on the hour", 0x0300003C, {at(2014, 3, 17, 10), at(2014, 3, 17, 11)}, {1800, 3600}},
@@ -79,7 +78,7 @@ TEST_F(DateSeriesTest, SecondsInBar) {
         {"yearly", 0x15000001, {at(2012, 6, 30)}, {31622400}},
         {"daily renko", 0x16000064, {at(2014, 3, 10), at(2014, 3, 13)}, {86400, 259200}},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         Market m(barsAt(c.stamps));
         m.period(c.period).session(570, 960, 1020);
         EXPECT_EQ(run("SecondsInBar", m), c.want) << c.name;

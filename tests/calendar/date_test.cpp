@@ -74,14 +74,13 @@ TEST(DateTest, SplittingAndNormalising) {
     };
     for (const auto& [n, want] : splits) EXPECT_EQ(SplitYyyymmdd(n), want) << n;
 
-    struct Month {
+    const struct {
         int32_t y, m, wantY, wantM;
-    };
-    const Month months[] = {
+    } months[] = {
         {2014, 13, 2015, 1}, {2014, 24, 2015, 12}, {2014, 25, 2016, 1},
         {2014, 0, 2013, 12}, {2014, -11, 2013, 1}, {2014, -12, 2012, 12},
     };
-    for (const Month& c : months) {
+    for (const auto& c : months) {
         int32_t y = c.y, m = c.m;
         NormalizeMonth(y, m);
         EXPECT_EQ(y, c.wantY) << c.y << "/" << c.m;
@@ -128,14 +127,13 @@ TEST(DateTest, MillisecondsOfTheDay) {
 }
 
 TEST(DateTest, MakeDateTime) {
-    struct Case {
+    const struct {
         double date;
         int32_t month, day;
         double time;
         int32_t form;
         double seconds, want;
-    };
-    const Case cases[] = {
+    } cases[] = {
         {20140315, 0, 0, 1530, 0, 0, 41713 + 55800 / 86400.0},
         {20140315, 5, 9, 1530, 0, 0, 41713 + 55800 / 86400.0}, // YYYYMMDD ignores month and day
         {2014, 3, 15, 153045, -1, 7, 41713 + 55845 / 86400.0},
@@ -156,7 +154,7 @@ TEST(DateTest, MakeDateTime) {
         {NAN, 0, 0, 0, 0, 0, kMissing},
         {1e12, 0, 0, 0, 0, 0, static_cast<double>(DayNumberFromDate(INT32_MAX, 0, 0))},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         SCOPED_TRACE(testing::Message() << c.date << " " << c.month << " " << c.day << " " << c.time << " form "
                                         << c.form);
         EXPECT_DOUBLE_EQ(MakeDateTime(c.date, c.month, c.day, c.time, c.form, c.seconds), c.want);
@@ -168,16 +166,15 @@ TEST(DateTest, MakeDateTime) {
 TEST(DateTest, TradingDayOfABar) {
     const int32_t sunday = DayNumberFromDate(2014, 3, 16), monday = sunday + 1, friday = sunday - 2;
     const double at1800 = 18 / 24.0, at1000 = 10 / 24.0;
-    struct Case {
+    const SessionBounds dayEnd1700{570, 960, 1020, 0, 0};
+    const SessionBounds evening{1080, 960, 1020, 480, 960}; // starts 18:00, ends 17:00 next day
+    const struct {
         const char* name;
         SessionBounds s;
         double v;
         bool flag;
         int32_t want;
-    };
-    const SessionBounds dayEnd1700{570, 960, 1020, 0, 0};
-    const SessionBounds evening{1080, 960, 1020, 480, 960}; // starts 18:00, ends 17:00 next day
-    const Case cases[] = {
+    } cases[] = {
         {"Friday evening without the session test", dayEnd1700, friday + at1800, false, friday + 1},
         {"Sunday morning is a weekend bar", dayEnd1700, sunday + at1000, true, 0},
         {"wrapping session, evening part", evening, sunday + at1800, true, monday},
@@ -185,7 +182,7 @@ TEST(DateTest, TradingDayOfABar) {
         {"wrapping session, inside", evening, monday + at1000, true, monday},
         {"exactly at the day end", dayEnd1700, monday + 17 / 24.0, true, monday + 1},
     };
-    for (const Case& c : cases) EXPECT_EQ(tradingDayOf(c.v, c.s, c.flag), c.want) << c.name;
+    for (const auto& c : cases) EXPECT_EQ(tradingDayOf(c.v, c.s, c.flag), c.want) << c.name;
 }
 
 } // namespace

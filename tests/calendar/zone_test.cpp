@@ -46,12 +46,11 @@ struct ScopedTz {
 bool haveZone(const std::string& zone) { return access(("/usr/share/zoneinfo/" + zone).c_str(), R_OK) == 0; }
 
 TEST(ZoneRuleTest, Parsing) {
-    struct Case {
+    const struct {
         std::string rule;
         int32_t offset;
         int segments;
-    };
-    const Case cases[] = {
+    } cases[] = {
         {"-300", -300, 0},
         {"garbage", 0, 0},
         {" -300 | 2007 , 3/2S , 11/1S , 60 ", -300, 1},
@@ -59,7 +58,7 @@ TEST(ZoneRuleTest, Parsing) {
         {"-300" + kUs, -300, 6},
         {"99999999999", 1000000000, 0},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         const ZoneRule z = ZoneRule::parse(c.rule);
         EXPECT_EQ(z.standardOffset(), c.offset) << c.rule;
         EXPECT_EQ(z.segmentCount(), c.segments) << c.rule;
@@ -70,38 +69,36 @@ TEST(ZoneRuleTest, Parsing) {
 }
 
 TEST(ZoneRuleTest, NamesAndOffsets) {
-    struct Case {
+    const struct {
         const char* name;
         std::string rule;
         int32_t offset;
-    };
-    const Case cases[] = {
+    } cases[] = {
         {"GMT", "0", 0}, {"utc", "0", 0}, {"NY", "-300" + kUs, -300}, {"Chi", "-360" + kUs, -360},
         {"540", "540", 540}, {"-210|0,3/2S,11/1S", "-210|0,3/2S,11/1S", -210},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         EXPECT_EQ(ResolveZone(c.name), c.rule) << c.name;
         EXPECT_EQ(StandardOffset(c.name), c.offset) << c.name;
     }
 }
 
 TEST(ZoneRuleTest, ConvertZone) {
-    struct Case {
+    const struct {
         const char* what;
         double v;
         const char* from;
         const char* to;
         double want;
         int32_t minutes;
-    };
-    const Case cases[] = {
+    } cases[] = {
         {"CHI to NY", at(2014, 7, 1, 10), "CHI", "NY", at(2014, 7, 1, 11), 60},
         {"the same name in another case", at(2014, 7, 1, 10), "ny", "NY", at(2014, 7, 1, 10), 0},
         {"GMT to a rule", at(2014, 7, 1, 10), "GMT", "60|0,3/LS,10/LS", at(2014, 7, 1, 12), 120},
         {"before year 1", -693593.0, "NY", "GMT", -693593.0, 0},
         {"missing value", F, "NY", "GMT", F, 0},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         double v = c.v;
         EXPECT_EQ(ConvertZone(v, c.from, c.to), c.minutes) << c.what;
         EXPECT_NEAR(v, c.want, 1e-9) << c.what;
@@ -156,16 +153,15 @@ TEST(ZoneRuleTest, NewYorkAndChicagoAgreeWithTheZoneDatabase) {
 TEST(HostZoneTest, RuleForms) {
     using platform::HostZone;
     const platform::ZoneTransition usOn{3, 2, 0, 2, 0}, usOff{11, 1, 0, 2, 0};
-    struct Case {
+    const struct {
         const char* what;
         HostZone zone;
         std::string rule;
-    };
-    const Case cases[] = {
+    } cases[] = {
         {"United States rule outside the biases", {240, 0, -60, true, usOn, usOff}, "-240|0,3/2S,11/1S,60"},
         {"changes at different hours", {300, 0, -60, true, usOn, {11, 1, 0, 1, 0}}, "-300|0,3/2S,11/1S,60"},
     };
-    for (const Case& c : cases) EXPECT_EQ(hostZoneRule(c.zone), c.rule) << c.what;
+    for (const auto& c : cases) EXPECT_EQ(hostZoneRule(c.zone), c.rule) << c.what;
 }
 
 TEST(HostZoneTest, TheSystemZoneAsARuleKeptUntilRefreshed) {
@@ -218,19 +214,18 @@ std::vector<double> timeConvert(Market& m, const char* target, const std::vector
 
 TEST_F(TimeConvertTest, ClockNumbersInTheTargetZone) {
     const std::vector<double> stamps = {at(2014, 7, 1, 23, 30), at(2014, 1, 15, 23, 30), F, at(2014, 3, 9, 9, 45)};
-    struct Case {
+    const struct {
         const char* what;
         const char* marketZone;
         const char* target;
         std::vector<double> want;
-    };
-    const Case cases[] = {
+    } cases[] = {
         {"no zone is New York", "", "GMT", {330, 430, F, 1345}},
         {"Chicago to New York", "CHI", "NY", {30, 30, F, 1045}},
         {"the same zone", "NY", "ny", {2330, 2330, F, 945}},
         {"to a written rule", "GMT", "-300|0,3/2S,11/1S", {1930, 1830, F, 545}},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         Market m(barsAt(stamps));
         m.period(0x03000001).zone(c.marketZone);
         EXPECT_EQ(timeConvert(m, c.target), c.want) << c.what;

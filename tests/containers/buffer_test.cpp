@@ -15,22 +15,21 @@ using testing::HeapChecked;
 class BufferTest : public HeapChecked {};
 
 TEST_F(BufferTest, CopyOnWriteAndWritePermissionFlags) {
-    struct Case {
+    const struct {
         const char* name;
         uint8_t flags;
         bool owner;
         bool shared;
         bool written;
         bool copied;
-    };
-    const Case cases[] = {
+    } cases[] = {
         {"read-only", kFlagReadOnly, true, false, false, false},  {"plain shared", 0, false, true, true, true},
         {"owner-only through owner", kFlagOwnerOnly, true, true, true, false},
         {"owner-only through other", kFlagOwnerOnly, false, true, false, false},
         {"writable while shared", kFlagSharedWritable, false, true, true, false},
         {"plain private", 0, false, false, true, false},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
         Series a = Series::of({1, 2});
         Series b = c.shared ? a : Series::of({1, 2});

@@ -15,16 +15,15 @@ class SeriesTest : public testing::HeapChecked {};
 
 TEST_F(SeriesTest, ElementReadWithOffsetsAndOutOfRangeGivesTheDefault) {
     Series s = Series::of({10, 11, 12, 13});
-    struct Case {
+    const struct {
         int32_t offset, index;
         double want;
-    };
-    const Case cases[] = {
+    } cases[] = {
         {0, -1, kMissing}, {0, 4, kMissing}, {0, 2, 12},
         {1, 0, kMissing},  {1, 1, 10},       {1, 3, 12}, {1, 4, kMissing},
         {2, 1, kMissing},  {2, 2, 10},       {-1, 0, 11}, {-1, 2, 13}, {-1, 3, kMissing},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         s.setOffset(c.offset);
         EXPECT_EQ(series::number(s.handle(), c.index), c.want) << "offset " << c.offset << " index " << c.index;
         // the view used in loops agrees with the element read
@@ -83,19 +82,18 @@ TEST_F(SeriesTest, SetCountShrinksAndGrowsWithTheDefault) {
 }
 
 TEST_F(SeriesTest, OtherFamiliesTakeTheirOwnMissingValues) {
-    struct Case {
+    const struct {
         Family family;
         double def;
         int64_t want;
-    };
-    const Case cases[] = {
+    } cases[] = {
         {Family::Long, kMissingMarker, INT32_MIN}, {Family::Long, 7.9, 7},
         {Family::Bool, kMissingMarker, 128},       {Family::Bool, 1.0, 1},
         {Family::Short, kMissingMarker, -32768},   {Family::Short, 3.9, 3},
         {Family::Short, -3.9, -3},                 {Family::Short, 40000, 32767},
         {Family::Short, -40000, -32768},           {Family::Text, kMissingMarker, 0},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         SeriesHandle h{nullptr, 0};
         ASSERT_TRUE(series::create(h, c.family, 2, c.def));
         EXPECT_EQ(h.buffer->kind, familyInfo(c.family).kind);

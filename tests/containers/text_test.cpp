@@ -20,14 +20,13 @@ void expectTerminated(const Text& t) {
 }
 
 TEST_F(TextTest, AppendAndAssignKeepTheTerminatingZeros) {
-    struct Step {
+    const struct {
         const char* what;
         bool assign;
         const char* s;
         int32_t limit;
         const char* want;
-    };
-    const Step steps[] = {
+    } steps[] = {
         {"append", false, "abc", -1, "abc"},
         {"append limited", false, "defgh", 2, "abcde"},
         {"append empty", false, "", -1, "abcde"},
@@ -37,7 +36,7 @@ TEST_F(TextTest, AppendAndAssignKeepTheTerminatingZeros) {
         {"assign limited", true, "12345", 3, "123"},
     };
     Text t;
-    for (const Step& s : steps) {
+    for (const auto& s : steps) {
         SCOPED_TRACE(s.what);
         if (s.assign) text::assignString(t.handle(), s.s, s.limit);
         else text::appendString(t.handle(), s.s, s.limit);

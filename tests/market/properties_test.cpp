@@ -99,13 +99,12 @@ TEST_F(PropertiesTest, PeriodDescriptions) {
 }
 
 TEST_F(PropertiesTest, ContractSymbols) {
-    struct Case {
+    const struct {
         const char* symbol;
         int32_t reference;
         const char* root;
         int32_t month, year;
-    };
-    const Case cases[] = {
+    } cases[] = {
         {"ZBH14", 2014, "ZB", 3, 2014},   {"@ESZ3", 2023, "ES", 12, 2023},  {"@ESZ3", 2014, "ES", 12, 2023},
         {"@ESZ3", 2013, "ES", 12, 2013},  {"clf15", 2014, "CL", 1, 2015},   {"ZB1", 2014, "ZB1", 0, 0},
         {"US", 2014, "US", 0, 0},         {"MSFT", 2014, "MSFT", 0, 0},     {"BRK.B", 2014, "BRK", 0, 0},
@@ -113,7 +112,7 @@ TEST_F(PropertiesTest, ContractSymbols) {
         {"Z14", 2014, "Z14", 0, 0},       {"~^$", 2014, "", 0, 0},          {"", 2014, "", 0, 0},
         {"$NGV99 x", 2000, "NG", 10, 2099}, {"NGV99", 2001, "NG", 10, 2099}, {"NGV00", 2001, "NG", 10, 2100},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         const ContractSymbol s = parseContractSymbol(c.symbol, c.reference);
         EXPECT_EQ(s.root, c.root) << c.symbol;
         EXPECT_EQ(s.month, c.month) << c.symbol;
