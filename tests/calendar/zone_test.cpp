@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
 #include <cmath>
 #include <cstdlib>
 #include <ctime>
@@ -108,12 +109,9 @@ TEST(ZoneRuleTest, ConvertZone) {
 // Every hour of the year, to and from the zone, against the system's zone database.
 void compareWithZoneDatabase(const char* builtIn, const char* tzName, int year) {
     ScopedTz tz(tzName);
-    tm first{};
-    first.tm_year = year - 1900;
-    first.tm_mday = 1;
-    const time_t from = timegm(&first);
-    first.tm_year += 1;
-    const time_t to = timegm(&first);
+    const auto newYear = [](int y) {
+        return std::chrono::system_clock::to_time_t(std::chrono::sys_days{std::chrono::year{y} / 1 / 1});
+    };
     auto local = [](time_t u) {
         tm l{};
         localtime_r(&u, &l);
@@ -122,7 +120,7 @@ void compareWithZoneDatabase(const char* builtIn, const char* tzName, int year) 
     };
     const ZoneConverter toLocal("GMT", builtIn), toUtc(builtIn, "GMT");
     int failures = 0;
-    for (time_t u = from; u < to && failures < 5; u += 3600) {
+    for (time_t u = newYear(year); u < newYear(year + 1) && failures < 5; u += 3600) {
         const double utc = 25569 + static_cast<double>(u) / 86400.0;
         const double wall = local(u);
         double there = utc;
