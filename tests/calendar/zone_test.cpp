@@ -158,6 +158,7 @@ TEST(HostZoneTest, RuleForms) {
     } cases[] = {
         {"United States rule outside the biases", {240, 0, -60, true, usOn, usOff}, "-240|0,3/2S,11/1S,60"},
         {"changes at different hours", {300, 0, -60, true, usOn, {11, 1, 0, 1, 0}}, "-300|0,3/2S,11/1S,60"},
+        {"half-hour shift", {-630, 0, -30, true, {10, 1, 0, 2, 0}, {4, 1, 0, 2, 0}}, "630|0,10/1S,4/1S,30"},
     };
     for (const auto& c : cases) EXPECT_EQ(hostZoneRule(c.zone), c.rule) << c.what;
 }
