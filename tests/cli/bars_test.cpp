@@ -83,11 +83,9 @@ TEST(BarsCsv, ErrorsNameFileAndLine) {
         const char* content;
         const char* message;
     } cases[] = {
-        {"", "f.csv:1: no header line"},
-        {"Open,Close\n1,2\n", "f.csv:1: no Date column"},
-        {"Date,Open\n2024-01-02,1\n", "f.csv:1: no Close column"},
+        {"", "f.csv:1: no header line"}, {"Open,Close\n1,2\n", "f.csv:1: no Date column"},
+        {"Date,Open\n2024-01-02,1\n", "f.csv:1: no Close column"}, {"Date,Close,,X\n", "f.csv:1: column 3 has no name"},
         {"Date,Close,close\n", "f.csv:1: two columns named close"},
-        {"Date,Close,,X\n", "f.csv:1: column 3 has no name"},
         {"Date,Close\n2024-01-02,1\n2024-01-03,abc\n", "f.csv:3: Close \"abc\" is not a number"},
         {"Date,Close\n2024-01-02,1\n\n2024-01-03,1,2\n", "f.csv:4: 3 cells where the header has 2"},
         {"Date,Close\n02.01.2024,1\n", "f.csv:2: \"02.01.2024\" is not a date"},

@@ -186,21 +186,17 @@ TEST(Evaluate, BindingErrorsPointAtTheArgument) {
         std::size_t pos;
         const char* message;
     } cases[] = {
-        {"Nope(Close)", 0, "unknown function \"Nope\""},
-        {"Scale(Clos, 1)", 6, "unknown name \"Clos\""},
-        {"Scale(Close)", 0, "Scale takes 2 arguments, not 1"},
+        {"Nope(Close)", 0, "unknown function \"Nope\""}, {"Scale(Clos, 1)", 6, "unknown name \"Clos\""},
+        {"Scale(Close)", 0, "Scale takes 2 arguments, not 1"}, {"TickMove()", 0, "TickMove takes 1 argument, not 0"},
         {"Label(\"a\")", 0, "Label takes 2 to 3 arguments, not 1"},
-        {"TickMove()", 0, "TickMove takes 1 argument, not 0"},
         {"Scale(Close, Close)", 13, "argument 2 of Scale must be a number, not the series Close"},
         {"Scale(Close, Scale(Close, 1))", 13, "must be a number, not a series"},
         {"Scale(\"x\", 1)", 6, "argument 1 of Scale must be a series, not a text"},
         {"Scale(Bars, 1)", 6, "must be a series, not the market (Bars)"},
         {"Scale(Label(\"a\", 1), 1)", 6, "must be a series, not a text (Label gives a text)"},
         {"TickMove(Close)", 9, "must be the market (Bars), not the series Close"},
-        {"Label(3, 1)", 6, "must be a text, not a number"},
-        {"Scale(TickMove, 1)", 6, "TickMove is a function"},
-        {"Bars", 0, "Bars is the market"},
-        {"3", 0, "an expression is a call"},
+        {"Label(3, 1)", 6, "must be a text, not a number"}, {"Scale(TickMove, 1)", 6, "TickMove is a function"},
+        {"Bars", 0, "Bars is the market"}, {"3", 0, "an expression is a call"},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.expr);
