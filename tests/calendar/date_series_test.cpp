@@ -28,68 +28,38 @@ TEST_F(DateSeriesTest, BarFieldsUseTheTradingDayAndTheOwnClock) {
     const double leapLast = at(2012, 12, 31, 9, 45, 30);
     Market m(barsAt({sunday1800, friday1800, leapLast, F}));
     m.session(570, 960, 1020);
-    struct Case {
-        const char* name;
-        std::vector<double> want;
-    };
-    const Case cases[] = {
+    const std::pair<const char*, Vec> cases[] = {
         {"DateTime", {sunday1800, friday1800, leapLast, F}},
         {"Day", {17, 30, 31, F}},          // a weekend bar reads as 30 December 1899
-        {"Month", {3, 12, 12, F}},
-        {"Year", {2014, 1899, 2012, F}},
-        {"DayOfWeek", {1, 6, 1, F}},
-        {"DayOfYear", {76, 364, 366, F}},
-        {"Hour", {18, 18, 9, F}},
-        {"Minute", {0, 0, 45, F}},
+        {"Month", {3, 12, 12, F}},    {"Year", {2014, 1899, 2012, F}}, {"DayOfWeek", {1, 6, 1, F}},
+        {"DayOfYear", {76, 364, 366, F}}, {"Hour", {18, 18, 9, F}},   {"Minute", {0, 0, 45, F}},
         {"Seconds", {0, 0, 30, F}},
     };
-    for (const Case& c : cases) EXPECT_EQ(run(c.name, m), c.want) << c.name;
+    for (const auto& [name, want] : cases) EXPECT_EQ(run(name, m), want) << name;
 }
 
 TEST_F(DateSeriesTest, FieldsOfDateTimeValues) {
     const double v = at(2014, 3, 15, 15, 30, 45);
     const Vec in = {v, at(2012, 12, 31), -693593.5, -693593, F};
-    struct Case {
-        const char* name;
-        std::vector<double> want;
+    const std::pair<const char*, Vec> cases[] = {
+        {"DayOf", {15, 31, 0, 1, F}},       {"MonthOf", {3, 12, 0, 1, F}},   {"YearOf", {2014, 2012, 0, 1, F}},
+        {"WeekDayOf", {6, 1, 1, 1, F}},     {"DayInYearOf", {74, 366, 0, 1, F}}, {"HourOf", {15, 0, 12, 0, F}},
+        {"MinuteOf", {30, 0, 0, 0, F}},     {"SecondOf", {45, 0, 0, 0, F}},
     };
-    const Case cases[] = {
-        {"DayOf", {15, 31, 0, 1, F}},
-        {"MonthOf", {3, 12, 0, 1, F}},
-        {"YearOf", {2014, 2012, 0, 1, F}},
-        {"WeekDayOf", {6, 1, 1, 1, F}},
-        {"DayInYearOf", {74, 366, 0, 1, F}},
-        {"HourOf", {15, 0, 12, 0, F}},
-        {"MinuteOf", {30, 0, 0, 0, F}},
-        {"SecondOf", {45, 0, 0, 0, F}},
-    };
-    for (const Case& c : cases) EXPECT_EQ(valuesOf(c.name, {in}, 7), c.want) << c.name; // no start bar: all written
-}
-
-TEST_F(DateSeriesTest, OfAConstantIsAConstantOfTheSameLength) {
-    for (int32_t n : {1, 4}) {
-        Series in = Series::constant(at(2014, 3, 15), n);
-        Series out = Series::of({7, 7, 7, 7, 7, 7});
-        Call call("WeekDayOf");
-        call.out(out).arg(in);
-        ASSERT_EQ(call.run(0), 0);
-        EXPECT_TRUE(out.isConstant());
-        EXPECT_EQ(out.values(), std::vector<double>(static_cast<std::size_t>(n), 6.0));
-    }
-    EXPECT_EQ(valuesOf("YearOf", {at(2014, 3, 15)}), Vec{2014}); // a Number where a series is wanted
+    // no start bar is read: every bar is written
+    for (const auto& [name, want] : cases) EXPECT_EQ(valuesOf(name, {in}, 7), want) << name;
 }
 
 TEST_F(DateSeriesTest, SecondsInBar) {
-    struct Case {
+    std::vector<double> hourly;
+    for (int h = 10; h <= 15; ++h) hourly.push_back(at(2014, 3, 17, h, 30));
+    hourly.push_back(at(2014, 3, 17, 16, 0));
+    const struct {
         const char* name;
         int32_t period;
         std::vector<double> stamps;
         std::vector<double> want;
-    };
-    std::vector<double> hourly;
-    for (int h = 10; h <= 15; ++h) hourly.push_back(at(2014, 3, 17, h, 30));
-    hourly.push_back(at(2014, 3, 17, 16, 0));
-    const Case cases[] = {
+    } cases[] = {
         {"5-minute bars", 0x03000005, {at(2014, 3, 17, 9, 32), at(2014, 3, 17, 9, 37)}, {120, 300}},
         {"60-minute bars from 09:30", 0x0300003C, hourly, {3600, 3600, 3600, 3600, 3600, 3600, 1800}},
         {"60-minute bars on the hour", 0x0300003C, {at(2014, 3, 17, 10), at(2014, 3, 17, 11)}, {1800, 3600}},
@@ -108,33 +78,40 @@ TEST_F(DateSeriesTest, SecondsInBar) {
         {"yearly", 0x15000001, {at(2012, 6, 30)}, {31622400}},
         {"daily renko", 0x16000064, {at(2014, 3, 10), at(2014, 3, 13)}, {86400, 259200}},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         Market m(barsAt(c.stamps));
         m.period(c.period).session(570, 960, 1020);
         EXPECT_EQ(run("SecondsInBar", m), c.want) << c.name;
     }
 }
 
-TEST_F(DateSeriesTest, DateToJulianMakesOneConstant) {
-    struct Case {
-        std::vector<double> args;
-        double want;
+// An "Of" export of a constant gives a constant of the same length; DateToJulian makes a constant
+// of count 1 (its forms are those of the date construction: here what the export adds).
+TEST_F(DateSeriesTest, ConstantResults) {
+    const auto expectConstant = [](Call& call, Series& out, const Vec& want) {
+        ASSERT_EQ(call.run(0), 0);
+        EXPECT_TRUE(out.isConstant());
+        ASSERT_EQ(out.count(), static_cast<int32_t>(want.size()));
+        for (std::size_t i = 0; i < want.size(); ++i) EXPECT_DOUBLE_EQ(out.at(static_cast<int32_t>(i)), want[i]);
     };
-    const Case cases[] = {
-        // the forms are those of the date construction: here what the export adds
+    for (int32_t n : {1, 4}) {
+        Series in = Series::constant(at(2014, 3, 15), n), out = Series::of({7, 7, 7, 7, 7, 7});
+        Call call("WeekDayOf");
+        call.out(out).arg(in);
+        expectConstant(call, out, Vec(static_cast<std::size_t>(n), 6.0));
+    }
+    EXPECT_EQ(valuesOf("YearOf", {at(2014, 3, 15)}), Vec{2014}); // a Number where a series is wanted
+    const std::pair<Vec, double> julian[] = {
         {{2014, 3.9, 15.2, 1530, 0, 0}, 41713 + 55800 / 86400.0}, // month and day truncated
-        {{2014, 65536 + 3, 15, 0, 0, 0}, 41713},       // and held to 16 bits
+        {{2014, 65536 + 3, 15, 0, 0, 0}, 41713},                    // and held to 16 bits
         {{2014.5, 3, 15, 0, 0, 0}, F},
     };
-    for (const Case& c : cases) {
+    for (const auto& [args, want] : julian) {
         Series out = Series::of({1, 2, 3});
         Call call("DateToJulian");
         call.out(out);
-        for (double v : c.args) call.arg(v);
-        ASSERT_EQ(call.run(0), 0);
-        EXPECT_TRUE(out.isConstant());
-        EXPECT_EQ(out.count(), 1);
-        EXPECT_DOUBLE_EQ(out.at(0), c.want) << c.args[0];
+        for (double v : args) call.arg(v);
+        expectConstant(call, out, {want});
     }
 }
 

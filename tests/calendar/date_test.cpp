@@ -68,33 +68,26 @@ TEST(DateTest, ThreadsKeepTheirOwnLastConversion) {
 }
 
 TEST(DateTest, SplittingAndNormalising) {
-    struct Split {
-        int32_t n;
-        Date want;
-    };
-    const Split splits[] = {
+    const std::pair<int32_t, Date> splits[] = {
         {20140231, {2014, 2, 28}}, {20000231, {2000, 2, 29}}, {19000229, {1900, 2, 28}},
-        {20141399, {2014, 12, 31}}, {20140400, {2014, 4, 0}}, {20140131, {2014, 1, 31}},
-        {20140628, {2014, 6, 28}}, {140231, {14, 2, 28}},
+        {20141399, {2014, 12, 31}}, {20140400, {2014, 4, 0}}, {140231, {14, 2, 28}},
     };
-    for (const Split& s : splits) EXPECT_EQ(SplitYyyymmdd(s.n), s.want) << s.n;
+    for (const auto& [n, want] : splits) EXPECT_EQ(SplitYyyymmdd(n), want) << n;
 
-    struct Month {
+    const struct {
         int32_t y, m, wantY, wantM;
+    } months[] = {
+        {2014, 13, 2015, 1}, {2014, 24, 2015, 12}, {2014, 25, 2016, 1},
+        {2014, 0, 2013, 12}, {2014, -11, 2013, 1}, {2014, -12, 2012, 12},
     };
-    const Month months[] = {
-        {2014, 1, 2014, 1}, {2014, 12, 2014, 12}, {2014, 13, 2015, 1}, {2014, 24, 2015, 12},
-        {2014, 25, 2016, 1}, {2014, 0, 2013, 12}, {2014, -11, 2013, 1}, {2014, -12, 2012, 12},
-    };
-    for (const Month& c : months) {
+    for (const auto& c : months) {
         int32_t y = c.y, m = c.m;
         NormalizeMonth(y, m);
         EXPECT_EQ(y, c.wantY) << c.y << "/" << c.m;
         EXPECT_EQ(m, c.wantM) << c.y << "/" << c.m;
     }
 
-    EXPECT_EQ(DaysInMonth(2014, 0), 0);
-    EXPECT_EQ(DaysInMonth(2014, 13), 0);
+    for (int32_t m : {0, 13}) EXPECT_EQ(DaysInMonth(2014, m), 0);
     EXPECT_EQ(WeekdayOf(2014, 3, 15), 6);
     EXPECT_FALSE(IsBusinessDay(2014, 3, 16));
     EXPECT_TRUE(IsBusinessDay(2014, 3, 17));
@@ -124,32 +117,23 @@ TEST(DateTest, EasterSunday) {
 }
 
 TEST(DateTest, MillisecondsOfTheDay) {
-    struct Case {
-        double v;
-        int32_t ms;
+    const std::pair<double, int32_t> cases[] = {
+        {41713.0, 0}, {0.5, 43200000}, {41713 + 55845 / 86400.0, 55845000}, {NAN, 0}, {INFINITY, 0},
+        {41713.6458333333, 55800000}, // 15:30 stored to ten places
+        {-0.25, 64800000},            // the fraction counts from the day's start
+        {41713.9999999999, 86400000}, // rounds up to the end of the day
     };
-    const Case cases[] = {
-        {41713.0, 0},
-        {0.5, 43200000},
-        {41713.6458333333, 55800000},      // 15:30 stored to ten places
-        {41713 + 55845 / 86400.0, 55845000},
-        {-0.25, 64800000},                 // the fraction counts from the day's start
-        {41713.9999999999, 86400000},      // rounds up to the end of the day
-        {NAN, 0},
-        {INFINITY, 0},
-    };
-    for (const Case& c : cases) EXPECT_EQ(MillisOfDay(c.v), c.ms) << c.v;
+    for (const auto& [v, ms] : cases) EXPECT_EQ(MillisOfDay(v), ms) << v;
 }
 
 TEST(DateTest, MakeDateTime) {
-    struct Case {
+    const struct {
         double date;
         int32_t month, day;
         double time;
         int32_t form;
         double seconds, want;
-    };
-    const Case cases[] = {
+    } cases[] = {
         {20140315, 0, 0, 1530, 0, 0, 41713 + 55800 / 86400.0},
         {20140315, 5, 9, 1530, 0, 0, 41713 + 55800 / 86400.0}, // YYYYMMDD ignores month and day
         {2014, 3, 15, 153045, -1, 7, 41713 + 55845 / 86400.0},
@@ -161,8 +145,7 @@ TEST(DateTest, MakeDateTime) {
         {14, 3, 15, 0, 0, 0, 41713},
         {15, 3, 15, 0, 0, 0, 5553},
         {2014, 2, 0, 0, 0, 0, 41670},
-        {0, 0, 0, 0.25, 0, 0, 0.25},
-        {0, 0, 0, 0.25, -1, 0, 0.25},                           // a fraction whatever the form
+        {0, 0, 0, 0.25, -1, 0, 0.25}, // a fraction whatever the form
         {20140315, 0, 0, 1530, 0, 30, 41713 + 55830 / 86400.0},
         {20140315, 0, 0, 2500, 0, 0, 41713 + 90000 / 86400.0}, // no range check on the clock
         {20140315, 0, 0, -5, 0, 30, 41713},                     // a negative time is no time
@@ -171,40 +154,35 @@ TEST(DateTest, MakeDateTime) {
         {NAN, 0, 0, 0, 0, 0, kMissing},
         {1e12, 0, 0, 0, 0, 0, static_cast<double>(DayNumberFromDate(INT32_MAX, 0, 0))},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         SCOPED_TRACE(testing::Message() << c.date << " " << c.month << " " << c.day << " " << c.time << " form "
                                         << c.form);
         EXPECT_DOUBLE_EQ(MakeDateTime(c.date, c.month, c.day, c.time, c.form, c.seconds), c.want);
     }
 }
 
+// The rows the bar-field and trading-calendar tests do not reach: the flag that skips the session
+// test, a weekend morning, a session that wraps past midnight and a bar exactly at the day end.
 TEST(DateTest, TradingDayOfABar) {
     const int32_t sunday = DayNumberFromDate(2014, 3, 16), monday = sunday + 1, friday = sunday - 2;
-    const double at1800 = 18 / 24.0, at1000 = 10 / 24.0, at1630 = 16.5 / 24.0;
-    struct Case {
+    const double at1800 = 18 / 24.0, at1000 = 10 / 24.0;
+    const SessionBounds dayEnd1700{570, 960, 1020, 0, 0};
+    const SessionBounds evening{1080, 960, 1020, 480, 960}; // starts 18:00, ends 17:00 next day
+    const struct {
         const char* name;
         SessionBounds s;
         double v;
         bool flag;
         int32_t want;
-    };
-    const SessionBounds dayEnd1700{570, 960, 1020, 0, 0};
-    const SessionBounds twoSessions{570, 960, 1020, 570, 0};
-    const SessionBounds evening{1080, 960, 1020, 480, 960}; // starts 18:00, ends 17:00 next day
-    const Case cases[] = {
-        {"Sunday evening belongs to Monday", dayEnd1700, sunday + at1800, true, monday},
-        {"Friday evening belongs to Saturday", dayEnd1700, friday + at1800, true, 0},
+    } cases[] = {
         {"Friday evening without the session test", dayEnd1700, friday + at1800, false, friday + 1},
         {"Sunday morning is a weekend bar", dayEnd1700, sunday + at1000, true, 0},
-        {"a day-session bar", dayEnd1700, monday + at1000, true, monday},
-        {"between the inner end and the day end", twoSessions, monday + at1630, true, 0},
-        {"start equals second start", twoSessions, monday + at1000, true, monday},
         {"wrapping session, evening part", evening, sunday + at1800, true, monday},
         {"wrapping session, gap before its start", evening, monday + 17.5 / 24, true, 0},
         {"wrapping session, inside", evening, monday + at1000, true, monday},
         {"exactly at the day end", dayEnd1700, monday + 17 / 24.0, true, monday + 1},
     };
-    for (const Case& c : cases) EXPECT_EQ(tradingDayOf(c.v, c.s, c.flag), c.want) << c.name;
+    for (const auto& c : cases) EXPECT_EQ(tradingDayOf(c.v, c.s, c.flag), c.want) << c.name;
 }
 
 } // namespace

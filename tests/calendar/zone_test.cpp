@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
 #include <cmath>
 #include <cstdlib>
 #include <ctime>
@@ -30,45 +31,35 @@ double at(int32_t y, int32_t m, int32_t d, int32_t hh = 0, int32_t mm = 0) {
     return DayNumberFromDate(y, m, d) + (hh * 60 + mm) / 1440.0;
 }
 
-// TZ set for one scope, the old value put back afterwards.
-class ScopedTz {
-public:
+// TZ set for one scope; no test here reads the local zone without setting it.
+struct ScopedTz {
     explicit ScopedTz(const char* zone) {
-        if (const char* old = std::getenv("TZ")) old_ = old, had_ = true;
         setenv("TZ", zone, 1);
         tzset();
     }
     ~ScopedTz() {
-        if (had_) setenv("TZ", old_.c_str(), 1);
-        else unsetenv("TZ");
+        unsetenv("TZ");
         tzset();
         currentHostRule(true);
     }
-
-private:
-    std::string old_;
-    bool had_ = false;
 };
 
 bool haveZone(const std::string& zone) { return access(("/usr/share/zoneinfo/" + zone).c_str(), R_OK) == 0; }
 
 TEST(ZoneRuleTest, Parsing) {
-    struct Case {
-        const char* rule;
+    const struct {
+        std::string rule;
         int32_t offset;
         int segments;
-    };
-    const Case cases[] = {
+    } cases[] = {
         {"-300", -300, 0},
-        {"", 0, 0},
         {"garbage", 0, 0},
-        {"+60|0,3/LS,10/LS", 60, 1},
         {" -300 | 2007 , 3/2S , 11/1S , 60 ", -300, 1},
         {"60|abc|2000,3/LS,10/LS|2001,13/1S,10/LS|2002,3/6S,1/1S|2003,3/1X,1/1S|2004,3/1S|2005,3/1s,10/ls,x", 60, 1},
-        {"-300|1955,4/LS,10/LS|1974,1/1S,10/LS|1975,2/LS,10/LS|1976,4/LS,10/LS|1987,4/1S,10/LS|2007,3/2S,11/1S", -300, 6},
+        {"-300" + kUs, -300, 6},
         {"99999999999", 1000000000, 0},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         const ZoneRule z = ZoneRule::parse(c.rule);
         EXPECT_EQ(z.standardOffset(), c.offset) << c.rule;
         EXPECT_EQ(z.segmentCount(), c.segments) << c.rule;
@@ -79,43 +70,36 @@ TEST(ZoneRuleTest, Parsing) {
 }
 
 TEST(ZoneRuleTest, NamesAndOffsets) {
-    struct Case {
+    const struct {
         const char* name;
         std::string rule;
         int32_t offset;
+    } cases[] = {
+        {"GMT", "0", 0}, {"utc", "0", 0}, {"NY", "-300" + kUs, -300}, {"Chi", "-360" + kUs, -360},
+        {"540", "540", 540}, {"-210|0,3/2S,11/1S", "-210|0,3/2S,11/1S", -210},
     };
-    const Case cases[] = {
-        {"GMT", "0", 0},         {"utc", "0", 0},           {"gMt", "0", 0},
-        {"NY", "-300" + kUs, -300}, {"ny", "-300" + kUs, -300}, {"Chi", "-360" + kUs, -360},
-        {"540", "540", 540},     {"-210|0,3/2S,11/1S", "-210|0,3/2S,11/1S", -210},
-    };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         EXPECT_EQ(ResolveZone(c.name), c.rule) << c.name;
         EXPECT_EQ(StandardOffset(c.name), c.offset) << c.name;
     }
 }
 
 TEST(ZoneRuleTest, ConvertZone) {
-    struct Case {
+    const struct {
         const char* what;
         double v;
         const char* from;
         const char* to;
         double want;
         int32_t minutes;
-    };
-    const Case cases[] = {
-        {"NY summer to GMT", at(2014, 7, 1, 23, 30), "NY", "GMT", at(2014, 7, 2, 3, 30), 240},
-        {"NY winter to GMT", at(2014, 1, 15, 23, 30), "ny", "gmt", at(2014, 1, 16, 4, 30), 300},
+    } cases[] = {
         {"CHI to NY", at(2014, 7, 1, 10), "CHI", "NY", at(2014, 7, 1, 11), 60},
-        {"CHI to NY, winter", at(2014, 1, 15, 10), "CHI", "NY", at(2014, 1, 15, 11), 60},
         {"the same name in another case", at(2014, 7, 1, 10), "ny", "NY", at(2014, 7, 1, 10), 0},
-        {"GMT to UTC", at(2014, 7, 1, 10), "GMT", "UTC", at(2014, 7, 1, 10), 0},
         {"GMT to a rule", at(2014, 7, 1, 10), "GMT", "60|0,3/LS,10/LS", at(2014, 7, 1, 12), 120},
         {"before year 1", -693593.0, "NY", "GMT", -693593.0, 0},
         {"missing value", F, "NY", "GMT", F, 0},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         double v = c.v;
         EXPECT_EQ(ConvertZone(v, c.from, c.to), c.minutes) << c.what;
         EXPECT_NEAR(v, c.want, 1e-9) << c.what;
@@ -125,12 +109,9 @@ TEST(ZoneRuleTest, ConvertZone) {
 // Every hour of the year, to and from the zone, against the system's zone database.
 void compareWithZoneDatabase(const char* builtIn, const char* tzName, int year) {
     ScopedTz tz(tzName);
-    tm first{};
-    first.tm_year = year - 1900;
-    first.tm_mday = 1;
-    const time_t from = timegm(&first);
-    first.tm_year += 1;
-    const time_t to = timegm(&first);
+    const auto newYear = [](int y) {
+        return std::chrono::system_clock::to_time_t(std::chrono::sys_days{std::chrono::year{y} / 1 / 1});
+    };
     auto local = [](time_t u) {
         tm l{};
         localtime_r(&u, &l);
@@ -139,7 +120,7 @@ void compareWithZoneDatabase(const char* builtIn, const char* tzName, int year) 
     };
     const ZoneConverter toLocal("GMT", builtIn), toUtc(builtIn, "GMT");
     int failures = 0;
-    for (time_t u = from; u < to && failures < 5; u += 3600) {
+    for (time_t u = newYear(year); u < newYear(year + 1) && failures < 5; u += 3600) {
         const double utc = 25569 + static_cast<double>(u) / 86400.0;
         const double wall = local(u);
         double there = utc;
@@ -166,46 +147,33 @@ TEST(ZoneRuleTest, NewYorkAndChicagoAgreeWithTheZoneDatabase) {
     }
 }
 
+// The forms the system zones of the next test do not reach.
 TEST(HostZoneTest, RuleForms) {
     using platform::HostZone;
     const platform::ZoneTransition usOn{3, 2, 0, 2, 0}, usOff{11, 1, 0, 2, 0};
-    struct Case {
+    const struct {
         const char* what;
         HostZone zone;
         std::string rule;
-    };
-    const Case cases[] = {
-        {"no daylight saving", {-540, 0, 0, false, {}, {}}, "540"},
-        {"west of UTC, none", {300, 0, 0, false, {}, {}}, "-300"},
-        {"United States, central", {360, 0, -60, true, usOn, usOff}, "-360" + kUs},
-        {"United States, Alaska", {540, 0, -60, true, usOn, usOff}, "-540" + kUs},
+    } cases[] = {
         {"United States rule outside the biases", {240, 0, -60, true, usOn, usOff}, "-240|0,3/2S,11/1S,60"},
         {"changes at different hours", {300, 0, -60, true, usOn, {11, 1, 0, 1, 0}}, "-300|0,3/2S,11/1S,60"},
-        {"central Europe", {-60, 0, -60, true, {3, 5, 0, 2, 0}, {10, 5, 0, 3, 0}}, "60|0,3/5S,10/5S,60"},
         {"half-hour shift", {-630, 0, -30, true, {10, 1, 0, 2, 0}, {4, 1, 0, 2, 0}}, "630|0,10/1S,4/1S,30"},
     };
-    for (const Case& c : cases) EXPECT_EQ(hostZoneRule(c.zone), c.rule) << c.what;
+    for (const auto& c : cases) EXPECT_EQ(hostZoneRule(c.zone), c.rule) << c.what;
 }
 
 TEST(HostZoneTest, TheSystemZoneAsARuleKeptUntilRefreshed) {
-    struct Case {
-        const char* tz;
-        std::string rule;
+    const std::pair<const char*, std::string> cases[] = {
+        {"America/New_York", "-300" + kUs}, {"America/Chicago", "-360" + kUs}, {"Europe/Berlin", "60|0,3/5S,10/5S,60"},
+        {"Asia/Tokyo", "540"}, {"Australia/Sydney", "600|0,10/1S,4/1S,60"}, {"UTC", "0"},
     };
-    const Case cases[] = {
-        {"America/New_York", "-300" + kUs},
-        {"America/Chicago", "-360" + kUs},
-        {"Europe/Berlin", "60|0,3/5S,10/5S,60"},
-        {"Asia/Tokyo", "540"},
-        {"Australia/Sydney", "600|0,10/1S,4/1S,60"},
-        {"UTC", "0"},
-    };
-    for (const Case& c : cases) {
-        if (!haveZone(c.tz)) GTEST_SKIP() << "no zone database entry /usr/share/zoneinfo/" << c.tz;
-        ScopedTz tz(c.tz);
-        EXPECT_EQ(currentHostRule(true), c.rule) << c.tz;
-        EXPECT_EQ(ResolveZone(""), c.rule) << c.tz;
-        EXPECT_EQ(ResolveZone("local"), c.rule) << c.tz;
+    for (const auto& [zone, rule] : cases) {
+        if (!haveZone(zone)) GTEST_SKIP() << "no zone database entry /usr/share/zoneinfo/" << zone;
+        ScopedTz tz(zone);
+        EXPECT_EQ(currentHostRule(true), rule) << zone;
+        EXPECT_EQ(ResolveZone(""), rule) << zone;
+        EXPECT_EQ(ResolveZone("local"), rule) << zone;
     }
     ScopedTz ny("America/New_York");
     currentHostRule(true);
@@ -245,20 +213,18 @@ std::vector<double> timeConvert(Market& m, const char* target, const std::vector
 
 TEST_F(TimeConvertTest, ClockNumbersInTheTargetZone) {
     const std::vector<double> stamps = {at(2014, 7, 1, 23, 30), at(2014, 1, 15, 23, 30), F, at(2014, 3, 9, 9, 45)};
-    struct Case {
+    const struct {
         const char* what;
         const char* marketZone;
         const char* target;
         std::vector<double> want;
-    };
-    const Case cases[] = {
+    } cases[] = {
         {"no zone is New York", "", "GMT", {330, 430, F, 1345}},
-        {"NY in lower case", "ny", "utc", {330, 430, F, 1345}},
         {"Chicago to New York", "CHI", "NY", {30, 30, F, 1045}},
         {"the same zone", "NY", "ny", {2330, 2330, F, 945}},
         {"to a written rule", "GMT", "-300|0,3/2S,11/1S", {1930, 1830, F, 545}},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         Market m(barsAt(stamps));
         m.period(0x03000001).zone(c.marketZone);
         EXPECT_EQ(timeConvert(m, c.target), c.want) << c.what;
@@ -271,25 +237,6 @@ TEST_F(TimeConvertTest, StartBarAndDailyMarkets) {
     EXPECT_EQ(timeConvert(m, "GMT", {-1}, 1), (std::vector<double>{-1, 1500, 1600}));
     m.period(0x11000001); // daily bars: left alone
     EXPECT_EQ(timeConvert(m, "GMT", {-1}), (std::vector<double>{-1}));
-}
-
-TEST_F(TimeConvertTest, DailyBarsAreTakenAtTheirSessionClose) {
-    struct Case {
-        int16_t innerEnd, dayEnd;
-        double want; // the bar's close in GMT
-    };
-    const Case cases[] = {
-        {960, 1020, at(2014, 7, 1, 20)},
-        {0, 1020, at(2014, 7, 1, 21)},
-        {0, 0, at(2014, 7, 1, 20, 30)},
-        {-5, -5, at(2014, 7, 1, 20, 30)},
-    };
-    for (const Case& c : cases) {
-        Market m(barsAt({at(2014, 7, 1)}));
-        m.period(0x11000001).session(570, c.innerEnd, c.dayEnd);
-        const BarClock clock(m.record(), "GMT");
-        EXPECT_NEAR(clock.at(0), c.want, 1e-9) << c.innerEnd << " " << c.dayEnd;
-    }
 }
 
 } // namespace

@@ -26,14 +26,9 @@ TEST(BarDates, ParseAndFormat) {
         {"2000-01-01 09:30:15", 36526 + (9 * 3600 + 30 * 60 + 15) / 86400.0, "2000-01-01 09:30:15"},
         {"36526.5", 36526.5, "2000-01-01 12:00"},
         {"-1", -1, "1899-12-29"},
-        {"2000-02-30", NAN, nullptr},
-        {"2001-02-29", NAN, nullptr},
-        {"2000-13-01", NAN, nullptr},
-        {"2000-01-01 24:00", NAN, nullptr},
-        {"2000-01-01 9:30", NAN, nullptr},
-        {"2000-01-01x", NAN, nullptr},
-        {"01/02/2000", NAN, nullptr},
-        {"", NAN, nullptr},
+        {"2000-02-30", NAN, nullptr},      {"2001-02-29", NAN, nullptr},  {"2000-13-01", NAN, nullptr},
+        {"2000-01-01 24:00", NAN, nullptr}, {"2000-01-01 9:30", NAN, nullptr}, {"2000-01-01x", NAN, nullptr},
+        {"01/02/2000", NAN, nullptr},      {"", NAN, nullptr},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.text);
@@ -88,11 +83,9 @@ TEST(BarsCsv, ErrorsNameFileAndLine) {
         const char* content;
         const char* message;
     } cases[] = {
-        {"", "f.csv:1: no header line"},
-        {"Open,Close\n1,2\n", "f.csv:1: no Date column"},
-        {"Date,Open\n2024-01-02,1\n", "f.csv:1: no Close column"},
+        {"", "f.csv:1: no header line"}, {"Open,Close\n1,2\n", "f.csv:1: no Date column"},
+        {"Date,Open\n2024-01-02,1\n", "f.csv:1: no Close column"}, {"Date,Close,,X\n", "f.csv:1: column 3 has no name"},
         {"Date,Close,close\n", "f.csv:1: two columns named close"},
-        {"Date,Close,,X\n", "f.csv:1: column 3 has no name"},
         {"Date,Close\n2024-01-02,1\n2024-01-03,abc\n", "f.csv:3: Close \"abc\" is not a number"},
         {"Date,Close\n2024-01-02,1\n\n2024-01-03,1,2\n", "f.csv:4: 3 cells where the header has 2"},
         {"Date,Close\n02.01.2024,1\n", "f.csv:2: \"02.01.2024\" is not a date"},
@@ -113,13 +106,12 @@ TEST(BarsCsv, ErrorsNameFileAndLine) {
 }
 
 TEST(BarsCsv, GuessedPeriods) {
-    auto days = [](std::initializer_list<double> d) { return std::vector<double>(d); };
     const double m5 = 5 / 1440.0;
-    EXPECT_EQ(guessPeriod(days({45000, 45000 + m5, 45000 + 2 * m5, 45001, 45001 + m5})), 0x03000005);
-    EXPECT_EQ(guessPeriod(days({45000, 45001, 45002, 45005, 45006})), 0x11000001);
-    EXPECT_EQ(guessPeriod(days({45000, 45007, 45014, 45021})), 0x12000001);
-    EXPECT_EQ(guessPeriod(days({45000, 45031, 45059, 45090})), 0x13000001);
-    EXPECT_EQ(guessPeriod(days({45000})), 0x11000001);
+    EXPECT_EQ(guessPeriod({45000, 45000 + m5, 45000 + 2 * m5, 45001, 45001 + m5}), 0x03000005);
+    EXPECT_EQ(guessPeriod({45000, 45001, 45002, 45005, 45006}), 0x11000001);
+    EXPECT_EQ(guessPeriod({45000, 45007, 45014, 45021}), 0x12000001);
+    EXPECT_EQ(guessPeriod({45000, 45031, 45059, 45090}), 0x13000001);
+    EXPECT_EQ(guessPeriod({45000}), 0x11000001);
 }
 
 TEST(TableCells, DigitsAndFill) {

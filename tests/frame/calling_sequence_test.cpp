@@ -1,6 +1,5 @@
 // The calling sequence every export follows, beyond the statuses every export is checked for: two
-// refused entries, the start bar stored back, a read-only error text, per-call state and a null
-// Return Value.
+// refused entries, the start bar stored back, a read-only error text and a null Return Value.
 #include <gtest/gtest.h>
 
 #include "frame/call.h"
@@ -40,33 +39,6 @@ TEST_F(CallingSequenceTest, AMessageIntoAReadOnlyErrorTextIsDroppedButTheStatusS
     call.errorText().buffer->flags |= kFlagReadOnly;
     EXPECT_EQ(call.run(0), 514);
     EXPECT_EQ(call.error(), "");
-}
-
-struct Counter : HeapCallState {
-    int calls = 0;
-};
-
-TEST_F(CallingSequenceTest, PerCallStateLivesUntilTheReleaseCall) {
-    const ExportSig sig{1, 1, "S", kReadsStart};
-    Series out;
-    ParamEntry entries[2] = {};
-    entries[0].type = 1;
-    entries[1].type = kParamNumberSeries;
-    entries[1].pointer = &out.handle();
-    CParmBlock pb{};
-    pb.params = entries;
-    auto body = [](Args& a) -> StatusCode {
-        Counter* c = a.state<Counter>();
-        return c ? ++c->calls : -1;
-    };
-    const long before = liveStateBlocks();
-    EXPECT_EQ(runExport(&pb, sig, body), 1);
-    EXPECT_EQ(runExport(&pb, sig, body), 2);
-    EXPECT_EQ(liveStateBlocks(), before + 1);
-    pb.startBar = -2;
-    EXPECT_EQ(runExport(&pb, sig, body), 0);
-    EXPECT_EQ(pb.state, nullptr);
-    EXPECT_EQ(liveStateBlocks(), before);
 }
 
 TEST_F(CallingSequenceTest, ANullHandlePointerReadsAsAnEmptySeries) {

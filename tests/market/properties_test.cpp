@@ -1,14 +1,11 @@
-// The numbered and text properties of a market, the period descriptions, contract symbols and
-// the tick exports.
+// The numbered and text properties of a market, the period descriptions and contract symbols.
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <string>
 #include <vector>
 
 #include "calendar/date.h"
 #include "host/hostkit.h"
-#include "market/market_view.h"
 #include "market/properties.h"
 #include "support/call_builder.h"
 #include "support/heap_check.h"
@@ -102,13 +99,12 @@ TEST_F(PropertiesTest, PeriodDescriptions) {
 }
 
 TEST_F(PropertiesTest, ContractSymbols) {
-    struct Case {
+    const struct {
         const char* symbol;
         int32_t reference;
         const char* root;
         int32_t month, year;
-    };
-    const Case cases[] = {
+    } cases[] = {
         {"ZBH14", 2014, "ZB", 3, 2014},   {"@ESZ3", 2023, "ES", 12, 2023},  {"@ESZ3", 2014, "ES", 12, 2023},
         {"@ESZ3", 2013, "ES", 12, 2013},  {"clf15", 2014, "CL", 1, 2015},   {"ZB1", 2014, "ZB1", 0, 0},
         {"US", 2014, "US", 0, 0},         {"MSFT", 2014, "MSFT", 0, 0},     {"BRK.B", 2014, "BRK", 0, 0},
@@ -116,7 +112,7 @@ TEST_F(PropertiesTest, ContractSymbols) {
         {"Z14", 2014, "Z14", 0, 0},       {"~^$", 2014, "", 0, 0},          {"", 2014, "", 0, 0},
         {"$NGV99 x", 2000, "NG", 10, 2099}, {"NGV99", 2001, "NG", 10, 2099}, {"NGV00", 2001, "NG", 10, 2100},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         const ContractSymbol s = parseContractSymbol(c.symbol, c.reference);
         EXPECT_EQ(s.root, c.root) << c.symbol;
         EXPECT_EQ(s.month, c.month) << c.symbol;
@@ -143,30 +139,10 @@ TEST_F(PropertiesTest, BarsStringProperty) {
     };
     for (const auto& [code, text] : want) EXPECT_EQ(stringProperty(m, code), text) << code;
 
-    struct Session {
-        int16_t start;
-        const char* text;
-    };
-    for (const Session& s : {Session{0, "00:00"}, Session{1439, "23:59"}, Session{-60, "-60"}, Session{1440, "1440"}}) {
-        m.session(s.start, 960, 1020);
-        EXPECT_EQ(stringProperty(m, 13), s.text);
-    }
-}
-
-TEST_F(PropertiesTest, TickExportsWriteOneConstant) {
-    Market m;
-    m.tick(0.25, 12.5, 4);
-    struct Case {
-        const char* name;
-        double want;
-    };
-    for (const Case& c : {Case{"TickMove", 0.25}, Case{"TickValue", 12.5}, Case{"MinMove", 1.0}}) {
-        Series out = Series::of({9, 9, 9});
-        Call call(c.name);
-        call.out(out).arg(m);
-        ASSERT_EQ(call.run(0), 0) << c.name;
-        EXPECT_TRUE(out.isConstant()) << c.name;
-        EXPECT_EQ(out.values(), std::vector<double>{c.want}) << c.name;
+    using Session = std::pair<int16_t, const char*>;
+    for (auto [start, text] : {Session{0, "00:00"}, Session{1439, "23:59"}, Session{-60, "-60"}, Session{1440, "1440"}}) {
+        m.session(start, 960, 1020);
+        EXPECT_EQ(stringProperty(m, 13), text);
     }
 }
 

@@ -60,14 +60,10 @@ public:
         std::vector<host::Text> texts;
         texts.reserve(kMaxEntries);
         int numbers = 0;
-        for (int i = 1; i <= e.sig.maxCount; ++i) {
-            const char type = e.sig.types[i - 1];
-            if (i == 1) {
-                if (type == kArgTextSeries) call.out(outText);
-                else call.out(out);
-                continue;
-            }
-            switch (type) {
+        if (e.sig.types[0] == kArgTextSeries) call.out(outText);
+        else call.out(out);
+        for (int i = 2; i <= e.sig.maxCount; ++i) {
+            switch (e.sig.types[i - 1]) {
             case kArgSeries: call.arg(series_[(i - 2) % 4]); break;
             case kArgNumber: call.arg(kNumbers[(seed_ + numbers++) % 4]); break;
             case kArgMarket: call.arg(market_); break;

@@ -26,24 +26,21 @@ const char* const kCounts[] = {"TradingDayOfWeek", "TradingDayOfMonth", "Trading
 class TradingCalendarTest : public HeapChecked {};
 
 TEST_F(TradingCalendarTest, WorkedDays) {
-    struct Row {
-        int32_t date;
-        std::vector<double> counts; // in the order of kCounts
-    };
-    const Row rows[] = {
+    // a date and its counts in the order of kCounts
+    const std::pair<int32_t, Vec> rows[] = {
         {20140102, {3, 1, 1, 20, 1, 11, 2}},   {20140321, {5, 15, 55, 6, 24, 19, 15}},
         {20140417, {4, 13, 74, 8, 43, 0, 13}}, {20140418, {0, 0, 0, 0, 0, 0, 14}}, // Good Friday
         {20140421, {1, 14, 75, 7, 1, 24, 15}}, {20141128, {4, 19, 230, 0, 1, 18, 20}},
         {20141231, {3, 22, 252, 0, 4, 0, 23}}, {20140419, {0, 0, 0, 0, 0, 0, 0}}, // a Saturday
     };
     std::vector<double> stamps;
-    for (const Row& r : rows) stamps.push_back(stamp(r.date));
+    for (const auto& r : rows) stamps.push_back(stamp(r.first));
     Market m(barsAt(stamps));
     m.session(570, 960, 960);
     for (int k = 0; k < 7; ++k) {
         const std::vector<double> got = run(kCounts[k], m);
         for (std::size_t i = 0; i < std::size(rows); ++i)
-            EXPECT_EQ(got[i], rows[i].counts[k]) << kCounts[k] << " on " << rows[i].date;
+            EXPECT_EQ(got[i], rows[i].second[k]) << kCounts[k] << " on " << rows[i].first;
     }
 }
 
@@ -52,13 +49,12 @@ TEST_F(TradingCalendarTest, WorkedDays) {
 TEST_F(TradingCalendarTest, HostList) {
     const std::vector<double> stamps = {stamp(20140102), stamp(20140103), stamp(20140417), stamp(20140418),
                                         stamp(20140421)};
-    struct Case {
+    const struct {
         const char* what;
         std::vector<int32_t> list;
         int32_t offset;
         std::vector<double> ofMonth, afterHoliday, toHoliday;
-    };
-    const Case cases[] = {
+    } cases[] = {
         {"no holidays at all", {0}, 0, {2, 3, 13, 14, 15}, {F, F, F, F, F}, {F, F, F, F, F}},
         {"unsorted, repeated and a Saturday", {20140102, 20140101, 20140101, 20140104}, 0,
          {0, 1, 13, 14, 15}, {0, 1, 75, 76, 77}, {0, F, F, F, F}},
@@ -67,7 +63,7 @@ TEST_F(TradingCalendarTest, HostList) {
         {"the element read honours the handle's offset", {20140418}, 1, {2, 3, 13, 14, 15}, {F, F, F, F, F},
          {F, F, F, F, F}},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         SCOPED_TRACE(c.what);
         Market m(barsAt(stamps));
         m.session(570, 960, 960).holidays(c.list);
@@ -78,19 +74,16 @@ TEST_F(TradingCalendarTest, HostList) {
     }
 }
 
-// A list pointer without a buffer, or a buffer without elements, leaves the built-in calendar.
+// No list, a list pointer without a buffer, or a buffer without elements, leaves the built-in calendar.
 TEST_F(TradingCalendarTest, EmptyHostListMeansBuiltIn) {
     Market m(barsAt({stamp(20140417), stamp(20140418), stamp(20140421)}));
     m.session(570, 960, 960);
-    const std::vector<double> builtIn = {13, 0, 14};
-    EXPECT_EQ(run("TradingDayOfMonth", m), builtIn);
-    SeriesHandle none{nullptr, 0};
-    m.record().holidays = &none;
-    EXPECT_EQ(run("TradingDayOfMonth", m), builtIn);
-    SeriesHandle empty{nullptr, 0};
+    SeriesHandle none{nullptr, 0}, empty{nullptr, 0};
     series::create(empty, Family::Long, 0);
-    m.record().holidays = &empty;
-    EXPECT_EQ(run("TradingDayOfMonth", m), builtIn);
+    for (SeriesHandle* list : {m.record().holidays, &none, &empty}) {
+        m.record().holidays = list;
+        EXPECT_EQ(run("TradingDayOfMonth", m), (Vec{13, 0, 14}));
+    }
     m.record().holidays = nullptr;
     buffers::release(empty);
 }
@@ -107,16 +100,15 @@ TEST_F(TradingCalendarTest, SessionsAndMissingStamps) {
 
 TEST_F(TradingCalendarTest, RemainingBarsInDay) {
     const int32_t wed = 20140319;
-    struct Case {
+    const std::vector<double> halfHours = {stamp(wed, 10), stamp(wed, 15, 30), stamp(wed, 16), stamp(wed, 15, 57),
+                                           stamp(wed, 16, 30)};
+    const struct {
         const char* what;
         int32_t period;
         std::vector<int16_t> session; // S, P, E, S2, P2
         std::vector<double> stamps;
         std::vector<double> left;
-    };
-    const std::vector<double> halfHours = {stamp(wed, 10), stamp(wed, 15, 30), stamp(wed, 16), stamp(wed, 15, 57),
-                                           stamp(wed, 16, 30)};
-    const Case cases[] = {
+    } cases[] = {
         {"30-minute bars closing at the inner session end", 0x0300001E, {570, 960, 1020, 570, 0}, halfHours,
          {12, 1, 0, 1, 0}},
         {"30-minute bars running to the day end", 0x0300001E, {570, 960, 1020, 0, 0}, halfHours, {14, 3, 2, 3, 1}},
@@ -132,7 +124,7 @@ TEST_F(TradingCalendarTest, RemainingBarsInDay) {
          {stamp(20140321, 10), stamp(20140321, 11), stamp(20140322, 11), stamp(20140324, 10), F, stamp(20140324, 11)},
          {1, 0, 0, 0, F, 0}},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         SCOPED_TRACE(c.what);
         Market m(barsAt(c.stamps));
         m.period(c.period).session(c.session[0], c.session[1], c.session[2]).secondSession(c.session[3], c.session[4]);
@@ -158,13 +150,12 @@ TEST_F(TradingCalendarTest, RemainingBarsInDayRewritesTheDay) {
 // Called as bars arrive, in chunks of 1, 7 and 100 bars, each export writes what one call over
 // all bars writes.
 TEST_F(TradingCalendarTest, ChunkedCallsMatchOneCall) {
-    struct Setup {
+    const struct {
         const char* what;
         int32_t period;
         int perDay; // bars per day
-    };
-    const Setup setups[] = {{"daily", 0x11000001, 1}, {"trade bars", 0x02000064, 5}, {"hourly", 0x0300003C, 8}};
-    for (const Setup& setup : setups) {
+    } setups[] = {{"daily", 0x11000001, 1}, {"trade bars", 0x02000064, 5}, {"hourly", 0x0300003C, 8}};
+    for (const auto& setup : setups) {
         std::vector<Bar> bars;
         uint32_t r = 12345;
         for (int32_t day = calendar::DayNumberFromDate(20131215, 0, 0); bars.size() < 700; ++day) {
