@@ -307,12 +307,7 @@ std::string_view zoneOf(const BarRecord& market) {
 bool BarClock::dailyBars(const BarRecord& market) { return static_cast<uint32_t>(market.periodWord) >= 0x11000000u; }
 
 BarClock::BarClock(const BarRecord& market, std::string_view targetZone)
-    : stamps_(&market.dateTime), converter_(zoneOf(market), targetZone), closeShift_(0.0) {
-    if (dailyBars(market)) {
-        const int32_t close = market.sessionEnd > 0 ? market.sessionEnd : market.dayEnd > 0 ? market.dayEnd : 990;
-        closeShift_ = close / 1440.0;
-    }
-}
+    : stamps_(&market.dateTime), converter_(zoneOf(market), targetZone) {}
 
 void writeTimeConvert(const BarRecord& market, std::string_view targetZone, SeriesHandle& out, int32_t start) {
     if (start < 0) start = 0;

@@ -108,7 +108,7 @@ std::string hostZoneRule(const platform::HostZone& zone);
 std::string currentHostRule(bool refresh = false);
 
 // Bar times of a market read on another zone's clock. Bars carry the market's own zone, New
-// York time when it names none; daily and longer bars are taken at their session's close.
+// York time when it names none.
 class BarClock {
 public:
     BarClock(const BarRecord& market, std::string_view targetZone);
@@ -116,17 +116,16 @@ public:
     bool stamped(int32_t bar) const { return stamps_[bar] != stamps_.fill(); }
     // Bar i's time in the target zone.
     BarDateTime at(int32_t bar) const {
-        BarDateTime v = stamps_[bar] + closeShift_;
+        BarDateTime v = stamps_[bar];
         converter_.convert(v);
         return v;
     }
-    // Daily and longer bars, taken at their session's close.
+    // Daily and longer bars, which have no clock time to convert.
     static bool dailyBars(const BarRecord& market);
 
 private:
     series::NumberView stamps_;
     ZoneConverter converter_;
-    double closeShift_;
 };
 
 // TimeConvert: bars `start` .. last as HHMM clock numbers in the target zone. Markets of daily
