@@ -89,7 +89,7 @@ StatusCode waveVolume(SeriesHandle& outH, const BarRecord& market, double revers
     const auto qualifies = [reversal](double move) { return move > 0 && move >= reversal; };
     // over plain arrays where the market and the output are stored as such
     const auto run = [&](const auto& close, const auto& volume, auto& o) {
-        const auto valid = [&](int32_t i) { return (close[i] != none) & (volume[i] != none); };
+        const auto valid = [&](int32_t i) { return close[i] != none && volume[i] != none; };
         // Rewrites the bars from..to as one wave of direction dir, its sum starting at `from`.
         const auto writeWave = [&](int32_t from, int32_t to, int dir, double& sum) {
             sum = 0.0;

@@ -113,15 +113,32 @@ TEST_F(SwingEngineTest, ContinuedCallsGiveTheSeriesOfOneCallInEveryMode) {
 // The swings by their definition, bar by bar: the compared bars since the last missing one (bars
 // inside the last compared one passed over where `skip`), each with st of them on either side
 // standing beyond every one of them under the tie rule, marked with the distance to the bar that
-// completes its right side.
-std::pair<Vec, Vec> definedSwings(const Vec& high, const Vec& low, int st, bool skip, int tie) {
+// completes its right side. With `intermediate`, those are the short-term points, and what is
+// marked is the one before the last that stands beyond the points on either side of it.
+std::pair<Vec, Vec> definedSwings(const Vec& high, const Vec& low, int st, bool skip, int tie,
+                                  bool intermediate = false) {
     const bool leftStrict = tie == 1 || tie == 2, rightStrict = tie != 1;
     auto beyond = [](double a, double b, bool strict) { return strict ? a > b : a >= b; };
     Vec highs(high.size(), 0.0), lows(high.size(), 0.0);
-    std::vector<int> refs;
+    std::vector<int> refs, highPoints, lowPoints;
+    const auto mark = [&](Vec& out, std::vector<int>& points, const Vec& price, int k, int i) {
+        if (!intermediate) return void(out[k] = i - k);
+        points.push_back(k);
+        const std::size_t m = points.size();
+        if (m < 3) return;
+        const int a = points[m - 3], b = points[m - 2], c = points[m - 1];
+        if (beyond(price[b], price[a], leftStrict) && beyond(price[b], price[c], rightStrict)) out[b] = i - b;
+    };
+    const Vec negLow = [&] {
+        Vec v;
+        for (double x : low) v.push_back(-x);
+        return v;
+    }();
     for (int i = 0; i < static_cast<int>(high.size()); ++i) {
         if (high[i] == F || low[i] == F) {
             refs.clear();
+            highPoints.clear();
+            lowPoints.clear();
             continue;
         }
         if (skip && !refs.empty() && high[i] <= high[refs.back()] && low[i] >= low[refs.back()]) continue;
@@ -137,17 +154,17 @@ std::pair<Vec, Vec> definedSwings(const Vec& high, const Vec& low, int st, bool 
             isHigh &= beyond(high[k], high[b], strict);
             isLow &= beyond(-low[k], -low[b], strict);
         }
-        if (isHigh) highs[k] = i - k;
-        if (isLow) lows[k] = i - k;
+        if (isHigh) mark(highs, highPoints, high, k, i);
+        if (isLow) mark(lows, lowPoints, negLow, k, i);
     }
     return {highs, lows};
 }
 
-TEST_F(SwingEngineTest, ModesZeroAndOneFindTheSwingsOfTheDefinition) {
+TEST_F(SwingEngineTest, ModesZeroOneAndSixFindTheSwingsOfTheDefinition) {
     for (unsigned seed : {1u, 2u, 3u}) {
         Walk w = walk(700, seed != 1, seed);
         w.low[350] = std::nan(""); // compares with nothing, and clears nothing
-        for (int32_t mode : {0, 1})
+        for (int32_t mode : {0, 1, 6})
             for (int st : {1, 2, 3, 6})
                 for (int tie : {0, 1, 2}) {
                     SCOPED_TRACE("seed " + std::to_string(seed) + " mode " + std::to_string(mode) + " strength " +
@@ -155,7 +172,7 @@ TEST_F(SwingEngineTest, ModesZeroAndOneFindTheSwingsOfTheDefinition) {
                     Series h = Series::of(w.high), l = Series::of(w.low), highs, lows;
                     swingengine::run(h.handle(), l.handle(), h.handle(), st, mode, tie, &highs.handle(), &lows.handle(),
                                      0);
-                    const auto want = definedSwings(w.high, w.low, mode == 1 ? 1 : st, mode == 1, tie);
+                    const auto want = definedSwings(w.high, w.low, mode == 0 ? st : 1, mode != 0, tie, mode == 6);
                     EXPECT_EQ(highs.values(), want.first);
                     EXPECT_EQ(lows.values(), want.second);
                 }
