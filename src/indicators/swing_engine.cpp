@@ -88,11 +88,13 @@ struct Ref {
     double hi, lo;
 };
 
-// The tie rule: whether a candidate's price must pass its neighbours strictly on each side
-// (mirrored for lows).
+// Whether a candidate's price passes against one neighbour under the tie rule: strict or not on
+// each side, mirrored for lows.
 struct Tie {
     bool leftStrict, rightStrict;
     explicit Tie(int32_t q) : leftStrict(q == 1 || q == 2), rightStrict(q != 1) {}
+    static bool above(double v, double other, bool strict) { return strict ? v > other : v >= other; }
+    static bool below(double v, double other, bool strict) { return strict ? v < other : v <= other; }
 };
 
 // The last three short-term points of one side, in a ring of four: a candidate is written to the
@@ -135,35 +137,23 @@ struct Scan {
     bool wantHigh, wantLow;
 };
 
-// The state a scan carries from bar to bar: the references' numbering, and the last three
-// short-term points of each side. Their prices are also held side by side in registers (the
-// highs' highs and the lows' lows negated, so that standing out is comparing greater on both
-// sides), so that judging the next intermediate point waits on no store.
-struct ScanState {
-    int32_t seq = 0;
-    Last3 highs, lows;
-    indicators::Pair point1 = {}, point2 = {}, point3 = {}; // the latest point of each side, ...
-};
-
 // Reports a judged candidate's swings to the sink, or with Intermediate, after counting the
 // candidate among the short-term points, the point before the last of each side that stands
 // beyond the points on both sides of it.
 template <bool Intermediate, class Sink>
-inline void report(const Scan& s, Sink& sink, ScanState& state, const Ref& cand, const Ref& now, bool isHigh,
+inline void report(const Scan& s, Sink& sink, Last3& highs, Last3& lows, const Ref& cand, const Ref& now, bool isHigh,
                    bool isLow) {
     if constexpr (Intermediate) {
-        state.highs.offer(cand, isHigh);
-        state.lows.offer(cand, isLow);
-        const indicators::PairMask taken = {-static_cast<long long>(isHigh), -static_cast<long long>(isLow)};
-        state.point3 = indicators::blend(taken, state.point2, state.point3);
-        state.point2 = indicators::blend(taken, state.point1, state.point2);
-        state.point1 = indicators::blend(taken, indicators::Pair{cand.hi, -cand.lo}, state.point1);
-        const indicators::Pair p = state.point2;
-        const indicators::PairMask left = s.tie.leftStrict ? p > state.point3 : p >= state.point3,
-                                   right = s.tie.rightStrict ? p > state.point1 : p >= state.point1;
-        const indicators::PairMask beyond = left & right;
-        sink.swing(Side::High, state.highs.back(2), now, isHigh & state.highs.full() & (beyond[0] != 0));
-        sink.swing(Side::Low, state.lows.back(2), now, isLow & state.lows.full() & (beyond[1] != 0));
+        highs.offer(cand, isHigh);
+        lows.offer(cand, isLow);
+        const Ref &h = highs.back(2), &l = lows.back(2);
+        const bool highLeft = Tie::above(h.hi, highs.back(3).hi, s.tie.leftStrict),
+                   highRight = Tie::above(h.hi, highs.back(1).hi, s.tie.rightStrict),
+                   lowLeft = Tie::below(l.lo, lows.back(3).lo, s.tie.leftStrict),
+                   lowRight = Tie::below(l.lo, lows.back(1).lo, s.tie.rightStrict);
+        const bool highsHeld = highs.full(), lowsHeld = lows.full();
+        sink.swing(Side::High, h, now, isHigh & highsHeld & highLeft & highRight);
+        sink.swing(Side::Low, l, now, isLow & lowsHeld & lowLeft & lowRight);
     } else {
         sink.swing(Side::High, cand, now, isHigh);
         sink.swing(Side::Low, cand, now, isLow);
@@ -184,6 +174,11 @@ inline bool insideOf(indicators::Pair& last, const Ref& now) {
 
 // What both list scans do first on every bar: tell the sink, read the bar, and either forget the
 // references at a missing bar (unless holes are passed over) or number the bar as the next one.
+struct ScanState {
+    int32_t seq = 0;
+    Last3 highs, lows;
+};
+
 template <Prices P, bool PassHoles, class Sink, class Read, class Len>
 [[gnu::always_inline]] inline bool referenceAt(const Scan& s, int32_t i, Sink& sink, Read& read, ScanState& state, Len& len, Ref& now) {
     sink.bar(i);
@@ -245,7 +240,7 @@ void scanWith(const Scan& s, int32_t from, Sink& sink, Read read) {
         bool isHigh = s.wantHigh & !inside, isLow = s.wantLow & !inside;
         standsOut(cand, refs + k - st, refs + k, s.tie.leftStrict, isHigh, isLow);
         standsOut(cand, refs + k + 1, refs + len, s.tie.rightStrict, isHigh, isLow);
-        report<Intermediate>(s, sink, state, cand, now, isHigh, isLow);
+        report<Intermediate>(s, sink, state.highs, state.lows, cand, now, isHigh, isLow);
     }
 }
 
@@ -277,7 +272,7 @@ void scanOuter(const Scan& s, int32_t from, Sink& sink, Read read) {
         if (wantLow)
             isLow = judged & (LeftEqual ? cand.lo <= left.lo : cand.lo < left.lo) &
                     (RightEqual ? cand.lo <= right.lo : cand.lo < right.lo);
-        report<Intermediate>(s, sink, state, cand, now, isHigh, isLow);
+        report<Intermediate>(s, sink, state.highs, state.lows, cand, now, isHigh, isLow);
     }
 }
 
