@@ -138,48 +138,43 @@ private:
 };
 
 // The count of one trading day, with what it needs of the day's month, year and week kept
-// from the day before.
+// from the day before. Every day asked about is a Monday-to-Friday day.
 class DayCounter {
 public:
-    DayCounter(HolidayList& list, TradingCount what, double none) : list_(list), what_(what), none_(none) {}
+    DayCounter(HolidayList& list, double none) : list_(list), none_(none) {}
 
+    template <TradingCount What>
     double of(int32_t d) {
         if (d < monthFirst_ || d > monthLast_) enterMonth(d);
-        if (what_ == TradingCount::WeekdayOfMonth) return static_cast<double>(businessDaysWide(monthFirst_, d));
+        // Monday-to-Friday days before the next day
+        const int64_t through = businessBefore(int64_t{d} + 1);
+        if constexpr (What == TradingCount::WeekdayOfMonth) return static_cast<double>(through - beforeMonth_);
         // entries before d, which are those up to d as well once d is known to be no holiday
         const int32_t k = list_.belowNear(d);
         if (k < list_.size() && list_[k] == d) return 0.0;
         int64_t value = 0;
-        switch (what_) {
-        case TradingCount::DayOfWeek: {
+        if constexpr (What == TradingCount::DayOfWeek) {
+            // a weekday is the so-many-th of its week's Monday-to-Friday days
+            const int weekday = WeekdayOf(d);
             // (in 64 bits: the Monday of the first day number's week lies before it)
-            const int64_t monday = int64_t{d} - (WeekdayOf(d) - 1);
+            const int64_t monday = int64_t{d} - (weekday - 1);
             if (monday != monday_) {
                 monday_ = monday;
                 belowMonday_ = list_.below(monday);
             }
-            value = businessDaysWide(monday, d) - (k - belowMonday_);
-            break;
-        }
-        case TradingCount::DayOfMonth:
-            value = businessDaysWide(monthFirst_, d) - (k - belowMonthFirst_);
-            break;
-        case TradingCount::DayOfYear:
-            value = businessDaysWide(yearFirst_, d) - (k - belowYearFirst_);
-            break;
-        case TradingCount::LeftInMonth:
-            value = businessDaysWide(int64_t{d} + 1, monthLast_) - (belowNextMonth_ - k);
-            break;
-        case TradingCount::AfterHoliday: // no holiday lies between the last one and d
+            value = weekday - (k - belowMonday_);
+        } else if constexpr (What == TradingCount::DayOfMonth) {
+            value = through - beforeMonth_ - (k - belowMonthFirst_);
+        } else if constexpr (What == TradingCount::DayOfYear) {
+            value = through - beforeYear_ - (k - belowYearFirst_);
+        } else if constexpr (What == TradingCount::LeftInMonth) {
+            value = beforeNextMonth_ - through - (belowNextMonth_ - k);
+        } else if constexpr (What == TradingCount::AfterHoliday) { // no holiday lies between the last one and d
             if (k == 0) return none_;
             value = businessDaysWide(int64_t{list_[k - 1]} + 1, d);
-            break;
-        case TradingCount::ToHoliday:
+        } else if constexpr (What == TradingCount::ToHoliday) {
             if (k == list_.size()) return none_;
             value = businessDaysWide(int64_t{d} + 1, int64_t{list_[k]} - 1);
-            break;
-        case TradingCount::WeekdayOfMonth:
-            break;
         }
         return static_cast<double>(value);
     }
@@ -194,6 +189,9 @@ private:
             monthLast_ = monthFirst_ + DaysInMonth(c.year, c.month) - 1;
             yearFirst_ = civilDayNumber(c.year, 1, 1);
         }
+        beforeMonth_ = businessBefore(monthFirst_);
+        beforeNextMonth_ = businessBefore(int64_t{monthLast_} + 1);
+        beforeYear_ = businessBefore(yearFirst_);
         list_.focus(c.year);
         belowMonthFirst_ = list_.below(monthFirst_);
         belowNextMonth_ = list_.below(int64_t{monthLast_} + 1);
@@ -202,13 +200,39 @@ private:
     }
 
     HolidayList& list_;
-    TradingCount what_;
     double none_;
     int32_t monthFirst_ = 1, monthLast_ = 0, yearFirst_ = 0;
+    int64_t beforeMonth_ = 0, beforeNextMonth_ = 0, beforeYear_ = 0;
     int32_t belowMonthFirst_ = 0, belowNextMonth_ = 0, belowYearFirst_ = 0;
     int64_t monday_ = INT64_MIN;
     int32_t belowMonday_ = 0;
 };
+
+// Bars start .. bars - 1 of one count; a day's count is worked out once for all its bars.
+template <TradingCount What>
+void countBars(NumberOut& o, const NumberView& stamps, const SessionBounds& session, DayCounter& counter,
+               int32_t start, int32_t bars) {
+    const double noStamp = stamps.fill();
+    int32_t lastDay = 0;
+    double lastValue = 0.0;
+    for (int32_t i = start; i < bars; ++i) {
+        const double v = stamps[i];
+        if (v == noStamp) {
+            o.set(i, o.fill());
+            continue;
+        }
+        const int32_t d = tradingDayOf(v, session, true);
+        if (d == 0) {
+            o.set(i, 0.0);
+            continue;
+        }
+        if (d != lastDay) {
+            lastDay = d;
+            lastValue = counter.of<What>(d);
+        }
+        o.set(i, lastValue);
+    }
+}
 
 int32_t barCount(const BarRecord& m) { return m.barCount > 0 ? m.barCount : 0; }
 
@@ -269,25 +293,17 @@ void writeTradingCount(const BarRecord& market, SeriesHandle& out, int32_t start
         }
     }
 
-    DayCounter counter(list, what, o.fill());
-    int32_t lastDay = 0;
-    double lastValue = 0.0;
-    for (int32_t i = start; i < bars; ++i) {
-        const double v = stamps[i];
-        if (v == noStamp) {
-            o.set(i, o.fill());
-            continue;
-        }
-        const int32_t d = tradingDayOf(v, session, true);
-        if (d == 0) {
-            o.set(i, 0.0);
-            continue;
-        }
-        if (d != lastDay) {
-            lastDay = d;
-            lastValue = counter.of(d);
-        }
-        o.set(i, lastValue);
+    DayCounter counter(list, o.fill());
+    switch (what) {
+    case TradingCount::DayOfWeek: return countBars<TradingCount::DayOfWeek>(o, stamps, session, counter, start, bars);
+    case TradingCount::DayOfMonth: return countBars<TradingCount::DayOfMonth>(o, stamps, session, counter, start, bars);
+    case TradingCount::DayOfYear: return countBars<TradingCount::DayOfYear>(o, stamps, session, counter, start, bars);
+    case TradingCount::LeftInMonth: return countBars<TradingCount::LeftInMonth>(o, stamps, session, counter, start, bars);
+    case TradingCount::AfterHoliday:
+        return countBars<TradingCount::AfterHoliday>(o, stamps, session, counter, start, bars);
+    case TradingCount::ToHoliday: return countBars<TradingCount::ToHoliday>(o, stamps, session, counter, start, bars);
+    case TradingCount::WeekdayOfMonth:
+        return countBars<TradingCount::WeekdayOfMonth>(o, stamps, session, counter, start, bars);
     }
 }
 
