@@ -8,7 +8,6 @@
 #include <string>
 #include <vector>
 
-#include "calendar/date.h"
 #include "calendar/trading_calendar.h"
 #include "support/call_builder.h"
 #include "support/heap_check.h"
@@ -23,6 +22,17 @@ constexpr int32_t kUnixDay = 25569; // 1 January 1970
 int32_t dayNumber(sys_days d) { return static_cast<int32_t>(d.time_since_epoch().count()) + kUnixDay; }
 sys_days sysDay(int32_t n) { return sys_days{days{n - kUnixDay}}; }
 int32_t dayNumber(int y, unsigned m, unsigned d) { return dayNumber(sys_days{year{y} / month{m} / day{d}}); }
+
+// Easter Sunday by the anonymous Gregorian algorithm, so that the list owes nothing to the
+// library's own computation.
+sys_days easterSunday(int y) {
+    const int a = y % 19, b = y / 100, c = y % 100, d = b / 4, e = b % 4;
+    const int f = (b + 8) / 25, g = (b - f + 1) / 3, h = (19 * a + b - d - g + 15) % 30;
+    const int i = c / 4, k = c % 4, l = (32 + 2 * e + 2 * i - h - k) % 7;
+    const int m = (a + 11 * h + 22 * l) / 451;
+    const int n = h + l - 7 * m + 114;
+    return sys_days{year{y} / month{static_cast<unsigned>(n / 31)} / day{static_cast<unsigned>(n % 31 + 1)}};
+}
 
 // Saturday holidays are kept on the Friday before, Sunday holidays on the Monday after.
 sys_days observedOn(sys_days d) {
@@ -45,7 +55,7 @@ std::set<int32_t> exchangeHolidays(int y) {
     else if (weekday{newYear} != Saturday) h.insert(dayNumber(newYear));
     if (y >= 1998) h.insert(dayNumber(year{y} / January / Monday[3]));
     h.insert(dayNumber(year{y} / February / Monday[3]));
-    h.insert(calendar::EasterSunday(y) - 2); // Good Friday; Easter has its own check against a second method
+    h.insert(dayNumber(easterSunday(y) - days{2})); // Good Friday
     h.insert(dayNumber(year{y} / May / Monday[last]));
     if (y >= 2022) h.insert(dayNumber(observedOn(year{y} / June / 19)));
     h.insert(dayNumber(observedOn(year{y} / July / 4)));
