@@ -149,15 +149,58 @@ struct ParabolicState {
         } else if (position < 0 && h >= stop) {
             reverse(1, h, l);
         }
-        if (position > 0) {
-            stop = stop + (highest - stop) * factor;
-            stop = std::min({stop, l, prevLow});
-        } else if (position < 0) {
-            stop = stop - (stop - lowest) * factor;
-            stop = std::max({stop, h, prevHigh});
-        }
+        trail(h, l);
+    }
+
+    // The stop moves a share `factor` of the way to the position's extreme, but never into this
+    // bar's or the previous bar's range.
+    static double longStop(double stop, double highest, double factor, double l, double prevLow) {
+        stop = stop + (highest - stop) * factor;
+        stop = l < stop ? l : stop;
+        return prevLow < stop ? prevLow : stop;
+    }
+    static double shortStop(double stop, double lowest, double factor, double h, double prevHigh) {
+        stop = stop - (stop - lowest) * factor;
+        stop = h > stop ? h : stop;
+        return prevHigh > stop ? prevHigh : stop;
+    }
+    void trail(double h, double l) {
+        if (position > 0) stop = longStop(stop, highest, factor, l, prevLow);
+        else if (position < 0) stop = shortStop(stop, lowest, factor, h, prevHigh);
         prevHigh = h;
         prevLow = l;
+    }
+
+    // Takes the bars with a close from i on while the position stays on the side `Up`, writing
+    // `shown ? stop : missing` at each; at the bar that turns it, writes that bar as `add` would
+    // and gives the bar after it (last + 1 when none does). The extremes and the factor follow
+    // the prices with no branch: a new extreme on a random walk is a coin flip.
+    template <bool Up, class In, class Out>
+    int32_t ride(In high, In low, In close, int32_t i, int32_t last, double missing, int32_t filter, Out& out) {
+        double st = stop, hi = highest, lo = lowest, f = factor, ph = prevHigh, pl = prevLow;
+        const double grow[2] = {0.0, step}; // the factor stays at or below the maximum, so + 0 keeps it
+        const bool show = shows(filter, Up ? 1 : -1);
+        for (; i <= last; ++i) {
+            if (close[i] == missing) continue;
+            const double h = high[i], l = low[i];
+            const bool newHigh = h > hi, newLow = l < lo;
+            hi = h > hi ? h : hi;
+            lo = l < lo ? l : lo;
+            f = std::min(f + grow[Up ? newHigh : newLow], maximum);
+            if (Up ? l <= st : h >= st) {
+                stop = st, highest = hi, lowest = lo, factor = f, prevHigh = ph, prevLow = pl;
+                reverse(Up ? -1 : 1, h, l);
+                trail(h, l);
+                out.set(i, shows(filter, position) ? stop : missing);
+                return i + 1;
+            }
+            st = Up ? longStop(st, hi, f, l, pl) : shortStop(st, lo, f, h, ph);
+            ph = h;
+            pl = l;
+            out.set(i, show ? st : missing);
+        }
+        stop = st, highest = hi, lowest = lo, factor = f, prevHigh = ph, prevLow = pl;
+        return i;
     }
 };
 
@@ -216,11 +259,9 @@ template <class In, class Out>
 [[gnu::noinline]] void parabolicWrites(In high, In low, In close, int32_t from, int32_t last, double missing,
                                        int32_t filter, ParabolicState s, Out& out) {
     out.set(from, shows(filter, s.position) ? s.stop : missing);
-    for (int32_t i = from + 1; i <= last; ++i) {
-        if (close[i] == missing) continue;
-        s.add(high[i], low[i]);
-        out.set(i, shows(filter, s.position) ? s.stop : missing);
-    }
+    for (int32_t i = from + 1; i <= last;)
+        i = s.position > 0 ? s.ride<true>(high, low, close, i, last, missing, filter, out)
+                           : s.ride<false>(high, low, close, i, last, missing, filter, out);
 }
 
 template <class In, class Out>

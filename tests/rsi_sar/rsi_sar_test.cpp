@@ -4,6 +4,7 @@
 
 #include <cmath>
 #include <optional>
+#include <random>
 
 #include "support/heap_check.h"
 #include "support/series_checks.h"
@@ -109,6 +110,70 @@ TEST_F(RsiSarTest, ParabolicTrace) {
     EXPECT_EQ(longOnly[7], F);
     EXPECT_EQ(shortOnly[6], F);
     EXPECT_EQ(shortOnly[7], both[7]);
+}
+
+// The parabolic stop read from its rules bar by bar.
+Vec parabolicByRules(const std::vector<Bar>& bars, int filter, double step, double maximum) {
+    Vec out(bars.size(), F);
+    int position = 0, counted = 0;
+    double stop = 0, highest = 0, lowest = 0, factor = std::min(step, maximum), prevHigh = 0, prevLow = 0;
+    for (std::size_t i = 0; i < bars.size(); ++i) {
+        if (bars[i].close == F) continue;
+        const double h = bars[i].high, l = bars[i].low;
+        const bool first = ++counted == 1, newHigh = first || h > highest, newLow = first || l < lowest;
+        highest = newHigh ? h : highest;
+        lowest = newLow ? l : lowest;
+        if ((position > 0 && newHigh) || (position < 0 && newLow)) factor = std::min(factor + step, maximum);
+        const auto reverse = [&](int to) {
+            stop = to > 0 ? lowest : highest;
+            position = to, factor = std::min(step, maximum), highest = h, lowest = l;
+        };
+        if (position == 0 && counted >= 5) {
+            if (l <= lowest) position = 1, stop = lowest;
+            if (h >= highest) {
+                position = -1, stop = highest;
+                if (h >= stop) reverse(1);
+            }
+        } else if (position > 0 && l <= stop) {
+            reverse(-1);
+        } else if (position < 0 && h >= stop) {
+            reverse(1);
+        }
+        if (position > 0) {
+            stop = stop + (highest - stop) * factor;
+            if (l < stop) stop = l;
+            if (prevLow < stop) stop = prevLow;
+        } else if (position < 0) {
+            stop = stop - (stop - lowest) * factor;
+            if (h > stop) stop = h;
+            if (prevHigh > stop) stop = prevHigh;
+        }
+        prevHigh = h, prevLow = l;
+        if (position != 0) out[i] = filter == 0 || (filter > 0) == (position > 0) ? stop : F;
+    }
+    return out;
+}
+
+TEST_F(RsiSarTest, ParabolicFollowsItsRulesBarByBar) {
+    // a walk in quarter points, so that extremes tie and stops are touched exactly; some closes
+    // missing, some highs and lows NaN
+    std::mt19937 rng(17);
+    std::uniform_real_distribution<double> u(0, 1);
+    std::vector<Bar> bars;
+    double p = 100;
+    for (int i = 0; i < 4000; ++i) {
+        p += std::round((u(rng) - 0.5) * 6) / 4;
+        const double h = i % 211 == 70 ? NAN : p + std::round(u(rng) * 3) / 4;
+        const double l = i % 223 == 90 ? NAN : p - std::round(u(rng) * 3) / 4;
+        bars.push_back({1.0 + i, p, h, l, i % 29 == 11 ? F : p, 1});
+    }
+    Market m(bars);
+    for (const auto& [step, maximum] : std::vector<std::pair<double, double>>{{0.02, 0.2}, {0.3, 0.5}, {0.05, 0.05}})
+        for (int filter : {0, 1, -1}) {
+            Vec got = stop("Parabolic", m, filter, step, maximum);
+            got.resize(bars.size(), F);
+            EXPECT_EQ(got, parabolicByRules(bars, filter, step, maximum)) << step << " " << filter;
+        }
 }
 
 TEST_F(RsiSarTest, ParabolicCountsOnlyBarsWithACloseAndCapsItsFactor) {
