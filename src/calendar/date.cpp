@@ -14,20 +14,6 @@ int32_t saturate(int64_t v) {
     return v > INT32_MAX ? INT32_MAX : v < INT32_MIN ? INT32_MIN : static_cast<int32_t>(v);
 }
 
-int64_t floorDiv(int64_t a, int64_t b) {
-    const int64_t q = a / b;
-    return (a % b != 0 && (a < 0) != (b < 0)) ? q - 1 : q;
-}
-
-int64_t floorMod(int64_t a, int64_t b) { return a - floorDiv(a, b) * b; }
-
-// floor without a library call for the values of dates (exact below 2^52 in magnitude).
-double floorOf(double v) {
-    if (!(std::fabs(v) < 4503599627370496.0)) return std::floor(v);
-    const double t = static_cast<double>(static_cast<int64_t>(v));
-    return t > v ? t - 1.0 : t;
-}
-
 bool leapYear(int64_t y) { return (y % 4 == 0 && y % 100 != 0) || y % 400 == 0; }
 
 // Days from 30 December 1899 to the first of a month of any proleptic Gregorian year.
@@ -82,15 +68,6 @@ thread_local int32_t t_easterValue = 0;
 int32_t Date::yyyymmdd() const {
     return saturate((static_cast<int64_t>(year) * 100 + month) * 100 + day);
 }
-
-int32_t truncToInt32(double v) {
-    if (!(v == v)) return 0;
-    if (v >= 2147483647.0) return INT32_MAX;
-    if (v <= -2147483648.0) return INT32_MIN;
-    return static_cast<int32_t>(v);
-}
-
-int32_t floorToInt32(double v) { return truncToInt32(floorOf(v)); }
 
 int32_t civilDayNumber(int32_t year, int32_t month, int32_t day) {
     return saturate(firstOfMonth(year, month) + day - 1);
@@ -152,11 +129,9 @@ void NormalizeMonth(int32_t& year, int32_t& month) {
     month = static_cast<int32_t>(m);
 }
 
-int WeekdayOf(int32_t dayNumber) { return static_cast<int>(floorMod(static_cast<int64_t>(dayNumber) + 2415020, 7)); }
 
 int WeekdayOf(int32_t year, int32_t month, int32_t day) { return WeekdayOf(DayNumberFromDate(year, month, day)); }
 
-bool IsBusinessDay(int32_t dayNumber) { return floorMod(static_cast<int64_t>(dayNumber) + 2415021, 7) >= 2; }
 
 bool IsBusinessDay(int32_t year, int32_t month, int32_t day) {
     return IsBusinessDay(DayNumberFromDate(year, month, day));
@@ -180,13 +155,6 @@ int32_t EasterSunday(int32_t year) {
     t_easterKey = year;
     t_easterValue = result;
     return result;
-}
-
-int32_t MillisOfDay(BarDateTime v) {
-    const double fraction = v - floorOf(v);
-    if (!(fraction == fraction)) return 0;
-    // the product is at least 0, so truncation is its floor
-    return static_cast<int32_t>(fraction * 86400000.0 + 0.5);
 }
 
 BarDateTime MakeDateTime(double date, int32_t month, int32_t day, double time, int32_t form, double seconds) {
@@ -221,22 +189,6 @@ BarDateTime MakeDateTime(double date, int32_t month, int32_t day, double time, i
 SessionBounds SessionBounds::of(const BarRecord& market) {
     return {market.sessionStart, market.sessionEnd, market.dayEnd == 0 ? 1440 : market.dayEnd,
             market.session2Start, market.session2End};
-}
-
-int32_t tradingDayOf(BarDateTime v, const SessionBounds& s, bool sessionFlag) {
-    const int32_t m = MillisOfDay(v) / 60000;
-    const int32_t day = floorToInt32(m >= s.dayEnd ? v + 1.0 : v);
-    if (!sessionFlag) return day;
-    if (!IsBusinessDay(day)) return 0;
-    if (s.start2 <= 0 && s.end2 <= 0) return day;
-    if (s.innerEnd != s.end2 && s.innerEnd < m && m < s.dayEnd) return 0;
-    if (s.start == s.start2) return day;
-    if (s.start <= s.dayEnd) {
-        if (m < s.start || m >= s.dayEnd) return 0;
-    } else if (s.dayEnd <= m && m < s.start) {
-        return 0;
-    }
-    return day;
 }
 
 int32_t TradingDayNumber(const BarRecord& market, int32_t bar, bool sessionFlag) {

@@ -5,6 +5,7 @@
 // A day number counts whole days from 30 December 1899 (day 0; day 25569 is 1 January 1970);
 // a BarDateTime adds the time of day as a fraction (0.5 is noon).
 #pragma once
+#include <cmath>
 #include <cstdint>
 
 namespace fk {
@@ -31,10 +32,30 @@ struct Date {
     bool operator==(const Date&) const = default;
 };
 
+// Division and remainder rounded towards minus infinity.
+inline int64_t floorDiv(int64_t a, int64_t b) {
+    const int64_t q = a / b;
+    return (a % b != 0 && (a < 0) != (b < 0)) ? q - 1 : q;
+}
+inline int64_t floorMod(int64_t a, int64_t b) { return a - floorDiv(a, b) * b; }
+
+// floor without a library call for the values of dates (exact below 2^52 in magnitude).
+inline double floorOf(double v) {
+    if (!(std::fabs(v) < 4503599627370496.0)) return std::floor(v);
+    const double t = static_cast<double>(static_cast<int64_t>(v));
+    return t > v ? t - 1.0 : t;
+}
+
 // Conversions of a double to a 32-bit integer without undefined behaviour: values beyond the
-// range are held at its ends and NaN becomes 0.
-int32_t truncToInt32(double v);
-int32_t floorToInt32(double v);
+// range are held at its ends and NaN becomes 0. Inline, as the per-bar date functions call
+// them on every bar.
+inline int32_t truncToInt32(double v) {
+    if (!(v == v)) return 0;
+    if (v >= 2147483647.0) return INT32_MAX;
+    if (v <= -2147483648.0) return INT32_MIN;
+    return static_cast<int32_t>(v);
+}
+inline int32_t floorToInt32(double v) { return truncToInt32(floorOf(v)); }
 
 // Day number of a proleptic Gregorian date taken as given: no two-digit years, month 1..12,
 // a day beyond the month's end running on into the next month.
@@ -54,15 +75,20 @@ int32_t DaysInMonth(int32_t year, int32_t month);
 // The month brought into 1..12, whole years carried into the year.
 void NormalizeMonth(int32_t& year, int32_t& month);
 // 0 Sunday .. 6 Saturday.
-int WeekdayOf(int32_t dayNumber);
+inline int WeekdayOf(int32_t dayNumber) { return static_cast<int>(floorMod(static_cast<int64_t>(dayNumber) + 2415020, 7)); }
 int WeekdayOf(int32_t year, int32_t month, int32_t day);
 // Monday to Friday.
-bool IsBusinessDay(int32_t dayNumber);
+inline bool IsBusinessDay(int32_t dayNumber) { return floorMod(static_cast<int64_t>(dayNumber) + 2415021, 7) >= 2; }
 bool IsBusinessDay(int32_t year, int32_t month, int32_t day);
 // Day number of Easter Sunday (Gregorian computus); 0 for years before 1583.
 int32_t EasterSunday(int32_t year);
 // Milliseconds since midnight, rounded to the nearest millisecond.
-int32_t MillisOfDay(BarDateTime v);
+inline int32_t MillisOfDay(BarDateTime v) {
+    const double fraction = v - floorOf(v);
+    if (!(fraction == fraction)) return 0;
+    // the product is at least 0, so truncation is its floor
+    return static_cast<int32_t>(fraction * 86400000.0 + 0.5);
+}
 
 // A date-time from the six numbers of DateToJulian: a YYYYMMDD date (18,000,000 and above), a day
 // number (month and day both 0 or below) or a year with month and day; the time a fraction of a
@@ -85,7 +111,21 @@ struct SessionBounds {
 
 // The trading day of a bar stamped v: a bar at or after the day end belongs to the next day.
 // With the session flag, weekend days and bars outside the sessions give 0.
-int32_t tradingDayOf(BarDateTime v, const SessionBounds& session, bool sessionFlag);
+inline int32_t tradingDayOf(BarDateTime v, const SessionBounds& s, bool sessionFlag) {
+    const int32_t m = MillisOfDay(v) / 60000;
+    const int32_t day = floorToInt32(m >= s.dayEnd ? v + 1.0 : v);
+    if (!sessionFlag) return day;
+    if (!IsBusinessDay(day)) return 0;
+    if (s.start2 <= 0 && s.end2 <= 0) return day;
+    if (s.innerEnd != s.end2 && s.innerEnd < m && m < s.dayEnd) return 0;
+    if (s.start == s.start2) return day;
+    if (s.start <= s.dayEnd) {
+        if (m < s.start || m >= s.dayEnd) return 0;
+    } else if (s.dayEnd <= m && m < s.start) {
+        return 0;
+    }
+    return day;
+}
 // The same for bar `bar` of a market, read through its date-time series.
 int32_t TradingDayNumber(const BarRecord& market, int32_t bar, bool sessionFlag);
 
