@@ -111,20 +111,23 @@ struct SessionBounds {
 
 // The trading day of a bar stamped v: a bar at or after the day end belongs to the next day.
 // With the session flag, weekend days and bars outside the sessions give 0.
+// Whether a bar at minute m of a business day lies within the sessions (has a trading day).
+inline bool inSessions(int32_t m, const SessionBounds& s) {
+    if (s.start2 <= 0 && s.end2 <= 0) return true;
+    if (s.innerEnd != s.end2 && s.innerEnd < m && m < s.dayEnd) return false;
+    if (s.start == s.start2) return true;
+    if (s.start <= s.dayEnd) return m >= s.start && m < s.dayEnd;
+    return !(s.dayEnd <= m && m < s.start);
+}
+// The day a bar stamped v at minute m of its day belongs to: the next one from the day end on.
+inline int32_t dayOfMinute(BarDateTime v, int32_t m, const SessionBounds& s) {
+    return floorToInt32(m >= s.dayEnd ? v + 1.0 : v);
+}
 inline int32_t tradingDayOf(BarDateTime v, const SessionBounds& s, bool sessionFlag) {
     const int32_t m = MillisOfDay(v) / 60000;
-    const int32_t day = floorToInt32(m >= s.dayEnd ? v + 1.0 : v);
+    const int32_t day = dayOfMinute(v, m, s);
     if (!sessionFlag) return day;
-    if (!IsBusinessDay(day)) return 0;
-    if (s.start2 <= 0 && s.end2 <= 0) return day;
-    if (s.innerEnd != s.end2 && s.innerEnd < m && m < s.dayEnd) return 0;
-    if (s.start == s.start2) return day;
-    if (s.start <= s.dayEnd) {
-        if (m < s.start || m >= s.dayEnd) return 0;
-    } else if (s.dayEnd <= m && m < s.start) {
-        return 0;
-    }
-    return day;
+    return IsBusinessDay(day) && inSessions(m, s) ? day : 0;
 }
 // The same for bar `bar` of a market, read through its date-time series.
 int32_t TradingDayNumber(const BarRecord& market, int32_t bar, bool sessionFlag);

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "calendar/date.h"
+#include "containers/plain_bars.h"
 #include "containers/scratch.h"
 #include "containers/series.h"
 #include "market/bar_record.h"
@@ -331,20 +332,32 @@ void writeRemainingBarsInDay(const BarRecord& market, SeriesHandle& out, int32_t
                                       session.innerEnd < dayEnd
                                   ? session.innerEnd
                                   : dayEnd;
-        for (int32_t i = start; i < bars; ++i) {
-            const double v = stamps[i];
-            if (v == noStamp) {
-                o.set(i, o.fill());
-                continue;
+        // the bars left from each minute of the day (a minute may round up to 1440), 0 outside
+        // the sessions; found when a bar first has that minute, as many bars share each
+        int16_t leftFrom[1441];
+        std::memset(leftFrom, 0xFF, sizeof leftFrom);
+        const auto run = [&](const auto& stamp, auto& w) {
+            int32_t lastDay = INT32_MIN;
+            bool business = false;
+            for (int32_t i = start; i < bars; ++i) {
+                const double v = stamp[i];
+                if (v == noStamp) {
+                    w.set(i, w.fill());
+                    continue;
+                }
+                const int32_t m = MillisOfDay(v) / 60000;
+                if (const int32_t day = dayOfMinute(v, m, session); day != lastDay) {
+                    lastDay = day;
+                    business = IsBusinessDay(day);
+                }
+                if (leftFrom[m] < 0) {
+                    const int32_t left = m < dayEnd ? close - m : close + 1440 - m;
+                    leftFrom[m] = static_cast<int16_t>(inSessions(m, session) ? std::max(0, (left + n - 1) / n) : 0);
+                }
+                w.set(i, business ? leftFrom[m] : 0);
             }
-            if (tradingDayOf(v, session, true) == 0) {
-                o.set(i, 0.0);
-                continue;
-            }
-            const int32_t m = MillisOfDay(v) / 60000;
-            const int32_t left = m < dayEnd ? close - m : close + 1440 - m;
-            o.set(i, static_cast<double>(std::max(0, (left + n - 1) / n)));
-        }
+        };
+        withPlainArrays(start, bars, o, run, stamps);
         return;
     }
 
