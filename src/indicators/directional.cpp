@@ -6,6 +6,7 @@
 
 #include "indicators/averages.h"
 #include "indicators/lengths.h"
+#include "indicators/select.h"
 #include "market/market_view.h"
 
 namespace fk::indicators {
@@ -29,12 +30,14 @@ struct DirectionalState {
     [[gnu::always_inline]] bool add(const In& high, const In& low, const In& close, int32_t i) {
         ++c;
         const double h = high[i], l = low[i], prevClose = close[i - 1];
-        double up = h - high[i - 1], down = low[i - 1] - l;
-        up = up > 0 ? up : 0.0;
-        down = down > 0 ? down : 0.0;
-        // only the larger move counts, and equal moves count for neither (selects rather than
-        // branches: the direction of a bar is not predictable)
-        const double plusMove = up > down ? up : 0.0, minusMove = down > up ? down : 0.0;
+        // Only a rise of the high (a fall of the low) is a move, only the larger move counts, and
+        // equal moves count for neither. Both sides are chosen side by side by mask, without a
+        // branch: the direction of a bar is a coin flip to a predictor.
+        const Pair zero = {0.0, 0.0};
+        Pair moves = {h - high[i - 1], low[i - 1] - l};
+        moves = blend(moves > zero, moves, zero);
+        moves = blend(moves > __builtin_shufflevector(moves, moves, 1, 0), moves, zero);
+        const double plusMove = moves[0], minusMove = moves[1];
         double tr = h - l;
         tr = h - prevClose > tr ? h - prevClose : tr;
         tr = prevClose - l > tr ? prevClose - l : tr;

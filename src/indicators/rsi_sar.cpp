@@ -4,6 +4,7 @@
 
 #include "indicators/averages.h"
 #include "indicators/lengths.h"
+#include "indicators/select.h"
 #include "market/market_view.h"
 
 namespace fk::indicators {
@@ -41,10 +42,12 @@ struct StrengthState {
                 loss /= dn;
             }
         } else {
-            // Wilder smoothing; a zero move added leaves the other side's product unchanged
-            const double up = d > 0 ? d : 0.0, down = d > 0 ? 0.0 : -d;
-            gain = (kept * gain + up) / dn;
-            loss = (kept * loss + down) / dn;
+            // Wilder smoothing; a zero move added leaves the other side's product unchanged. The
+            // side is chosen by mask: whether a move is a gain is a coin flip to a predictor.
+            const PairMask gained = Pair{d, d} > Pair{0.0, 0.0};
+            const Pair move = blend(gained, Pair{d, 0.0}, Pair{0.0, -d});
+            gain = (kept * gain + move[0]) / dn;
+            loss = (kept * loss + move[1]) / dn;
         }
         return true;
     }
