@@ -6,6 +6,7 @@
 #include "indicators/averages.h"
 #include "indicators/lengths.h"
 #include "market/market_view.h"
+#include "platform/cpu.h"
 
 namespace fk::indicators {
 
@@ -139,10 +140,11 @@ void accumulate(const Bars& c, const Bars& h, const Bars& l, const Bars& v, int3
 #else
 #define FK_SELECTS_MAY_NOT_TRAP
 #endif
-FK_SELECTS_MAY_NOT_TRAP void accumulationTerms(const double* __restrict c, const double* __restrict h,
-                                               const double* __restrict l, const double* __restrict v, int32_t len,
-                                               double missing, double highFill, double lowFill, double volumeFill,
-                                               double* __restrict term, double* __restrict gone) {
+FK_SELECTS_MAY_NOT_TRAP [[gnu::always_inline]] inline void termsOf(const double* __restrict c, const double* __restrict h,
+                                                                   const double* __restrict l, const double* __restrict v,
+                                                                   int32_t len, double missing, double highFill,
+                                                                   double lowFill, double volumeFill,
+                                                                   double* __restrict term, double* __restrict gone) {
     for (int32_t j = 0; j < len; ++j) {
         const double ci = c[j], hi = h[j], li = l[j], vi = v[j];
         const double t = vi * ((ci - li) - (hi - ci)) / (hi - li);
@@ -151,6 +153,19 @@ FK_SELECTS_MAY_NOT_TRAP void accumulationTerms(const double* __restrict c, const
         gone[j] = out ? 1.0 : 0.0;
     }
 }
+// The same loop for processors with 256-bit vectors: four divisions an instruction, not two (the
+// divisions set the pace).
+#define FK_TERMS_ARGS                                                                                                  \
+    const double *__restrict c, const double *__restrict h, const double *__restrict l, const double *__restrict v,   \
+        int32_t len, double missing, double highFill, double lowFill, double volumeFill, double *__restrict term,      \
+        double *__restrict gone
+FK_SELECTS_MAY_NOT_TRAP void accumulationTerms(FK_TERMS_ARGS) {
+    termsOf(c, h, l, v, len, missing, highFill, lowFill, volumeFill, term, gone);
+}
+FK_SELECTS_MAY_NOT_TRAP [[gnu::target("avx2")]] void accumulationTermsWide(FK_TERMS_ARGS) {
+    termsOf(c, h, l, v, len, missing, highFill, lowFill, volumeFill, term, gone);
+}
+#undef FK_TERMS_ARGS
 
 // The accumulation over plain arrays, a block of terms at a time, then their running sum in bar
 // order. Adding the 0 of a bar that misses a value leaves the sum as it was: it starts at +0 and
@@ -160,10 +175,11 @@ void accumulatePlain(const double* c, const double* h, const double* l, const do
     constexpr int32_t kBlock = 256;
     double term[kBlock], gone[kBlock];
     double ad = 0;
+    const bool wide = platform::wideVectors();
     for (int32_t from = 0; from < bars; from += kBlock) {
         const int32_t len = std::min(kBlock, bars - from);
-        accumulationTerms(c + from, h + from, l + from, v + from, len, missing, highFill, lowFill, volumeFill, term,
-                          gone);
+        (wide ? accumulationTermsWide : accumulationTerms)(c + from, h + from, l + from, v + from, len, missing,
+                                                           highFill, lowFill, volumeFill, term, gone);
         double* qb = q + from;
         for (int32_t j = 0; j < len; ++j) {
             ad = term[j] + ad;

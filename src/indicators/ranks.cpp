@@ -137,14 +137,6 @@ inline void moveTowards(double* s, int32_t n, int32_t r, int32_t p) {
 
 } // namespace
 
-bool wideVectors() {
-    static const bool wide = [] {
-        __builtin_cpu_init();
-        return __builtin_cpu_supports("avx2") != 0;
-    }();
-    return wide;
-}
-
 [[gnu::target("avx2")]] void putWide(double* v, int32_t at, double x) {
     const QuadCount lanes = {0, 1, 2, 3};
     Quad four;
@@ -364,7 +356,7 @@ struct RankRun {
 template <template <int> class Run, class Arg>
 bool ranInRegisters(SeriesHandle& outH, const SeriesHandle& xH, int32_t n, int32_t start, const Arg& arg) {
     const int32_t count = series::count(xH);
-    if (!wideVectors() || n > kInRegisters || n > count || start >= count) return false;
+    if (!platform::wideVectors() || n > kInRegisters || n > count || start >= count) return false;
     NumberOut out(&outH, count);
     const NumberView x(&xH);
     const int32_t lead = windowLead(x, n, start);

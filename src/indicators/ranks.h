@@ -9,6 +9,7 @@
 #include "containers/scratch.h"
 #include "containers/series.h"
 #include "frame/status.h"
+#include "platform/cpu.h"
 
 namespace fk::ranks {
 
@@ -40,9 +41,6 @@ private:
     bool rebuilt_;                       // short and wide: written afresh on each update
 };
 
-// Whether the processor has the 256-bit vectors (AVX2).
-bool wideVectors();
-
 // What a window keeps beside its values in time order.
 enum class Keep {
     Values,     // nothing more
@@ -54,7 +52,7 @@ enum class Keep {
 // oldest. A window is only usable when it is `ok()`: the heap had room for it.
 class OrderedWindow {
 public:
-    explicit OrderedWindow(int32_t n, Keep keep = Keep::Values, bool wide = wideVectors())
+    explicit OrderedWindow(int32_t n, Keep keep = Keep::Values, bool wide = platform::wideVectors())
         : cap_(n), keep_(keep), ring_(ringFor(n)), slots_(slotsFor(n, keep)),
           sorted_(slots_.ok() ? slots_.data() : nullptr, keep == Keep::Sorted && slots_.ok() ? n : 0, wide),
           wide_(wide) {}

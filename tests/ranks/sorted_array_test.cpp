@@ -18,7 +18,7 @@ namespace {
 bool sameBits(double a, double b) { return std::memcmp(&a, &b, sizeof a) == 0; }
 
 // The ways this machine offers: always the narrow one, the wide one where the vectors exist.
-std::vector<bool> ways() { return wideVectors() ? std::vector<bool>{false, true} : std::vector<bool>{false}; }
+std::vector<bool> ways() { return platform::wideVectors() ? std::vector<bool>{false, true} : std::vector<bool>{false}; }
 
 TEST(SortedArray, EveryWayMatchesTheModel) {
     const double pool[] = {-HUGE_VAL, -2, -0.0, 0.0, 0.5, 1, 1, 3, HUGE_VAL};
