@@ -450,13 +450,15 @@ public:
         while (!present(x_[a_], missing_));
         return a_ < turn_ || turnAt(last);
     }
+    // (the comparison of the values made whether or not a turn is ahead, so that it is a choice,
+    // not a branch)
     double high() const {
-        const double before = highs_[a_ & mask_];
-        return a_ < turn_ && before > top_ ? before : top_;
+        const double before = highs_[a_ & mask_], higher = before > top_ ? before : top_;
+        return a_ < turn_ ? higher : top_;
     }
     double low() const {
-        const double before = lows_[a_ & mask_];
-        return a_ < turn_ && before < bottom_ ? before : bottom_;
+        const double before = lows_[a_ & mask_], lower = before < bottom_ ? before : bottom_;
+        return a_ < turn_ ? lower : bottom_;
     }
 
 private:
@@ -545,7 +547,7 @@ StatusCode lateralRun(SeriesHandle& outH, const SeriesHandle& xH, double height,
         const bool box = length >= nmin;
         const double hi = run.high(), lo = run.low();
         switch (what) {
-        case BoxValue::length: out.set(i, box ? length : 0); break;
+        case BoxValue::length: out.set(i, length * static_cast<int32_t>(box)); break;
         case BoxValue::top: out.set(i, box ? hi : fill); break;
         case BoxValue::bottom: out.set(i, box ? lo : fill); break;
         case BoxValue::middle: out.set(i, box ? (hi + lo) / 2 : fill); break;
