@@ -77,14 +77,20 @@ public:
         const int64_t from = std::clamp<int64_t>(int64_t{year} - 1, firstYear_, lastYear_);
         const int64_t to = std::clamp<int64_t>(int64_t{year} + 1, firstYear_, lastYear_);
         if (from == shownFrom_ && to == shownTo_) return;
+        const int32_t years = static_cast<int32_t>(to - from + 1);
+        if (from == int64_t{shownFrom_} + 1 && to == int64_t{shownTo_} + 1) {
+            // a year on: the years kept move to the front and the new one follows them
+            const int32_t gone = yearCount_[0];
+            std::memmove(window_, window_ + gone, sizeof(int32_t) * (count_ - gone));
+            count_ -= gone;
+            std::memmove(yearCount_, yearCount_ + 1, sizeof(int32_t) * (years - 1));
+            appendYear(static_cast<int32_t>(to), years - 1);
+        } else {
+            count_ = 0;
+            for (int32_t k = 0; k < years; ++k) appendYear(static_cast<int32_t>(from + k), k);
+        }
         shownFrom_ = static_cast<int32_t>(from);
         shownTo_ = static_cast<int32_t>(to);
-        count_ = 0;
-        for (int64_t y = from; y <= to; ++y) {
-            const YearHolidays h = builtInHolidays(static_cast<int32_t>(y));
-            std::memcpy(window_ + count_, h.days, sizeof(int32_t) * h.count);
-            count_ += h.count;
-        }
         entries_ = window_;
         near_ = 0;
     }
@@ -108,6 +114,14 @@ public:
     int32_t operator[](int32_t k) const { return entries_[k]; }
 
 private:
+    // The built-in holidays of a year after those held, as the k-th year of the window.
+    void appendYear(int32_t year, int32_t k) {
+        const YearHolidays h = builtInHolidays(year);
+        std::memcpy(window_ + count_, h.days, sizeof(int32_t) * h.count);
+        count_ += h.count;
+        yearCount_[k] = h.count;
+    }
+
     // Dates written YYYYMMDD; the no-value mark, impossible dates and weekend days are passed over.
     void readHostList(const SeriesHandle& h) {
         int32_t* e = host_.data();
@@ -133,6 +147,7 @@ private:
     int32_t firstYear_ = 0, lastYear_ = -1;
     int32_t shownFrom_ = INT32_MIN, shownTo_ = INT32_MIN;
     int32_t window_[3 * kMaxHolidaysPerYear];
+    int32_t yearCount_[3] = {0, 0, 0}; // the holidays of each year of the window
     const int32_t* entries_ = window_;
     int32_t count_ = 0;
     int32_t near_ = 0;
