@@ -405,11 +405,12 @@ StatusCode mostRecentOccurrence(SeriesHandle& outHandle, const SeriesHandle& con
     withDirectAccess(out, cond, c, startBar, count, [&](auto in, auto& w) {
         int32_t* slots = ring.data();
         for (int32_t b = startBar; b < count; ++b) {
-            // a true bar takes the slot of the oldest one (without a branch on the condition)
+            // a true bar takes the slot of the oldest one, chosen by mask: a compiler makes a
+            // branch of `t ? b : slot`, and whether a bar is true is a coin flip to a predictor
             const int32_t t = isTrue(in[b], missing);
-            slots[pos] = t ? b : slots[pos];
+            slots[pos] = (b & -t) | (slots[pos] & (t - 1));
             pos += t;
-            pos = pos == n ? 0 : pos;
+            pos &= -static_cast<int32_t>(pos != n);
             const int64_t l = constantLimit ? fixedLimit : lookBack(len[b]);
             const int64_t ago = static_cast<int64_t>(b) - slots[pos]; // huge for an empty slot
             w.set(b, ago <= l ? static_cast<double>(ago) : none);
