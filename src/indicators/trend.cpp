@@ -161,8 +161,11 @@ StatusCode gannTrend(SeriesHandle& outH, const BarRecord& market) {
         for (int32_t i = 0; i <= last; ++i) {
             const double h = highs[i], l = lows[i];
             if (h != highMissing && l != lowMissing) {
-                if (h > h1 && l > l1) line = h;
-                else if (h < h1 && l < l1) line = l;
+                // a higher high and higher low takes the high, a lower high and lower low the
+                // low; picked by index, as the direction of a bar is a coin flip to a predictor
+                const int up = (h > h1) & (l > l1), down = (h < h1) & (l < l1);
+                const double pick[3] = {line, h, l};
+                line = pick[up + 2 * down];
                 y.set(i, line);
             }
             h1 = h;
