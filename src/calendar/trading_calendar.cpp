@@ -174,11 +174,10 @@ public:
             const int weekday = WeekdayOf(d);
             // (in 64 bits: the Monday of the first day number's week lies before it)
             const int64_t monday = int64_t{d} - (weekday - 1);
-            if (monday != monday_) {
-                monday_ = monday;
-                belowMonday_ = list_.below(monday);
-            }
-            value = weekday - (k - belowMonday_);
+            // the holidays from Monday to d, found back from the entries before d (rarely any)
+            int32_t fromMonday = 0;
+            while (k - fromMonday > 0 && list_[k - fromMonday - 1] >= monday) ++fromMonday;
+            value = weekday - fromMonday;
         } else if constexpr (What == TradingCount::DayOfMonth) {
             value = through - beforeMonth_ - (k - belowMonthFirst_);
         } else if constexpr (What == TradingCount::DayOfYear) {
@@ -212,7 +211,6 @@ private:
         belowMonthFirst_ = list_.below(monthFirst_);
         belowNextMonth_ = list_.below(int64_t{monthLast_} + 1);
         belowYearFirst_ = list_.below(yearFirst_);
-        monday_ = INT64_MIN;
     }
 
     HolidayList& list_;
@@ -220,8 +218,6 @@ private:
     int32_t monthFirst_ = 1, monthLast_ = 0, yearFirst_ = 0;
     int64_t beforeMonth_ = 0, beforeNextMonth_ = 0, beforeYear_ = 0;
     int32_t belowMonthFirst_ = 0, belowNextMonth_ = 0, belowYearFirst_ = 0;
-    int64_t monday_ = INT64_MIN;
-    int32_t belowMonday_ = 0;
 };
 
 // Bars start .. bars - 1 of one count; a day's count is worked out once for all its bars.
