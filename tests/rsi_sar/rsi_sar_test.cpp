@@ -103,13 +103,6 @@ TEST_F(RsiSarTest, ParabolicTrace) {
     expectNear(stop("Parabolic", m, 0, 0, 0), want, 1e-15);
     EXPECT_EQ(stop("Parabolic", m, 0, step, 0.20000000298023224), stop("Parabolic", m, 0, 0, 0));
     EXPECT_NE(stop("Parabolic", m, 0, 0.02, 0.2), stop("Parabolic", m, 0, 0, 0));
-
-    const std::vector<double> both = stop("Parabolic", m, 0, 0, 0);
-    const std::vector<double> longOnly = stop("Parabolic", m, 1, 0, 0), shortOnly = stop("Parabolic", m, -2, 0, 0);
-    EXPECT_EQ(std::vector<double>(longOnly.begin(), longOnly.begin() + 7), std::vector<double>(both.begin(), both.begin() + 7));
-    EXPECT_EQ(longOnly[7], F);
-    EXPECT_EQ(shortOnly[6], F);
-    EXPECT_EQ(shortOnly[7], both[7]);
 }
 
 // The parabolic stop read from its rules bar by bar.
@@ -169,23 +162,11 @@ TEST_F(RsiSarTest, ParabolicFollowsItsRulesBarByBar) {
     }
     Market m(bars);
     for (const auto& [step, maximum] : std::vector<std::pair<double, double>>{{0.02, 0.2}, {0.3, 0.5}, {0.05, 0.05}})
-        for (int filter : {0, 1, -1}) {
+        for (int filter : {0, 1, -2}) {
             Vec got = stop("Parabolic", m, filter, step, maximum);
             got.resize(bars.size(), F);
             EXPECT_EQ(got, parabolicByRules(bars, filter, step, maximum)) << step << " " << filter;
         }
-}
-
-TEST_F(RsiSarTest, ParabolicCountsOnlyBarsWithACloseAndCapsItsFactor) {
-    std::vector<Bar> bars = rangeBars({{10, 9}, {11, 10}, {12, 11}, {13, 12}, {14, 13}, {15, 14}, {16, 15}});
-    bars[2].close = kMissing;
-    Market m(bars);
-    const std::vector<double> got = stop("Parabolic", m, 0, 0.3, 0.5);
-    ASSERT_EQ(got.size(), 7u);
-    for (int i = 0; i <= 4; ++i) EXPECT_EQ(got[i], F) << i; // the fifth counted bar is bar 5
-    const double first = 9 + (15 - 9) * 0.3;
-    EXPECT_DOUBLE_EQ(got[5], first);
-    EXPECT_DOUBLE_EQ(got[6], std::min({first + (16 - first) * 0.5, 15.0, 14.0}));
 }
 
 TEST_F(RsiSarTest, VolatilityStop) {
