@@ -32,12 +32,11 @@ struct Date {
     bool operator==(const Date&) const = default;
 };
 
-// Division and remainder rounded towards minus infinity.
+// Division rounded towards minus infinity.
 inline int64_t floorDiv(int64_t a, int64_t b) {
     const int64_t q = a / b;
     return (a % b != 0 && (a < 0) != (b < 0)) ? q - 1 : q;
 }
-inline int64_t floorMod(int64_t a, int64_t b) { return a - floorDiv(a, b) * b; }
 
 // floor without a library call for the values of dates (exact below 2^52 in magnitude).
 inline double floorOf(double v) {
@@ -74,11 +73,17 @@ Date SplitYyyymmdd(int32_t yyyymmdd);
 int32_t DaysInMonth(int32_t year, int32_t month);
 // The month brought into 1..12, whole years carried into the year.
 void NormalizeMonth(int32_t& year, int32_t& month);
-// 0 Sunday .. 6 Saturday.
-inline int WeekdayOf(int32_t dayNumber) { return static_cast<int>(floorMod(static_cast<int64_t>(dayNumber) + 2415020, 7)); }
+// (d + 2) mod 7 for every 32-bit day, in 32-bit unsigned arithmetic: the day moved up by 2^31
+// (which leaves 2 over 7) is never negative, and one unsigned division by 7 is a multiplication.
+inline uint32_t dayPlusTwoMod7(int32_t d) { return (static_cast<uint32_t>(d) ^ 0x80000000u) % 7u; }
+// 0 Sunday .. 6 Saturday (day 0 was a Saturday).
+inline int WeekdayOf(int32_t dayNumber) {
+    const uint32_t r = dayPlusTwoMod7(dayNumber);
+    return static_cast<int>(r >= 3 ? r - 3 : r + 4);
+}
 int WeekdayOf(int32_t year, int32_t month, int32_t day);
 // Monday to Friday.
-inline bool IsBusinessDay(int32_t dayNumber) { return floorMod(static_cast<int64_t>(dayNumber) + 2415021, 7) >= 2; }
+inline bool IsBusinessDay(int32_t dayNumber) { return dayPlusTwoMod7(dayNumber) - 2u >= 2u; } // not 6 or 0
 bool IsBusinessDay(int32_t year, int32_t month, int32_t day);
 // Day number of Easter Sunday (Gregorian computus); 0 for years before 1583.
 int32_t EasterSunday(int32_t year);
@@ -123,7 +128,7 @@ inline bool inSessions(int32_t m, const SessionBounds& s) {
 inline int32_t dayOfMinute(BarDateTime v, int32_t m, const SessionBounds& s) {
     return floorToInt32(m >= s.dayEnd ? v + 1.0 : v);
 }
-inline int32_t tradingDayOf(BarDateTime v, const SessionBounds& s, bool sessionFlag) {
+[[gnu::always_inline]] inline int32_t tradingDayOf(BarDateTime v, const SessionBounds& s, bool sessionFlag) {
     const int32_t m = MillisOfDay(v) / 60000;
     const int32_t day = dayOfMinute(v, m, s);
     if (!sessionFlag) return day;

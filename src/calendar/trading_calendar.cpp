@@ -17,11 +17,13 @@ using series::NumberOut;
 using series::NumberView;
 
 // Business days in [day 2, x), day 2 being a Monday; negative for x before it.
+// The days asked about are within a few days of the 32-bit range: moved up by 7 x 2^32 they are
+// never negative, so that one unsigned division gives the weeks and the days over.
 int64_t businessBefore(int64_t x) {
-    const int64_t k = x - 2;
-    int64_t weeks = k / 7;
-    if (k % 7 != 0 && k < 0) --weeks;
-    return 5 * weeks + std::min<int64_t>(k - 7 * weeks, 5);
+    constexpr int64_t kLift = int64_t{1} << 32;
+    const uint64_t k = static_cast<uint64_t>(x - 2 + 7 * kLift);
+    const int64_t weeks = static_cast<int64_t>(k / 7) - kLift;
+    return 5 * weeks + std::min<int64_t>(static_cast<int64_t>(k % 7), 5);
 }
 
 int64_t businessDaysWide(int64_t a, int64_t b) { return b < a ? 0 : businessBefore(b + 1) - businessBefore(a); }
@@ -196,7 +198,22 @@ public:
 
 private:
     void enterMonth(int32_t d) {
+        if (month_ >= 1 && month_ < 12 && d > monthLast_ &&
+            int64_t{d} <= int64_t{monthLast_} + DaysInMonth(year_, month_ + 1)) {
+            // the next month of the same year: its start is where the last one's next month was
+            // found, and the holidays laid out stay those of the year
+            ++month_;
+            monthFirst_ = monthLast_ + 1;
+            monthLast_ = monthFirst_ + DaysInMonth(year_, month_) - 1;
+            beforeMonth_ = beforeNextMonth_;
+            beforeNextMonth_ = businessBefore(int64_t{monthLast_} + 1);
+            belowMonthFirst_ = belowNextMonth_;
+            belowNextMonth_ = list_.below(int64_t{monthLast_} + 1);
+            return;
+        }
         const Date c = civilDate(d);
+        year_ = c.year;
+        month_ = c.month;
         if (c.month == 0) { // before year 1: the day stands alone
             monthFirst_ = monthLast_ = yearFirst_ = d;
         } else {
@@ -215,6 +232,7 @@ private:
 
     HolidayList& list_;
     double none_;
+    int32_t year_ = 0, month_ = 0; // month 0: no month entered, or a day before year 1
     int32_t monthFirst_ = 1, monthLast_ = 0, yearFirst_ = 0;
     int64_t beforeMonth_ = 0, beforeNextMonth_ = 0, beforeYear_ = 0;
     int32_t belowMonthFirst_ = 0, belowNextMonth_ = 0, belowYearFirst_ = 0;
@@ -225,25 +243,28 @@ template <TradingCount What>
 void countBars(NumberOut& o, const NumberView& stamps, const SessionBounds& session, DayCounter& counter,
                int32_t start, int32_t bars) {
     const double noStamp = stamps.fill();
-    int32_t lastDay = 0;
-    double lastValue = 0.0;
-    for (int32_t i = start; i < bars; ++i) {
-        const double v = stamps[i];
-        if (v == noStamp) {
-            o.set(i, o.fill());
-            continue;
+    const auto run = [&](const auto& stamp, auto& w) {
+        int32_t lastDay = 0;
+        double lastValue = 0.0;
+        for (int32_t i = start; i < bars; ++i) {
+            const double v = stamp[i];
+            if (v == noStamp) {
+                w.set(i, w.fill());
+                continue;
+            }
+            const int32_t d = tradingDayOf(v, session, true);
+            if (d == 0) {
+                w.set(i, 0.0);
+                continue;
+            }
+            if (d != lastDay) {
+                lastDay = d;
+                lastValue = counter.of<What>(d);
+            }
+            w.set(i, lastValue);
         }
-        const int32_t d = tradingDayOf(v, session, true);
-        if (d == 0) {
-            o.set(i, 0.0);
-            continue;
-        }
-        if (d != lastDay) {
-            lastDay = d;
-            lastValue = counter.of<What>(d);
-        }
-        o.set(i, lastValue);
-    }
+    };
+    withPlainArrays(start, bars, o, run, stamps);
 }
 
 int32_t barCount(const BarRecord& m) { return m.barCount > 0 ? m.barCount : 0; }
