@@ -74,17 +74,23 @@ public:
     double latest() const { return slots_[at_ + n_ - 1]; }
     double sum() const {
         const double* w = slots_ + at_;
+        const double* const fours = w + (n_ & ~3);
         Pair ab = {0.0, 0.0}, cd = {0.0, 0.0}; // the sums a and b, c and d, two at a time
-        int32_t k = 0;
-        for (; k + 4 <= n_; k += 4) {
+        for (; w != fours; w += 4) {
             Pair e, f;
-            std::memcpy(&e, w + k, sizeof e);
-            std::memcpy(&f, w + k + 2, sizeof f);
+            std::memcpy(&e, w, sizeof e);
+            std::memcpy(&f, w + 2, sizeof f);
             ab += e;
             cd += f;
         }
+        // the last n mod 4 values join a in their order
         double a = ab[0];
-        for (; k < n_; ++k) a += w[k];
+        switch (n_ & 3) {
+        case 3: a += w[0]; a += w[1]; a += w[2]; break;
+        case 2: a += w[0]; a += w[1]; break;
+        case 1: a += w[0]; break;
+        default: break;
+        }
         return (a + ab[1]) + (cd[0] + cd[1]);
     }
 
