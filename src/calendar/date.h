@@ -134,6 +134,37 @@ inline int32_t dayOfMinute(BarDateTime v, int32_t m, const SessionBounds& s) {
     if (!sessionFlag) return day;
     return IsBusinessDay(day) && inSessions(m, s) ? day : 0;
 }
+// The trading days (with the session flag) of stamps read in order. A stamp a whole number of
+// days (1 to 7) after the last one, whose minute came before the day end, has the same minute
+// and a day that many days later: found without a floor, a clock reading or a division.
+class TradingDays {
+public:
+    explicit TradingDays(const SessionBounds& s) : s_(s) {}
+
+    int32_t of(BarDateTime v) {
+        // exact: from day 8 on, two stamps at most 7 days apart are within a factor of 2
+        const double k = v - last_;
+        if (last_ >= 8.0 && k >= 1.0 && k <= 7.0 && k == static_cast<double>(static_cast<int32_t>(k)) &&
+            m_ < s_.dayEnd && day_ <= INT32_MAX - 7) {
+            const int32_t days = static_cast<int32_t>(k);
+            day_ += days;
+            r_ += static_cast<uint32_t>(days);
+            r_ -= r_ >= 7 ? 7 : 0;
+        } else {
+            m_ = MillisOfDay(v) / 60000;
+            day_ = dayOfMinute(v, m_, s_);
+            r_ = dayPlusTwoMod7(day_);
+        }
+        last_ = v;
+        return r_ - 2u >= 2u && inSessions(m_, s_) ? day_ : 0;
+    }
+
+private:
+    SessionBounds s_;
+    double last_ = 0.0; // the last stamp (below 8 until one is read: no stamp follows it)
+    int32_t m_ = 0, day_ = 0;
+    uint32_t r_ = 0; // (day + 2) mod 7
+};
 // The same for bar `bar` of a market, read through its date-time series.
 int32_t TradingDayNumber(const BarRecord& market, int32_t bar, bool sessionFlag);
 

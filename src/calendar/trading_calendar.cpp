@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <type_traits>
 
 #include "calendar/date.h"
 #include "containers/plain_bars.h"
@@ -45,6 +46,9 @@ constexpr int32_t kOneOffClosings[] = {
     19721228, 19730125, 19770714, 19850927, 19940427, 20010911, 20010912, 20010913,
     20010914, 20040611, 20070102, 20121029, 20121030, 20181205, 20250109,
 };
+
+// Period words from here on are daily or longer.
+constexpr uint32_t kDailyPeriods = 0x11000000u;
 
 int32_t hostListCount(const BarRecord& m) {
     const SeriesHandle* h = m.holidays;
@@ -238,10 +242,16 @@ private:
     int32_t belowMonthFirst_ = 0, belowNextMonth_ = 0, belowYearFirst_ = 0;
 };
 
-// Bars start .. bars - 1 of one count; a day's count is worked out once for all its bars.
-template <TradingCount What>
-void countBars(NumberOut& o, const NumberView& stamps, const SessionBounds& session, DayCounter& counter,
-               int32_t start, int32_t bars) {
+// The trading day of each stamp on its own (bars shorter than a day).
+struct EachStamp {
+    SessionBounds s;
+    int32_t of(BarDateTime v) const { return tradingDayOf(v, s, true); }
+};
+
+// Bars start .. bars - 1 of one count; a day's count is worked out once for all its bars. Days
+// finds the bars' trading days: TradingDays for daily bars, EachStamp for shorter ones.
+template <TradingCount What, class Days>
+void countBars(NumberOut& o, const NumberView& stamps, Days days, DayCounter& counter, int32_t start, int32_t bars) {
     const double noStamp = stamps.fill();
     const auto run = [&](const auto& stamp, auto& w) {
         int32_t lastDay = 0;
@@ -252,7 +262,7 @@ void countBars(NumberOut& o, const NumberView& stamps, const SessionBounds& sess
                 w.set(i, w.fill());
                 continue;
             }
-            const int32_t d = tradingDayOf(v, session, true);
+            const int32_t d = days.of(v);
             if (d == 0) {
                 w.set(i, 0.0);
                 continue;
@@ -266,6 +276,9 @@ void countBars(NumberOut& o, const NumberView& stamps, const SessionBounds& sess
     };
     withPlainArrays(start, bars, o, run, stamps);
 }
+
+template <TradingCount W>
+using Of = std::integral_constant<TradingCount, W>;
 
 int32_t barCount(const BarRecord& m) { return m.barCount > 0 ? m.barCount : 0; }
 
@@ -327,16 +340,20 @@ void writeTradingCount(const BarRecord& market, SeriesHandle& out, int32_t start
     }
 
     DayCounter counter(list, o.fill());
+    const bool daily = static_cast<uint32_t>(market.periodWord) >= kDailyPeriods;
+    const auto count = [&](auto of) {
+        constexpr TradingCount W = decltype(of)::value;
+        if (daily) countBars<W>(o, stamps, TradingDays(session), counter, start, bars);
+        else countBars<W>(o, stamps, EachStamp{session}, counter, start, bars);
+    };
     switch (what) {
-    case TradingCount::DayOfWeek: return countBars<TradingCount::DayOfWeek>(o, stamps, session, counter, start, bars);
-    case TradingCount::DayOfMonth: return countBars<TradingCount::DayOfMonth>(o, stamps, session, counter, start, bars);
-    case TradingCount::DayOfYear: return countBars<TradingCount::DayOfYear>(o, stamps, session, counter, start, bars);
-    case TradingCount::LeftInMonth: return countBars<TradingCount::LeftInMonth>(o, stamps, session, counter, start, bars);
-    case TradingCount::AfterHoliday:
-        return countBars<TradingCount::AfterHoliday>(o, stamps, session, counter, start, bars);
-    case TradingCount::ToHoliday: return countBars<TradingCount::ToHoliday>(o, stamps, session, counter, start, bars);
-    case TradingCount::WeekdayOfMonth:
-        return countBars<TradingCount::WeekdayOfMonth>(o, stamps, session, counter, start, bars);
+    case TradingCount::DayOfWeek: return count(Of<TradingCount::DayOfWeek>{});
+    case TradingCount::DayOfMonth: return count(Of<TradingCount::DayOfMonth>{});
+    case TradingCount::DayOfYear: return count(Of<TradingCount::DayOfYear>{});
+    case TradingCount::LeftInMonth: return count(Of<TradingCount::LeftInMonth>{});
+    case TradingCount::AfterHoliday: return count(Of<TradingCount::AfterHoliday>{});
+    case TradingCount::ToHoliday: return count(Of<TradingCount::ToHoliday>{});
+    case TradingCount::WeekdayOfMonth: return count(Of<TradingCount::WeekdayOfMonth>{});
     }
 }
 
@@ -352,7 +369,7 @@ void writeRemainingBarsInDay(const BarRecord& market, SeriesHandle& out, int32_t
     const uint32_t kind = word >> 24;
     const int32_t n = static_cast<int32_t>(word & 0xFFFFFF);
 
-    if (word >= 0x11000000u) { // daily and longer: one bar is the whole day
+    if (word >= kDailyPeriods) { // one bar is the whole day
         for (int32_t i = start; i < bars; ++i) o.set(i, 0.0);
         return;
     }

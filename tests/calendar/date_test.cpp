@@ -185,5 +185,40 @@ TEST(DateTest, TradingDayOfABar) {
     for (const auto& c : cases) EXPECT_EQ(tradingDayOf(c.v, c.s, c.flag), c.want) << c.name;
 }
 
+// Stamps read in order, most a whole number of days after the one before, give the same trading
+// days through the cursor as one by one: across weekends, day ends, the sessions above, the
+// first days of the count and both ends of the 32-bit day range.
+TEST(DateTest, TradingDaysOfStampsInOrderAgreeWithEachStamp) {
+    const SessionBounds sessions[] = {{570, 960, 1020, 0, 0}, {1080, 960, 1020, 480, 960}, {570, 960, 1440, 0, 0}};
+    const double firsts[] = {-700000.25, -3.5, 2.75, 41640.0, 41640.99999, 2147483647.0 - 400, 2147483647.0 + 3};
+    uint64_t seed = 99;
+    const auto next = [&seed](int below) {
+        seed = seed * 6364136223846793005ull + 1442695040888963407ull;
+        return static_cast<int>((seed >> 33) % static_cast<uint64_t>(below));
+    };
+    for (const SessionBounds& s : sessions)
+        for (const double first : firsts) {
+            TradingDays days(s);
+            double v = first;
+            for (int i = 0; i < 500; ++i) {
+                ASSERT_EQ(days.of(v), tradingDayOf(v, s, true)) << "stamp " << v << " after " << i << " steps";
+                // mostly whole days (up to 9), sometimes a new clock time
+                v += next(10) < 8 ? 1 + next(9) : next(1440) / 1440.0;
+            }
+        }
+    // two stamps whose difference rounds to whole days but whose clocks differ (a day end one
+    // minute after midnight), and a stamp a hair before a day end whose next day rounds up past
+    // the one after it
+    const SessionBounds oneMinute{0, 0, 1, 0, 0};
+    for (const auto& [first, step] : {std::pair{0.0006944386574074006, 3.0}, {std::nextafter(1048569.0, 0.0), 1.0}}) {
+        TradingDays days(oneMinute);
+        for (double v = first; v < first + 10; v += step)
+            EXPECT_EQ(days.of(v), tradingDayOf(v, oneMinute, true)) << "stamp " << v;
+    }
+    // the weekday at both ends of the day range
+    for (const int32_t d : {INT32_MIN, INT32_MIN + 1, INT32_MAX - 1, INT32_MAX})
+        EXPECT_EQ(WeekdayOf(d), ((int64_t{d} + 2415020) % 7 + 7) % 7) << d;
+}
+
 } // namespace
 } // namespace fk::calendar
