@@ -134,6 +134,15 @@ inline int32_t dayOfMinute(BarDateTime v, int32_t m, const SessionBounds& s) {
     if (!sessionFlag) return day;
     return IsBusinessDay(day) && inSessions(m, s) ? day : 0;
 }
+// Period words from here on are daily or longer.
+inline constexpr uint32_t kDailyPeriodWords = 0x11000000u;
+
+// The trading day (with the session flag) of each stamp on its own.
+struct EachStamp {
+    SessionBounds s;
+    int32_t of(BarDateTime v) const { return tradingDayOf(v, s, true); }
+};
+
 // The trading days (with the session flag) of stamps read in order. A stamp a whole number of
 // days (1 to 7) after the last one, whose minute came before the day end, has the same minute
 // and a day that many days later: found without a floor, a clock reading or a division.

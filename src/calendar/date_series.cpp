@@ -5,6 +5,7 @@
 #include <type_traits>
 
 #include "calendar/date.h"
+#include "containers/plain_bars.h"
 #include "containers/series.h"
 #include "market/bar_record.h"
 
@@ -18,7 +19,17 @@ class DayFields {
 public:
     void of(int32_t dayNumber) {
         if (dayNumber == key_) return;
+        if (dayNumber > key_ && int64_t{dayNumber} - key_ <= leftInMonth_) {
+            // a later day of the same month: the fields move on by the days between
+            const int32_t days = dayNumber - key_;
+            key_ = dayNumber;
+            date_.day += days;
+            dayInYear_ += days;
+            leftInMonth_ -= days;
+            return;
+        }
         key_ = dayNumber;
+        leftInMonth_ = 0;
         if (dayNumber < kFirstDayOfYearOne) {
             date_ = Date{};
             dayInYear_ = 0;
@@ -30,6 +41,7 @@ public:
             firstOfYear_ = civilDayNumber(year_, 1, 1);
         }
         dayInYear_ = dayNumber - firstOfYear_ + 1;
+        leftInMonth_ = DaysInMonth(date_.year, date_.month) - date_.day;
     }
     const Date& date() const { return date_; }
     int32_t dayInYear() const { return dayInYear_; }
@@ -40,6 +52,7 @@ private:
     int32_t dayInYear_ = 0;
     int32_t year_ = INT32_MIN;
     int32_t firstOfYear_ = 0;
+    int32_t leftInMonth_ = 0; // days of the month after the last day asked for
 };
 
 template <DatePart P>
@@ -67,23 +80,32 @@ double datePart(int32_t dayNumber, DayFields& fields) {
     }
 }
 
-template <DatePart P>
-void barDates(const series::NumberView& stamps, const SessionBounds& session, series::NumberOut& out,
-              int32_t from, int32_t to) {
+// Days finds the bars' trading days: TradingDays for daily bars, EachStamp for shorter ones.
+template <DatePart P, class Days>
+void barDates(const series::NumberView& stamps, Days days, series::NumberOut& out, int32_t from, int32_t to) {
     DayFields fields;
     const double missing = stamps.fill();
-    for (int32_t i = from; i < to; ++i) {
-        const double v = stamps[i];
-        if (v == missing) {
-            out.set(i, out.fill());
-        } else if constexpr (P == DatePart::Stamp) {
-            out.set(i, v);
-        } else if constexpr (isClockPart<P>) {
-            out.set(i, clockPart<P>(v));
-        } else {
-            out.set(i, datePart<P>(tradingDayOf(v, session, true), fields));
+    // bars without a trading day (0) take the part of day 0, found once, so that the fields
+    // kept are those of the last trading day
+    double noDay = 0.0;
+    if constexpr (!isClockPart<P> && P != DatePart::Stamp) noDay = datePart<P>(0, fields);
+    // over plain arrays where the stamps and the output are stored as such
+    const auto run = [&](const auto& stamp, auto& w) {
+        for (int32_t i = from; i < to; ++i) {
+            const double v = stamp[i];
+            if (v == missing) {
+                w.set(i, w.fill());
+            } else if constexpr (P == DatePart::Stamp) {
+                w.set(i, v);
+            } else if constexpr (isClockPart<P>) {
+                w.set(i, clockPart<P>(v));
+            } else {
+                const int32_t d = days.of(v);
+                w.set(i, d == 0 ? noDay : datePart<P>(d, fields));
+            }
         }
-    }
+    };
+    withPlainArrays(from, to, out, run, stamps);
 }
 
 template <DatePart P>
@@ -148,7 +170,12 @@ void writeBarDates(const BarRecord& market, SeriesHandle& out, int32_t start, Da
     series::NumberOut o(&out, bars);
     const series::NumberView stamps(&market.dateTime);
     const SessionBounds session = SessionBounds::of(market);
-    dispatch(part, [&](auto p) { barDates<decltype(p)::value>(stamps, session, o, start, bars); });
+    const bool daily = static_cast<uint32_t>(market.periodWord) >= kDailyPeriodWords;
+    dispatch(part, [&](auto p) {
+        constexpr DatePart P = decltype(p)::value;
+        if (daily) barDates<P>(stamps, TradingDays(session), o, start, bars);
+        else barDates<P>(stamps, EachStamp{session}, o, start, bars);
+    });
 }
 
 void writeDatesOf(const SeriesHandle& values, SeriesHandle& out, DatePart part) {

@@ -47,9 +47,6 @@ constexpr int32_t kOneOffClosings[] = {
     20010914, 20040611, 20070102, 20121029, 20121030, 20181205, 20250109,
 };
 
-// Period words from here on are daily or longer.
-constexpr uint32_t kDailyPeriods = 0x11000000u;
-
 int32_t hostListCount(const BarRecord& m) {
     const SeriesHandle* h = m.holidays;
     return h && h->buffer && h->buffer->count > 0 ? h->buffer->count : 0;
@@ -242,12 +239,6 @@ private:
     int32_t belowMonthFirst_ = 0, belowNextMonth_ = 0, belowYearFirst_ = 0;
 };
 
-// The trading day of each stamp on its own (bars shorter than a day).
-struct EachStamp {
-    SessionBounds s;
-    int32_t of(BarDateTime v) const { return tradingDayOf(v, s, true); }
-};
-
 // Bars start .. bars - 1 of one count; a day's count is worked out once for all its bars. Days
 // finds the bars' trading days: TradingDays for daily bars, EachStamp for shorter ones.
 template <TradingCount What, class Days>
@@ -340,7 +331,7 @@ void writeTradingCount(const BarRecord& market, SeriesHandle& out, int32_t start
     }
 
     DayCounter counter(list, o.fill());
-    const bool daily = static_cast<uint32_t>(market.periodWord) >= kDailyPeriods;
+    const bool daily = static_cast<uint32_t>(market.periodWord) >= kDailyPeriodWords;
     const auto count = [&](auto of) {
         constexpr TradingCount W = decltype(of)::value;
         if (daily) countBars<W>(o, stamps, TradingDays(session), counter, start, bars);
@@ -369,7 +360,7 @@ void writeRemainingBarsInDay(const BarRecord& market, SeriesHandle& out, int32_t
     const uint32_t kind = word >> 24;
     const int32_t n = static_cast<int32_t>(word & 0xFFFFFF);
 
-    if (word >= kDailyPeriods) { // one bar is the whole day
+    if (word >= kDailyPeriodWords) { // one bar is the whole day
         for (int32_t i = start; i < bars; ++i) o.set(i, 0.0);
         return;
     }
