@@ -209,40 +209,51 @@ void writeSecondsInBar(const BarRecord& market, SeriesHandle& out, int32_t start
     const int32_t periods = std::max(n, 1);
     const double missing = stamps.fill();
 
-    for (int32_t i = start; i < bars; ++i) {
-        const double v = stamps[i];
-        if (v == missing) {
-            o.set(i, o.fill());
-            continue;
+    // over plain arrays where the stamps and the output are stored as such
+    const auto run = [&](const auto& stamp, auto& w) {
+        // the trading day of the bar, where it was needed (else INT32_MIN), kept for the next bar
+        int32_t dayFound = INT32_MIN;
+        for (int32_t i = start; i < bars; ++i) {
+            const double v = stamp[i];
+            const int32_t dayBefore = dayFound;
+            dayFound = INT32_MIN;
+            if (v == missing) {
+                w.set(i, w.fill());
+                continue;
+            }
+            const bool hasPrev = i >= 1 && stamp[i - 1] != missing;
+            const double prev = hasPrev ? stamp[i - 1] : 0.0;
+            // seconds since the bar before on the same trading day, else since the session start
+            auto gap = [&]() -> double {
+                if (hasPrev) {
+                    dayFound = tradingDayOf(v, session, false);
+                    const int32_t before = dayBefore != INT32_MIN ? dayBefore : tradingDayOf(prev, session, false);
+                    if (before == dayFound) return std::floor((v - prev) * 86400.0 + 0.5);
+                }
+                int64_t g = static_cast<int64_t>(MillisOfDay(v)) - static_cast<int64_t>(session.start) * 60000;
+                if (g < 0) g += kMillisPerDay;
+                return static_cast<double>((g + 500) / 1000);
+            };
+            double seconds;
+            if (kind == 0x11) {
+                seconds = 86400.0 * periods;
+            } else if (kind == 0x12) {
+                seconds = 604800.0 * periods;
+            } else if (kind >= 0x13 && kind <= 0x15) {
+                seconds = 86400.0 * static_cast<double>(periodDays(v, kind, periods));
+            } else if (kind > 0x15) {
+                seconds = hasPrev ? std::floor((v - prev) * 86400.0 + 0.5) : 86400.0;
+            } else if (kind == 0x03 && n >= 1) {
+                const double length = 60.0 * n;
+                const double g = gap();
+                seconds = g > 0 ? std::min(length, g) : length;
+            } else {
+                seconds = std::max(gap(), 0.0);
+            }
+            w.set(i, seconds);
         }
-        const bool hasPrev = i >= 1 && stamps[i - 1] != missing;
-        const double prev = hasPrev ? stamps[i - 1] : 0.0;
-        // seconds since the bar before on the same trading day, else since the session start
-        auto gap = [&]() -> double {
-            if (hasPrev && tradingDayOf(prev, session, false) == tradingDayOf(v, session, false))
-                return std::floor((v - prev) * 86400.0 + 0.5);
-            int64_t g = static_cast<int64_t>(MillisOfDay(v)) - static_cast<int64_t>(session.start) * 60000;
-            if (g < 0) g += kMillisPerDay;
-            return static_cast<double>((g + 500) / 1000);
-        };
-        double seconds;
-        if (kind == 0x11) {
-            seconds = 86400.0 * periods;
-        } else if (kind == 0x12) {
-            seconds = 604800.0 * periods;
-        } else if (kind >= 0x13 && kind <= 0x15) {
-            seconds = 86400.0 * static_cast<double>(periodDays(v, kind, periods));
-        } else if (kind > 0x15) {
-            seconds = hasPrev ? std::floor((v - prev) * 86400.0 + 0.5) : 86400.0;
-        } else if (kind == 0x03 && n >= 1) {
-            const double length = 60.0 * n;
-            const double g = gap();
-            seconds = g > 0 ? std::min(length, g) : length;
-        } else {
-            seconds = std::max(gap(), 0.0);
-        }
-        o.set(i, seconds);
-    }
+    };
+    withPlainArrays(start, bars, o, run, stamps);
 }
 
 } // namespace fk::calendar
