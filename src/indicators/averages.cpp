@@ -57,8 +57,13 @@ bool TempSeries::allocate(int32_t first, int32_t end, double fill) {
     buffers::release(h_);
     bars_ = BarWindow{nullptr, first, 0, fill};
     const int32_t size = end > first ? end - first : 0;
-    if (!series::createNumbers(h_, size, fill) || series::count(h_) != size) return false;
-    bars_.data = static_cast<double*>(h_.buffer->elements);
+    if (size <= kHeld) {
+        std::fill_n(held_, size, fill);
+        bars_.data = held_;
+    } else {
+        if (!series::createNumbers(h_, size, fill) || series::count(h_) != size) return false;
+        bars_.data = static_cast<double*>(h_.buffer->elements);
+    }
     bars_.size = static_cast<uint32_t>(size);
     return true;
 }

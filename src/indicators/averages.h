@@ -83,8 +83,12 @@ public:
     const BarWindow& bars() const { return bars_; }
 
 private:
+    // a span this short (a call that adds a few bars) is held here, not on the heap
+    static constexpr int32_t kHeld = 128;
+
     SeriesHandle h_{nullptr, 0};
     BarWindow bars_;
+    double held_[kHeld];
 };
 
 // Calls body(in, out) over plain arrays for bars from .. end - 1 where both the input and the
