@@ -27,12 +27,18 @@ public:
     IntScratch(const IntScratch&) = delete;
     IntScratch& operator=(const IntScratch&) = delete;
 
-    int32_t size() const { return series::count(h_); }
-    int32_t* data() { return static_cast<int32_t*>(h_.buffer->elements); }
-    int32_t& operator[](int32_t i) { return data()[i]; }
+    int32_t size() const { return size_; }
+    int32_t* data() { return data_; }
+    int32_t& operator[](int32_t i) { return data_[i]; }
 
 private:
+    // a count this small (a call that adds a few bars, a short ring) is held here, not on the heap
+    static constexpr int32_t kHeld = 64;
+
     SeriesHandle h_{nullptr, 0};
+    int32_t* data_ = nullptr;
+    int32_t size_ = 0;
+    int32_t held_[kHeld];
 };
 
 // Where a search of one call stopped, so that the next call through the same parameter block can
