@@ -1,10 +1,11 @@
-// A temporary array for the length of one call, on the library's heap (so that the heap checks
-// of the tests see it) and released when it goes out of scope.
+// A temporary array for the length of one call, released when it goes out of scope: a short one
+// (up to 512 bytes: a window of a few dozen values, as a call that adds a bar needs) held in the
+// array itself, a longer one on the library's heap (so that the heap checks of the tests see it).
 #pragma once
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <type_traits>
-#include <utility>
 
 namespace fk {
 
@@ -25,10 +26,13 @@ class Scratch {
 public:
     // n elements; none when the heap has no room (the array is then not `ok()`).
     explicit Scratch(int32_t n = 0) { make(n); }
-    ~Scratch() { scratch::release(data_); }
-    Scratch(Scratch&& other) noexcept { swap(other); }
+    ~Scratch() { drop(); }
+    Scratch(Scratch&& other) noexcept { take(other); }
     Scratch& operator=(Scratch&& other) noexcept {
-        swap(other);
+        if (this != &other) {
+            drop();
+            take(other);
+        }
         return *this;
     }
     Scratch(const Scratch&) = delete;
@@ -36,9 +40,7 @@ public:
 
     // n elements instead, all 0, whatever was held before; false when the heap has no room.
     bool renew(int32_t n) {
-        scratch::release(data_);
-        data_ = nullptr;
-        size_ = 0;
+        drop();
         make(n);
         return ok();
     }
@@ -54,21 +56,43 @@ private:
     // blocks stay within what a 32-bit process can address
     static constexpr int32_t kMostElements = static_cast<int32_t>(INT32_MAX / sizeof(T));
 
+    static constexpr std::size_t kHeldBytes = 512;
+
     void make(int32_t n) {
         wanted_ = n > 0 ? n : 0;
         if (n <= 0 || n > kMostElements) return;
-        data_ = static_cast<T*>(scratch::allocate(static_cast<std::size_t>(n) * sizeof(T)));
+        const std::size_t bytes = static_cast<std::size_t>(n) * sizeof(T);
+        if (bytes <= kHeldBytes) {
+            std::memset(held_, 0, bytes);
+            data_ = held();
+        } else {
+            data_ = static_cast<T*>(scratch::allocate(bytes));
+        }
         if (data_) size_ = n;
     }
-    void swap(Scratch& other) {
-        std::swap(data_, other.data_);
-        std::swap(wanted_, other.wanted_);
-        std::swap(size_, other.size_);
+    T* held() { return reinterpret_cast<T*>(held_); }
+    void drop() {
+        if (data_ != held()) scratch::release(data_);
+        data_ = nullptr;
+        size_ = 0;
+    }
+    // Takes what `other` holds (values held in its array are copied), leaving it empty.
+    void take(Scratch& other) {
+        wanted_ = other.wanted_;
+        size_ = other.size_;
+        data_ = other.data_;
+        if (data_ == other.held()) {
+            std::memcpy(held_, other.held_, static_cast<std::size_t>(size_) * sizeof(T));
+            data_ = held();
+        }
+        other.data_ = nullptr;
+        other.wanted_ = other.size_ = 0;
     }
 
     T* data_ = nullptr;
     int32_t wanted_ = 0;
     int32_t size_ = 0;
+    alignas(T) alignas(8) unsigned char held_[kHeldBytes];
 };
 
 } // namespace fk

@@ -1,6 +1,7 @@
 // Sharing, copy-on-write, write permissions and growth of the shared buffers.
 #include <gtest/gtest.h>
 
+#include "containers/scratch.h"
 #include "containers/series.h"
 #include "containers/text.h"
 #include "host/hostkit.h"
@@ -125,6 +126,29 @@ TEST_F(BufferTest, AllocationFailureLeavesTheBufferAsItWas) {
     platform::HeapHolder::failNextAllocations(0);
     EXPECT_EQ(a.handle().buffer, b.handle().buffer);
     EXPECT_EQ(b.values(), (std::vector<double>{1, 2}));
+}
+
+// A short scratch array lives in the array itself and a long one on the heap; moving either
+// (as swapping two of them does) keeps its values and leaves no block behind.
+TEST_F(BufferTest, ScratchArraysKeepTheirValuesWhenMoved) {
+    for (const int32_t n : {1, 64, 65, 1000}) {
+        Scratch<double> a(n), b(3);
+        ASSERT_TRUE(a.ok() && b.ok());
+        for (int32_t i = 0; i < n; ++i) EXPECT_EQ(a[i], 0.0);
+        for (int32_t i = 0; i < n; ++i) a[i] = i + 0.5;
+        b[2] = -1;
+        std::swap(a, b);
+        ASSERT_EQ(b.size(), n);
+        ASSERT_EQ(a.size(), 3);
+        EXPECT_EQ(a[2], -1);
+        for (int32_t i = 0; i < n; ++i) ASSERT_EQ(b[i], i + 0.5) << n;
+        Scratch<double> c(std::move(b));
+        EXPECT_EQ(c[n - 1], n - 0.5);
+        EXPECT_TRUE(b.ok());
+        EXPECT_EQ(b.size(), 0);
+        EXPECT_TRUE(c.renew(2 * n));
+        EXPECT_EQ(c[2 * n - 1], 0.0);
+    }
 }
 
 } // namespace
