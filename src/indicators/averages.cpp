@@ -51,19 +51,12 @@ bool averageParams(double length, int kind, bool shortWarmup, AverageParams& p) 
     return true;
 }
 
-TempSeries::~TempSeries() { buffers::release(h_); }
-
 bool TempSeries::allocate(int32_t first, int32_t end, double fill) {
-    buffers::release(h_);
     bars_ = BarWindow{nullptr, first, 0, fill};
     const int32_t size = end > first ? end - first : 0;
-    if (size <= kHeld) {
-        std::fill_n(held_, size, fill);
-        bars_.data = held_;
-    } else {
-        if (!series::createNumbers(h_, size, fill) || series::count(h_) != size) return false;
-        bars_.data = static_cast<double*>(h_.buffer->elements);
-    }
+    if (!values_.renew(size)) return false;
+    std::fill_n(values_.data(), size, fill);
+    bars_.data = values_.data();
     bars_.size = static_cast<uint32_t>(size);
     return true;
 }

@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "containers/plain_bars.h"
+#include "containers/scratch.h"
 #include "containers/series.h"
 #include "frame/status.h"
 
@@ -74,7 +75,6 @@ struct BarWindow {
 class TempSeries {
 public:
     TempSeries() = default;
-    ~TempSeries();
     TempSeries(const TempSeries&) = delete;
     TempSeries& operator=(const TempSeries&) = delete;
 
@@ -83,12 +83,8 @@ public:
     const BarWindow& bars() const { return bars_; }
 
 private:
-    // a span this short (a call that adds a few bars) is held here, not on the heap
-    static constexpr int32_t kHeld = 128;
-
-    SeriesHandle h_{nullptr, 0};
+    Scratch<double> values_;
     BarWindow bars_;
-    double held_[kHeld];
 };
 
 // Calls body(in, out) over plain arrays for bars from .. end - 1 where both the input and the

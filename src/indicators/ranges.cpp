@@ -7,18 +7,6 @@ namespace fk::ranges {
 using series::NumberOut;
 using series::NumberView;
 
-IntScratch::IntScratch(int32_t n, int32_t value) {
-    if (n <= kHeld) {
-        size_ = std::max(n, 0);
-        std::fill_n(held_, size_, value);
-        data_ = held_;
-        return;
-    }
-    series::create(h_, Family::Long, n, static_cast<double>(value));
-    size_ = series::count(h_);
-    if (size_ > 0) data_ = static_cast<int32_t*>(h_.buffer->elements);
-}
-
 namespace {
 
 // Reads the bars of a series without offset straight from its elements; the searches read only

@@ -1,9 +1,11 @@
 // Range searches and occurrence counting: where in a rolling span the extreme stood, how often
 // and for how long a condition held, bit tests and shifted views.
 #pragma once
+#include <algorithm>
 #include <climits>
 #include <cstdint>
 
+#include "containers/scratch.h"
 #include "containers/series.h"
 #include "frame/status.h"
 
@@ -18,27 +20,20 @@ inline int32_t truncate(double v) {
 // A condition bar is true when it is neither 0 nor its series' fill value.
 inline bool isTrue(double v, double fill) { return v != 0.0 && v != fill; }
 
-// A temporary 32-bit integer series from the library's heap, released when it goes out of scope.
+// A temporary array of 32-bit integers, all `value` to begin with; size() is 0 when the heap
+// could not give them.
 class IntScratch {
 public:
-    // n elements holding `value`; size() is 0 when the heap could not give them.
-    IntScratch(int32_t n, int32_t value);
-    ~IntScratch() { buffers::release(h_); }
-    IntScratch(const IntScratch&) = delete;
-    IntScratch& operator=(const IntScratch&) = delete;
+    IntScratch(int32_t n, int32_t value) : values_(n) {
+        if (values_.ok()) std::fill_n(values_.data(), values_.size(), value);
+    }
 
-    int32_t size() const { return size_; }
-    int32_t* data() { return data_; }
-    int32_t& operator[](int32_t i) { return data_[i]; }
+    int32_t size() const { return values_.size(); }
+    int32_t* data() { return values_.data(); }
+    int32_t& operator[](int32_t i) { return values_[i]; }
 
 private:
-    // a count this small (a call that adds a few bars, a short ring) is held here, not on the heap
-    static constexpr int32_t kHeld = 64;
-
-    SeriesHandle h_{nullptr, 0};
-    int32_t* data_ = nullptr;
-    int32_t size_ = 0;
-    int32_t held_[kHeld];
+    Scratch<int32_t> values_;
 };
 
 // Where a search of one call stopped, so that the next call through the same parameter block can
