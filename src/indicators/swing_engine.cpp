@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <emmintrin.h>
 #include <memory>
 #include <new>
 #include <optional>
@@ -11,6 +12,7 @@
 #include <type_traits>
 
 #include "calendar/date.h"
+#include "containers/plain_bars.h"
 #include "containers/scratch.h"
 #include "containers/series.h"
 #include "containers/text.h"
@@ -88,28 +90,11 @@ struct Ref {
     double hi, lo;
 };
 
-// Whether a candidate's price passes against one neighbour under the tie rule: strict or not on
-// each side, mirrored for lows.
+// The tie rule: whether a candidate's price must pass its neighbours strictly on each side
+// (mirrored for lows).
 struct Tie {
     bool leftStrict, rightStrict;
     explicit Tie(int32_t q) : leftStrict(q == 1 || q == 2), rightStrict(q != 1) {}
-    static bool above(double v, double other, bool strict) { return strict ? v > other : v >= other; }
-    static bool below(double v, double other, bool strict) { return strict ? v < other : v <= other; }
-};
-
-// The last three short-term points of one side, in a ring of four: a candidate is written to the
-// next place whether it is a point or not, and kept by counting it, so that no branch depends on it.
-struct Last3 {
-    Ref r[4] = {};
-    uint32_t n = 0;
-    void clear() { n = 0; }
-    void offer(const Ref& x, bool take) {
-        r[n & 3] = x;
-        n += take ? 1 : 0;
-    }
-    // 1 the latest point, 2 the one before, 3 the one before that
-    const Ref& back(uint32_t k) const { return r[(n - k) & 3]; }
-    bool full() const { return n >= 3; }
 };
 
 // Whether the candidate stands above (below) every neighbour in [from, to). Every neighbour is
@@ -137,29 +122,6 @@ struct Scan {
     bool wantHigh, wantLow;
 };
 
-// Reports a judged candidate's swings to the sink, or with Intermediate, after counting the
-// candidate among the short-term points, the point before the last of each side that stands
-// beyond the points on both sides of it.
-template <bool Intermediate, class Sink>
-inline void report(const Scan& s, Sink& sink, Last3& highs, Last3& lows, const Ref& cand, const Ref& now, bool isHigh,
-                   bool isLow) {
-    if constexpr (Intermediate) {
-        highs.offer(cand, isHigh);
-        lows.offer(cand, isLow);
-        const Ref &h = highs.back(2), &l = lows.back(2);
-        const bool highLeft = Tie::above(h.hi, highs.back(3).hi, s.tie.leftStrict),
-                   highRight = Tie::above(h.hi, highs.back(1).hi, s.tie.rightStrict),
-                   lowLeft = Tie::below(l.lo, lows.back(3).lo, s.tie.leftStrict),
-                   lowRight = Tie::below(l.lo, lows.back(1).lo, s.tie.rightStrict);
-        const bool highsHeld = highs.full(), lowsHeld = lows.full();
-        sink.swing(Side::High, h, now, isHigh & highsHeld & highLeft & highRight);
-        sink.swing(Side::Low, l, now, isLow & lowsHeld & lowLeft & lowRight);
-    } else {
-        sink.swing(Side::High, cand, now, isHigh);
-        sink.swing(Side::Low, cand, now, isLow);
-    }
-}
-
 // Whether a reference lies inside the last one (its high at most the last's, its low at least
 // the last's), the last being held as its high and its low negated in a register, so that the
 // next bar's test waits on no store; it becomes `now` unless `now` is inside. NaN (with which
@@ -176,7 +138,6 @@ inline bool insideOf(indicators::Pair& last, const Ref& now) {
 // references at a missing bar (unless holes are passed over) or number the bar as the next one.
 struct ScanState {
     int32_t seq = 0;
-    Last3 highs, lows;
 };
 
 template <Prices P, bool PassHoles, class Sink, class Read, class Len>
@@ -185,11 +146,7 @@ template <Prices P, bool PassHoles, class Sink, class Read, class Len>
     double va, vb;
     read(i, va, vb);
     if (missingAt<P>(s.src, va, vb)) {
-        if constexpr (!PassHoles) {
-            len = 0;
-            state.highs.clear();
-            state.lows.clear();
-        }
+        if constexpr (!PassHoles) len = 0;
         return false;
     }
     now = Ref{i, state.seq++, hiOf<P>(va, vb), loOf<P>(va, vb)};
@@ -202,7 +159,7 @@ template <Prices P, bool PassHoles, class Sink, class Read, class Len>
 // for both sides of every reference judged, `take` telling whether `at` is a swing confirmed by
 // the reference `now`: the sinks act on it without a branch, as a swing cannot be foreseen. A
 // missing bar clears the lists, or is passed over when PassHoles.
-template <Prices P, bool Skip, bool Intermediate, bool PassHoles, class Sink, class Read>
+template <Prices P, bool Skip, bool PassHoles, class Sink, class Read>
 void scanWith(const Scan& s, int32_t from, Sink& sink, Read read) {
     const int32_t n = s.src.bars, st = s.strength;
     const int64_t window = 2 * static_cast<int64_t>(st) + 1;
@@ -240,39 +197,77 @@ void scanWith(const Scan& s, int32_t from, Sink& sink, Read read) {
         bool isHigh = s.wantHigh & !inside, isLow = s.wantLow & !inside;
         standsOut(cand, refs + k - st, refs + k, s.tie.leftStrict, isHigh, isLow);
         standsOut(cand, refs + k + 1, refs + len, s.tie.rightStrict, isHigh, isLow);
-        report<Intermediate>(s, sink, state.highs, state.lows, cand, now, isHigh, isLow);
+        sink.swing(Side::High, cand, now, isHigh);
+        sink.swing(Side::Low, cand, now, isLow);
     }
 }
 
-// The scan of a mode that passes over inside bars at strength 1, with the last references in a
-// ring of four instead of a list: a bar is written to the next place whether it is inside or not,
-// and kept by counting it. The same swings as scanWith.
+// Pairs of doubles in the instruction set's own type, compared and chosen with its own
+// operations: written on vector types, the compiler takes a mask made of several comparisons
+// for truth values and makes each choice lane by lane in general registers.
+using Lanes = __m128d;
+
+// a where the mask is set, else b, lane by lane.
+inline Lanes pick(Lanes take, Lanes a, Lanes b) { return _mm_or_pd(_mm_and_pd(take, a), _mm_andnot_pd(take, b)); }
+
+// The scan of a mode that passes over inside bars at strength 1, and of the intermediate points
+// built on it. A bar's prices are held as the pair {hi, -lo}, so that both sides take one
+// comparison of pairs: a bar stands above a neighbour on the high side and below it on the low
+// side where its pair is the greater, lane by lane. The last three references, and with
+// Intermediate the last three short-term points of each side, live in registers and move on by
+// mask, since no branch can foresee where a swing appears; they start as NaN, with which nothing
+// compares, so that nothing is judged before three of them are held. Bar numbers are held as
+// doubles beside them. `sink.bar(i)` comes first on every bar, then `sink.swings(take, at, bars,
+// i)` for the points of both sides judged there: the lanes of `take` tell whether the pair `at`,
+// at the bars `bars`, is confirmed by bar i. A missing bar clears what is held, or is passed over
+// when PassHoles. The same swings as scanWith.
 template <Prices P, bool Intermediate, bool PassHoles, bool LeftEqual, bool RightEqual, class Sink, class Read>
 void scanOuter(const Scan& s, int32_t from, Sink& sink, Read read) {
-    Ref ring[4] = {};
-    const bool wantHigh = s.wantHigh, wantLow = s.wantLow;
-    uint32_t len = 0; // references since the last missing bar
-    ScanState state;
-    indicators::Pair last = {NAN, NAN};
+    const Lanes none = _mm_set1_pd(NAN);
+    Lanes left = none, cand = none, right = none; // the last three references
+    Lanes prev = none; // closes: the last bar read, equal to the last reference where it was not one
+    Lanes bars = _mm_setzero_pd(); // the bars of cand and right
+    Lanes first = none, middle = none, last = none; // the last three short-term points
+    Lanes middleBars = _mm_setzero_pd(), lastBars = _mm_setzero_pd();
+    auto beyond = [](Lanes x, Lanes left, Lanes right) {
+        return _mm_and_pd(LeftEqual ? _mm_cmpge_pd(x, left) : _mm_cmpgt_pd(x, left),
+                          RightEqual ? _mm_cmpge_pd(x, right) : _mm_cmpgt_pd(x, right));
+    };
     for (int32_t i = from; i < s.src.bars; ++i) {
-        Ref now;
-        if (!referenceAt<P, PassHoles>(s, i, sink, read, state, len, now)) continue;
-        if (len == 0) last = indicators::Pair{NAN, NAN};
-        const bool inside = insideOf(last, now);
-        ring[len & 3] = now;
-        len += inside ? 0 : 1;
-        // the reference before the last, between the one before it and the last
-        const Ref &left = ring[(len - 3) & 3], &cand = ring[(len - 2) & 3], &right = ring[(len - 1) & 3];
-        const bool judged = (len >= 3) & !inside;
-        // a side not wanted is not compared (a branch that goes the same way on every bar)
-        bool isHigh = false, isLow = false;
-        if (wantHigh)
-            isHigh = judged & (LeftEqual ? cand.hi >= left.hi : cand.hi > left.hi) &
-                     (RightEqual ? cand.hi >= right.hi : cand.hi > right.hi);
-        if (wantLow)
-            isLow = judged & (LeftEqual ? cand.lo <= left.lo : cand.lo < left.lo) &
-                    (RightEqual ? cand.lo <= right.lo : cand.lo < right.lo);
-        report<Intermediate>(s, sink, state.highs, state.lows, cand, now, isHigh, isLow);
+        sink.bar(i);
+        double va, vb;
+        read(i, va, vb);
+        if (missingAt<P>(s.src, va, vb)) [[unlikely]] {
+            if constexpr (!PassHoles) prev = left = cand = right = first = middle = last = none;
+            continue;
+        }
+        const Lanes x = _mm_set_pd(-loOf<P>(va, vb), hiOf<P>(va, vb));
+        // A bar inside the last reference (within it on both lanes) is passed over. A close is
+        // inside when it repeats the bar before, which leaves the references out of the test.
+        Lanes taken;
+        if constexpr (P == Prices::Close) {
+            taken = _mm_cmpneq_pd(x, prev);
+            prev = x;
+        } else {
+            const Lanes beyondLast = _mm_cmpnle_pd(x, right);
+            taken = _mm_or_pd(beyondLast, _mm_shuffle_pd(beyondLast, beyondLast, 1));
+        }
+        left = pick(taken, cand, left);
+        cand = pick(taken, right, cand);
+        right = pick(taken, x, right);
+        bars = pick(taken, _mm_shuffle_pd(bars, _mm_set_sd(i), 1), bars);
+        const Lanes candBars = _mm_unpacklo_pd(bars, bars);
+        const Lanes point = _mm_and_pd(taken, beyond(cand, left, right));
+        if constexpr (Intermediate) {
+            first = pick(point, middle, first);
+            middle = pick(point, last, middle);
+            last = pick(point, cand, last);
+            middleBars = pick(point, lastBars, middleBars);
+            lastBars = pick(point, candBars, lastBars);
+            sink.swings(_mm_and_pd(point, beyond(middle, first, last)), middle, middleBars, i);
+        } else {
+            sink.swings(point, cand, candBars, i);
+        }
     }
 }
 
@@ -373,10 +368,14 @@ void scanBars(const Scan& s, int32_t from, Sink& sink) {
         }
     }
     auto with = [&](auto read) {
-        if constexpr (Skip) {
-            if (s.strength == 1) return scanOuter<P, Intermediate, PassHoles>(s, from, sink, read);
+        if constexpr (Intermediate) { // always of strength 1
+            scanOuter<P, true, PassHoles>(s, from, sink, read);
+        } else {
+            if constexpr (Skip) {
+                if (s.strength == 1) return scanOuter<P, false, PassHoles>(s, from, sink, read);
+            }
+            scanWith<P, Skip, PassHoles>(s, from, sink, read);
         }
-        scanWith<P, Skip, Intermediate, PassHoles>(s, from, sink, read);
     };
     if (pa && pb) {
         with([pa, pb, from](int32_t i, double& va, double& vb) {
@@ -433,11 +432,19 @@ struct SeriesSink {
 
     void bar(int32_t) {}
     void swing(Side side, const Ref& at, const Ref& now, bool take) {
-        const bool isHigh = side == Side::High;
-        take &= at.bar > (isHigh ? keepHigh : keepLow);
-        const double v = now.bar - at.bar;
-        if (double* p = isHigh ? highs : lows) setIf(p[at.bar], take, v);
-        else if (take) (isHigh ? high : low)->set(at.bar, v);
+        if (side == Side::High) mark(high, highs, keepHigh, take, at.bar, now.bar);
+        else mark(low, lows, keepLow, take, at.bar, now.bar);
+    }
+    void swings(Lanes take, Lanes, Lanes bars, int32_t now) {
+        const int taken = _mm_movemask_pd(take);
+        if (high) mark(high, highs, keepHigh, taken & 1, static_cast<int32_t>(bars[0]), now);
+        if (low) mark(low, lows, keepLow, taken >> 1, static_cast<int32_t>(bars[1]), now);
+    }
+    static void mark(NumberOut* out, double* p, int32_t keep, bool take, int32_t at, int32_t now) {
+        take &= at > keep;
+        const double v = now - at;
+        if (p) setIf(p[at], take, v);
+        else if (take) out->set(at, v);
     }
 };
 
@@ -598,6 +605,13 @@ struct LevelSink {
         count += take;
         marks[now.bar] = count;
     }
+    // the pair's low lane holds the low negated
+    void swings(Lanes take, Lanes at, Lanes, int32_t now) {
+        const bool high = side == Side::High;
+        prices[count + 1] = high ? at[0] + shift : -at[1] - shift;
+        count += (_mm_movemask_pd(take) >> (high ? 0 : 1)) & 1;
+        marks[now] = count;
+    }
 };
 
 } // namespace
@@ -707,22 +721,26 @@ StatusCode divergence(Side side, SeriesHandle& out, const SeriesHandle& price, c
 namespace {
 
 // +1 and -1 at intermediate points; every bar first 0, or the fill value where the input is missing.
-// Written straight into the output's array where it can be written in place, else through set().
+// Over the input and the output as they are stored (plain arrays) or through the view and set().
+template <class In, class Out>
 struct MarkSink {
-    NumberOut& out;
-    const NumberView& in;
-    const double* src; // the input's array from bar 0, or null to read through the view
-    double* p;
+    const In& in;
+    Out& out;
+    double missing;
 
-    void bar(int32_t i) {
-        const double v = (src ? src[i] : in[i]) == in.fill() ? out.fill() : 0.0;
-        if (p) p[i] = v;
-        else out.set(i, v);
-    }
-    void swing(Side side, const Ref& at, const Ref&, bool take) {
-        const double v = side == Side::High ? 1.0 : -1.0;
-        if (p) setIf(p[at.bar], take, v);
-        else if (take) out.set(at.bar, v);
+    void bar(int32_t i) { out.set(i, in[i] == missing ? out.fill() : 0.0); }
+    void swings(Lanes take, Lanes, Lanes bars, int32_t now) {
+        if constexpr (std::is_same_v<Out, PlainOut>) {
+            // a mark not taken writes the 0 of bar `now` (a present bar) again
+            const Lanes at = pick(take, bars, _mm_set1_pd(now));
+            const Lanes v = _mm_and_pd(take, _mm_set_pd(-1.0, 1.0));
+            out.q[static_cast<int32_t>(at[0]) - out.from] = v[0];
+            out.q[static_cast<int32_t>(at[1]) - out.from] = v[1];
+        } else {
+            const int taken = _mm_movemask_pd(take);
+            if (taken & 1) out.set(static_cast<int32_t>(bars[0]), 1.0);
+            if (taken & 2) out.set(static_cast<int32_t>(bars[1]), -1.0);
+        }
     }
 };
 
@@ -733,8 +751,17 @@ StatusCode intermediateSwings(SeriesHandle& out, const SeriesHandle& input) {
     const int32_t n = NumberView(&input).count();
     NumberOut w(&out, n);
     const NumberView in(&input);
-    MarkSink sink{w, in, in.storage(0, n), w.storage(0, n)};
-    scanBars<Prices::Close, true, true, true>(Scan{Source{in, in, n}, 1, Tie(0), true, true}, 0, sink);
+    const Scan s{Source{in, in, n}, 1, Tie(0), true, true};
+    withPlainArrays(
+        0, n, w,
+        [&](const auto& x, auto& o) {
+            MarkSink<std::decay_t<decltype(x)>, std::decay_t<decltype(o)>> sink{x, o, in.fill()};
+            // the bar is read after the sink wrote it, as an output on its own input then holds it
+            scanOuter<Prices::Close, true, true, true, false>(s, 0, sink, [&x](int32_t i, double& va, double& vb) {
+                va = vb = x[i];
+            });
+        },
+        in);
     return kOk;
 }
 
