@@ -213,32 +213,32 @@ inline Lanes pick(Lanes take, Lanes a, Lanes b) { return _mm_or_pd(_mm_and_pd(ta
 // The scan of a mode that passes over inside bars at strength 1, and of the intermediate points
 // built on it. A bar's prices are held as the pair {hi, -lo}, so that both sides take one
 // comparison of pairs: a bar stands above a neighbour on the high side and below it on the low
-// side where its pair is the greater, lane by lane. The last three references, and with
-// Intermediate the last three short-term points of each side, live in registers and move on by
-// mask, since no branch can foresee where a swing appears; they start as NaN, with which nothing
-// compares, so that nothing is judged before three of them are held. Bar numbers are held as
-// doubles beside them. `sink.bar(i)` comes first on every bar, then `sink.swings(take, at, bars,
-// i)` for the points of both sides judged there: the lanes of `take` tell whether the pair `at`,
-// at the bars `bars`, is confirmed by bar i. A missing bar clears what is held, or is passed over
-// when PassHoles. The same swings as scanWith.
+// side where its pair is the greater, lane by lane. A new reference judges the last one against
+// the one before it and itself, so that only the last two references are held, and with
+// Intermediate a new short-term point judges the last one likewise; they live in registers and
+// move on by mask, since no branch can foresee where a swing appears, and start as NaN, with which
+// nothing compares, so that nothing is judged before enough of them are held. Bar numbers are
+// held as doubles beside them. `sink.bar(i)` comes first on every bar, then `sink.swings(take, at,
+// bars, i)` for the points of both sides judged there: the lanes of `take` tell whether the pair
+// `at`, at the bars `bars`, is confirmed by bar i. A missing bar clears what is held, or is passed
+// over when PassHoles. The same swings as scanWith.
 template <Prices P, bool Intermediate, bool PassHoles, bool LeftEqual, bool RightEqual, class Sink, class Read>
 void scanOuter(const Scan& s, int32_t from, Sink& sink, Read read) {
-    const Lanes none = _mm_set1_pd(NAN);
-    Lanes left = none, cand = none, right = none; // the last three references
+    const Lanes none = _mm_set1_pd(NAN), one = _mm_set1_pd(1.0);
+    Lanes cand = none, right = none; // the last two references
     Lanes prev = none; // closes: the last bar read, equal to the last reference where it was not one
-    Lanes bars = _mm_setzero_pd(); // the bars of cand and right
-    Lanes first = none, middle = none, last = none; // the last three short-term points
-    Lanes middleBars = _mm_setzero_pd(), lastBars = _mm_setzero_pd();
+    Lanes middle = none, last = none; // the last two short-term points of each side
+    Lanes now = _mm_set1_pd(from), rightBars = _mm_setzero_pd(), lastBars = _mm_setzero_pd();
     auto beyond = [](Lanes x, Lanes left, Lanes right) {
         return _mm_and_pd(LeftEqual ? _mm_cmpge_pd(x, left) : _mm_cmpgt_pd(x, left),
                           RightEqual ? _mm_cmpge_pd(x, right) : _mm_cmpgt_pd(x, right));
     };
-    for (int32_t i = from; i < s.src.bars; ++i) {
+    for (int32_t i = from; i < s.src.bars; ++i, now = _mm_add_pd(now, one)) {
         sink.bar(i);
         double va, vb;
         read(i, va, vb);
         if (missingAt<P>(s.src, va, vb)) [[unlikely]] {
-            if constexpr (!PassHoles) prev = left = cand = right = first = middle = last = none;
+            if constexpr (!PassHoles) prev = cand = right = middle = last = none;
             continue;
         }
         const Lanes x = _mm_set_pd(-loOf<P>(va, vb), hiOf<P>(va, vb));
@@ -252,21 +252,22 @@ void scanOuter(const Scan& s, int32_t from, Sink& sink, Read read) {
             const Lanes beyondLast = _mm_cmpnle_pd(x, right);
             taken = _mm_or_pd(beyondLast, _mm_shuffle_pd(beyondLast, beyondLast, 1));
         }
-        left = pick(taken, cand, left);
+        // the last reference, between the one before it and this bar
+        const Lanes point = _mm_and_pd(taken, beyond(right, cand, x));
+        const Lanes pointBars = rightBars, pointAt = right;
         cand = pick(taken, right, cand);
         right = pick(taken, x, right);
-        bars = pick(taken, _mm_shuffle_pd(bars, _mm_set_sd(i), 1), bars);
-        const Lanes candBars = _mm_unpacklo_pd(bars, bars);
-        const Lanes point = _mm_and_pd(taken, beyond(cand, left, right));
+        rightBars = pick(taken, now, rightBars);
         if constexpr (Intermediate) {
-            first = pick(point, middle, first);
+            // the last short-term point, between the one before it and this one
+            const Lanes take = _mm_and_pd(point, beyond(last, middle, pointAt));
+            const Lanes at = last, atBars = lastBars;
             middle = pick(point, last, middle);
-            last = pick(point, cand, last);
-            middleBars = pick(point, lastBars, middleBars);
-            lastBars = pick(point, candBars, lastBars);
-            sink.swings(_mm_and_pd(point, beyond(middle, first, last)), middle, middleBars, i);
+            last = pick(point, pointAt, last);
+            lastBars = pick(point, pointBars, lastBars);
+            sink.swings(take, at, atBars, i);
         } else {
-            sink.swings(point, cand, candBars, i);
+            sink.swings(point, pointAt, pointBars, i);
         }
     }
 }
