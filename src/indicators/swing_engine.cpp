@@ -279,6 +279,95 @@ void scanOuter(const Scan& s, int32_t from, Sink& sink, Read read) {
     else scanOuter<P, Intermediate, PassHoles, true, false>(s, from, sink, read);
 }
 
+// A pair held in memory that need not be aligned to its size.
+inline Lanes loadLanes(const double* p) { return _mm_loadu_pd(p); }
+inline void storeLanes(double* p, Lanes v) { _mm_storeu_pd(p, v); }
+
+// The highest of the last n pairs pushed, lane by lane, as SlidingExtreme keeps it for single
+// values: the pushes are cut into blocks of n, and a window spans the end of the block before
+// (whose highest from each place to its end is formed once the block is full) and the start of
+// the current one (whose highest runs along). A NaN pushed takes no part. `slots` holds 2n + 1
+// pairs for the life of the window.
+class LaneHighest {
+public:
+    LaneHighest(double* slots, int32_t n) : block_(slots), tail_(slots + 2 * n), n_(n) {
+        for (int32_t j = 0; j <= n; ++j) storeLanes(tail_ + 2 * j, kNone);
+    }
+    void push(Lanes x) {
+        if (pos_ == n_) {
+            Lanes run = kNone;
+            for (int32_t j = n_ - 1; j >= 0; --j) storeLanes(tail_ + 2 * j, run = better(run, loadLanes(block_ + 2 * j)));
+            pos_ = 0;
+            head_ = kNone;
+        }
+        storeLanes(block_ + 2 * pos_++, x);
+        head_ = better(head_, x);
+        extreme_ = better(loadLanes(tail_ + 2 * pos_), head_);
+    }
+    Lanes extreme() const { return extreme_; }
+
+private:
+    static constexpr Lanes kNone = {-HUGE_VAL, -HUGE_VAL};
+    // b where it is above a, else a (a NaN b leaves a)
+    static Lanes better(Lanes a, Lanes b) { return _mm_max_pd(b, a); }
+
+    double* block_;
+    double* tail_;
+    int32_t n_;
+    int32_t pos_ = 0;
+    Lanes head_ = kNone, extreme_ = kNone;
+};
+
+// The scan of a mode that compares every bar for one side of two series at once, one on each
+// lane (lows negated). `read(i, x, bad)` gives bar i's pair and the lanes
+// where it cannot take part (missing, or a price that compares with nothing). Bar k is judged
+// when bar k + st arrives, against the highest of the st pairs on each side, both taken from one
+// sliding window of the last st pairs: the window as it stands is the right side, and the window
+// as it stood st + 1 bars back (kept in a ring) the left side. A lane of bar k takes part only
+// when no bar from k - st to k + st is bad there, which the last bad bar of each lane tells; bars
+// before `from` count as bad. `sink.bar(i)` comes first on every bar, then `sink.swings(take,
+// at, bars, i)` as in scanOuter. `slots` holds 6 st + 4 doubles.
+template <bool LeftEqual, bool RightEqual, class Sink, class Read>
+void scanLanes(int32_t from, int32_t n, int32_t st, Sink& sink, Read read, double* slots) {
+    LaneHighest window(slots, st);
+    double* back = slots + 4 * st + 2; // the ring of windows as they stood
+    const Lanes one = _mm_set1_pd(1.0), reach = _mm_set1_pd(st), span = _mm_set1_pd(2.0 * st);
+    Lanes now = _mm_set1_pd(from), lastBad = _mm_set1_pd(from - 1.0);
+    int32_t at = 0; // the ring's place of the window st + 1 bars back
+    auto step = [&](int32_t i, auto judge) {
+        sink.bar(i);
+        Lanes x, bad;
+        read(i, x, bad);
+        const Lanes left = loadLanes(back + 2 * at);
+        lastBad = pick(bad, now, lastBad);
+        window.push(x);
+        const Lanes right = window.extreme();
+        storeLanes(back + 2 * at, right);
+        if constexpr (judge) {
+            Lanes cand, unused;
+            read(i - st, cand, unused);
+            const Lanes beyond = _mm_and_pd(LeftEqual ? _mm_cmpge_pd(cand, left) : _mm_cmpgt_pd(cand, left),
+                                            RightEqual ? _mm_cmpge_pd(cand, right) : _mm_cmpgt_pd(cand, right));
+            sink.swings(_mm_and_pd(_mm_cmplt_pd(lastBad, _mm_sub_pd(now, span)), beyond), cand,
+                        _mm_sub_pd(now, reach), i);
+        }
+        at = at == st ? 0 : at + 1;
+        now = _mm_add_pd(now, one);
+    };
+    const int32_t first = from + 2 * st; // the first bar that can confirm a swing
+    for (int32_t i = from; i < first; ++i) step(i, std::false_type{});
+    for (int32_t i = first; i < n; ++i) step(i, std::true_type{});
+}
+
+// The slots of a scan that compares every bar (6 st + 4 doubles), where the bars hold a swing and
+// the slots fit; null otherwise.
+struct LaneSlots {
+    Scratch<double> slots;
+    LaneSlots(int32_t st, int32_t bars)
+        : slots(2 * int64_t{st} + 1 <= bars && 6 * int64_t{st} + 4 <= INT32_MAX ? 6 * st + 4 : 0) {}
+    double* get() { return slots.size() > 0 ? slots.data() : nullptr; }
+};
+
 // The scan of a mode that compares every bar, over the stored arrays (bar i at pa[i - from]):
 // bar k is judged when bar k + st arrives, against the highest (lowest) of the st prices on each
 // side, both taken from one sliding window of the last st prices: the window as it stands is the
@@ -359,14 +448,8 @@ void scanBars(const Scan& s, int32_t from, Sink& sink) {
     const double* pa = s.src.a.storage(from, s.src.bars);
     const double* pb = s.src.b.storage(from, s.src.bars);
     if constexpr (!Skip && !Intermediate && !PassHoles) {
-        const int64_t st = s.strength;
-        if (pa && pb && 2 * st + 1 <= s.src.bars - from && 6 * st + 4 <= INT32_MAX) {
-            Scratch<double> slots(static_cast<int32_t>(6 * st + 4));
-            if (slots.ok()) {
-                scanEvery<P>(s, from, sink, pa, pb, slots.data());
-                return;
-            }
-        }
+        LaneSlots slots(s.strength, s.src.bars - from);
+        if (pa && pb && slots.get()) return scanEvery<P>(s, from, sink, pa, pb, slots.get());
     }
     auto with = [&](auto read) {
         if constexpr (Intermediate) { // always of strength 1
@@ -652,17 +735,26 @@ StatusCode swingSystem(Side side, SeriesHandle& out, const BarRecord& market, do
 namespace {
 
 // The swings of one side in the order of the bars that confirm them (one bar confirms one swing
-// of a side). Appended without a branch: every swing judged is written to the next place and kept
-// by counting it.
+// of a side), in a list for each lane that has one (lanes 0 and 1 are the high and the low sides of
+// one series, or one side of two series). Appended without a branch: every swing judged is
+// written to the next place and kept by counting it.
 struct Confirmation {
     int32_t by, at;
 };
 struct ConfirmSink {
-    Confirmation* next;
+    Confirmation* next[2];
     void bar(int32_t) {}
-    void swing(Side, const Ref& at, const Ref& now, bool take) {
-        *next = {now.bar, at.bar};
-        next += take;
+    void swing(Side side, const Ref& at, const Ref& now, bool take) { add(side == Side::High ? 0 : 1, take, at.bar, now.bar); }
+    void swings(Lanes take, Lanes, Lanes bars, int32_t now) {
+        const int taken = _mm_movemask_pd(take);
+        add(0, taken & 1, static_cast<int32_t>(bars[0]), now);
+        add(1, taken >> 1, static_cast<int32_t>(bars[1]), now);
+    }
+    void add(int lane, bool take, int32_t at, int32_t now) {
+        if (Confirmation*& c = next[lane]) {
+            *c = {now, at};
+            c += take;
+        }
     }
 };
 
@@ -686,13 +778,34 @@ StatusCode divergence(Side side, SeriesHandle& out, const SeriesHandle& price, c
     const bool high = side == Side::High;
     Confirmation* const la = lists.get() + 2;
     Confirmation* const lb = lists.get() + room + 2;
-    ConfirmSink sa{la}, sb{lb};
+    Confirmation *endA, *endB;
     // a swing confirmed by bar n or later plays no part, and needs no bar from n on
-    scanBars<Prices::HighLow, false, false, false>(Scan{Source{a, a, n}, su.strength, Tie(0), high, !high}, 0, sa);
-    scanBars<Prices::HighLow, false, false, false>(
-        Scan{Source{b, b, std::min(b.count(), n)}, su.strength, Tie(0), high, !high}, 0, sb);
+    const double* pa = a.storage(0, n);
+    const double* pb = b.count() >= n ? b.storage(0, n) : nullptr;
+    LaneSlots slots(su.strength, n);
+    if (pa && pb && slots.get()) {
+        // both series on the two lanes of one scan, lows negated, under tie rule 0
+        ConfirmSink sink{{la, lb}};
+        const Lanes fills = _mm_set_pd(b.fill(), a.fill()), sign = _mm_set1_pd(high ? 0.0 : -0.0);
+        scanLanes<true, false>(0, n, su.strength, sink,
+                  [pa, pb, fills, sign](int32_t i, Lanes& x, Lanes& bad) {
+                      const Lanes v = _mm_set_pd(pb[i], pa[i]);
+                      x = _mm_xor_pd(v, sign);
+                      bad = _mm_or_pd(_mm_cmpeq_pd(v, fills), _mm_cmpunord_pd(v, v));
+                  },
+                  slots.get());
+        endA = sink.next[0];
+        endB = sink.next[1];
+    } else {
+        ConfirmSink sa{{high ? la : nullptr, high ? nullptr : la}}, sb{{high ? lb : nullptr, high ? nullptr : lb}};
+        scanBars<Prices::HighLow, false, false, false>(Scan{Source{a, a, n}, su.strength, Tie(0), high, !high}, 0, sa);
+        scanBars<Prices::HighLow, false, false, false>(
+            Scan{Source{b, b, std::min(b.count(), n)}, su.strength, Tie(0), high, !high}, 0, sb);
+        endA = sa.next[high ? 0 : 1];
+        endB = sb.next[high ? 0 : 1];
+    }
     for (Confirmation* c : {la - 2, la - 1, lb - 2, lb - 1}) *c = {-1, -1};
-    *sa.next = *sb.next = {INT32_MAX, -1};
+    *endA = *endB = {INT32_MAX, -1};
     // Only the bars that confirm a swing in either list are judged, in order, without a branch: the
     // swings confirmed so far are counted, and the last two of each list read from behind the count.
     zeros(w, 0, n);
