@@ -374,9 +374,10 @@ struct LaneSlots {
 // right side, and the window as it stood st + 1 bars back (kept in a ring) the left side. A bar
 // takes part only when no bar from k - st to k + st is missing or has a price that compares with
 // nothing, which the last such bar of each side tells; bars before `from` count as missing.
-// `slots` holds 6 st + 4 doubles.
+// `slots` holds 6 st + 4 doubles. Not inlined: in the large function of a caller the compiler
+// keeps a sink's counter in memory, where each bar waits on the store of the bar before.
 template <Prices P, bool WantHigh, bool WantLow, bool LeftEqual, bool RightEqual, class Sink>
-void scanEvery(const Scan& s, int32_t from, Sink& sink, const double* pa, const double* pb, double* slots) {
+[[gnu::noinline]] void scanEvery(const Scan& s, int32_t from, Sink& sink, const double* pa, const double* pb, double* slots) {
     const int32_t n = s.src.bars, st = s.strength;
     const double fillA = s.src.a.fill(), fillB = s.src.b.fill();
     SlidingExtreme<true> highs(slots, st);
