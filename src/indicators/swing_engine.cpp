@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <emmintrin.h>
 #include <memory>
 #include <new>
 #include <optional>
@@ -11,6 +12,7 @@
 #include <type_traits>
 
 #include "calendar/date.h"
+#include "containers/plain_bars.h"
 #include "containers/scratch.h"
 #include "containers/series.h"
 #include "containers/text.h"
@@ -88,28 +90,11 @@ struct Ref {
     double hi, lo;
 };
 
-// Whether a candidate's price passes against one neighbour under the tie rule: strict or not on
-// each side, mirrored for lows.
+// The tie rule: whether a candidate's price must pass its neighbours strictly on each side
+// (mirrored for lows).
 struct Tie {
     bool leftStrict, rightStrict;
     explicit Tie(int32_t q) : leftStrict(q == 1 || q == 2), rightStrict(q != 1) {}
-    static bool above(double v, double other, bool strict) { return strict ? v > other : v >= other; }
-    static bool below(double v, double other, bool strict) { return strict ? v < other : v <= other; }
-};
-
-// The last three short-term points of one side, in a ring of four: a candidate is written to the
-// next place whether it is a point or not, and kept by counting it, so that no branch depends on it.
-struct Last3 {
-    Ref r[4] = {};
-    uint32_t n = 0;
-    void clear() { n = 0; }
-    void offer(const Ref& x, bool take) {
-        r[n & 3] = x;
-        n += take ? 1 : 0;
-    }
-    // 1 the latest point, 2 the one before, 3 the one before that
-    const Ref& back(uint32_t k) const { return r[(n - k) & 3]; }
-    bool full() const { return n >= 3; }
 };
 
 // Whether the candidate stands above (below) every neighbour in [from, to). Every neighbour is
@@ -137,29 +122,6 @@ struct Scan {
     bool wantHigh, wantLow;
 };
 
-// Reports a judged candidate's swings to the sink, or with Intermediate, after counting the
-// candidate among the short-term points, the point before the last of each side that stands
-// beyond the points on both sides of it.
-template <bool Intermediate, class Sink>
-inline void report(const Scan& s, Sink& sink, Last3& highs, Last3& lows, const Ref& cand, const Ref& now, bool isHigh,
-                   bool isLow) {
-    if constexpr (Intermediate) {
-        highs.offer(cand, isHigh);
-        lows.offer(cand, isLow);
-        const Ref &h = highs.back(2), &l = lows.back(2);
-        const bool highLeft = Tie::above(h.hi, highs.back(3).hi, s.tie.leftStrict),
-                   highRight = Tie::above(h.hi, highs.back(1).hi, s.tie.rightStrict),
-                   lowLeft = Tie::below(l.lo, lows.back(3).lo, s.tie.leftStrict),
-                   lowRight = Tie::below(l.lo, lows.back(1).lo, s.tie.rightStrict);
-        const bool highsHeld = highs.full(), lowsHeld = lows.full();
-        sink.swing(Side::High, h, now, isHigh & highsHeld & highLeft & highRight);
-        sink.swing(Side::Low, l, now, isLow & lowsHeld & lowLeft & lowRight);
-    } else {
-        sink.swing(Side::High, cand, now, isHigh);
-        sink.swing(Side::Low, cand, now, isLow);
-    }
-}
-
 // Whether a reference lies inside the last one (its high at most the last's, its low at least
 // the last's), the last being held as its high and its low negated in a register, so that the
 // next bar's test waits on no store; it becomes `now` unless `now` is inside. NaN (with which
@@ -176,7 +138,6 @@ inline bool insideOf(indicators::Pair& last, const Ref& now) {
 // references at a missing bar (unless holes are passed over) or number the bar as the next one.
 struct ScanState {
     int32_t seq = 0;
-    Last3 highs, lows;
 };
 
 template <Prices P, bool PassHoles, class Sink, class Read, class Len>
@@ -185,11 +146,7 @@ template <Prices P, bool PassHoles, class Sink, class Read, class Len>
     double va, vb;
     read(i, va, vb);
     if (missingAt<P>(s.src, va, vb)) {
-        if constexpr (!PassHoles) {
-            len = 0;
-            state.highs.clear();
-            state.lows.clear();
-        }
+        if constexpr (!PassHoles) len = 0;
         return false;
     }
     now = Ref{i, state.seq++, hiOf<P>(va, vb), loOf<P>(va, vb)};
@@ -202,7 +159,7 @@ template <Prices P, bool PassHoles, class Sink, class Read, class Len>
 // for both sides of every reference judged, `take` telling whether `at` is a swing confirmed by
 // the reference `now`: the sinks act on it without a branch, as a swing cannot be foreseen. A
 // missing bar clears the lists, or is passed over when PassHoles.
-template <Prices P, bool Skip, bool Intermediate, bool PassHoles, class Sink, class Read>
+template <Prices P, bool Skip, bool PassHoles, class Sink, class Read>
 void scanWith(const Scan& s, int32_t from, Sink& sink, Read read) {
     const int32_t n = s.src.bars, st = s.strength;
     const int64_t window = 2 * static_cast<int64_t>(st) + 1;
@@ -240,39 +197,78 @@ void scanWith(const Scan& s, int32_t from, Sink& sink, Read read) {
         bool isHigh = s.wantHigh & !inside, isLow = s.wantLow & !inside;
         standsOut(cand, refs + k - st, refs + k, s.tie.leftStrict, isHigh, isLow);
         standsOut(cand, refs + k + 1, refs + len, s.tie.rightStrict, isHigh, isLow);
-        report<Intermediate>(s, sink, state.highs, state.lows, cand, now, isHigh, isLow);
+        sink.swing(Side::High, cand, now, isHigh);
+        sink.swing(Side::Low, cand, now, isLow);
     }
 }
 
-// The scan of a mode that passes over inside bars at strength 1, with the last references in a
-// ring of four instead of a list: a bar is written to the next place whether it is inside or not,
-// and kept by counting it. The same swings as scanWith.
+// Pairs of doubles in the instruction set's own type, compared and chosen with its own
+// operations: written on vector types, the compiler takes a mask made of several comparisons
+// for truth values and makes each choice lane by lane in general registers.
+using Lanes = __m128d;
+
+// a where the mask is set, else b, lane by lane.
+inline Lanes pick(Lanes take, Lanes a, Lanes b) { return _mm_or_pd(_mm_and_pd(take, a), _mm_andnot_pd(take, b)); }
+
+// The scan of a mode that passes over inside bars at strength 1, and of the intermediate points
+// built on it. A bar's prices are held as the pair {hi, -lo}, so that both sides take one
+// comparison of pairs: a bar stands above a neighbour on the high side and below it on the low
+// side where its pair is the greater, lane by lane. A new reference judges the last one against
+// the one before it and itself, so that only the last two references are held, and with
+// Intermediate a new short-term point judges the last one likewise; they live in registers and
+// move on by mask, since no branch can foresee where a swing appears, and start as NaN, with which
+// nothing compares, so that nothing is judged before enough of them are held. Bar numbers are
+// held as doubles beside them. `sink.bar(i)` comes first on every bar, then `sink.swings(take, at,
+// bars, i)` for the points of both sides judged there: the lanes of `take` tell whether the pair
+// `at`, at the bars `bars`, is confirmed by bar i. A missing bar clears what is held, or is passed
+// over when PassHoles. The same swings as scanWith.
 template <Prices P, bool Intermediate, bool PassHoles, bool LeftEqual, bool RightEqual, class Sink, class Read>
 void scanOuter(const Scan& s, int32_t from, Sink& sink, Read read) {
-    Ref ring[4] = {};
-    const bool wantHigh = s.wantHigh, wantLow = s.wantLow;
-    uint32_t len = 0; // references since the last missing bar
-    ScanState state;
-    indicators::Pair last = {NAN, NAN};
-    for (int32_t i = from; i < s.src.bars; ++i) {
-        Ref now;
-        if (!referenceAt<P, PassHoles>(s, i, sink, read, state, len, now)) continue;
-        if (len == 0) last = indicators::Pair{NAN, NAN};
-        const bool inside = insideOf(last, now);
-        ring[len & 3] = now;
-        len += inside ? 0 : 1;
-        // the reference before the last, between the one before it and the last
-        const Ref &left = ring[(len - 3) & 3], &cand = ring[(len - 2) & 3], &right = ring[(len - 1) & 3];
-        const bool judged = (len >= 3) & !inside;
-        // a side not wanted is not compared (a branch that goes the same way on every bar)
-        bool isHigh = false, isLow = false;
-        if (wantHigh)
-            isHigh = judged & (LeftEqual ? cand.hi >= left.hi : cand.hi > left.hi) &
-                     (RightEqual ? cand.hi >= right.hi : cand.hi > right.hi);
-        if (wantLow)
-            isLow = judged & (LeftEqual ? cand.lo <= left.lo : cand.lo < left.lo) &
-                    (RightEqual ? cand.lo <= right.lo : cand.lo < right.lo);
-        report<Intermediate>(s, sink, state.highs, state.lows, cand, now, isHigh, isLow);
+    const Lanes none = _mm_set1_pd(NAN), one = _mm_set1_pd(1.0);
+    Lanes cand = none, right = none; // the last two references
+    Lanes prev = none; // closes: the last bar read, equal to the last reference where it was not one
+    Lanes middle = none, last = none; // the last two short-term points of each side
+    Lanes now = _mm_set1_pd(from), rightBars = _mm_setzero_pd(), lastBars = _mm_setzero_pd();
+    auto beyond = [](Lanes x, Lanes left, Lanes right) {
+        return _mm_and_pd(LeftEqual ? _mm_cmpge_pd(x, left) : _mm_cmpgt_pd(x, left),
+                          RightEqual ? _mm_cmpge_pd(x, right) : _mm_cmpgt_pd(x, right));
+    };
+    for (int32_t i = from; i < s.src.bars; ++i, now = _mm_add_pd(now, one)) {
+        sink.bar(i);
+        double va, vb;
+        read(i, va, vb);
+        if (missingAt<P>(s.src, va, vb)) [[unlikely]] {
+            if constexpr (!PassHoles) prev = cand = right = middle = last = none;
+            continue;
+        }
+        const Lanes x = _mm_set_pd(-loOf<P>(va, vb), hiOf<P>(va, vb));
+        // A bar inside the last reference (within it on both lanes) is passed over. A close is
+        // inside when it repeats the bar before, which leaves the references out of the test.
+        Lanes taken;
+        if constexpr (P == Prices::Close) {
+            taken = _mm_cmpneq_pd(x, prev);
+            prev = x;
+        } else {
+            const Lanes beyondLast = _mm_cmpnle_pd(x, right);
+            taken = _mm_or_pd(beyondLast, _mm_shuffle_pd(beyondLast, beyondLast, 1));
+        }
+        // the last reference, between the one before it and this bar
+        const Lanes point = _mm_and_pd(taken, beyond(right, cand, x));
+        const Lanes pointBars = rightBars, pointAt = right;
+        cand = pick(taken, right, cand);
+        right = pick(taken, x, right);
+        rightBars = pick(taken, now, rightBars);
+        if constexpr (Intermediate) {
+            // the last short-term point, between the one before it and this one
+            const Lanes take = _mm_and_pd(point, beyond(last, middle, pointAt));
+            const Lanes at = last, atBars = lastBars;
+            middle = pick(point, last, middle);
+            last = pick(point, pointAt, last);
+            lastBars = pick(point, pointBars, lastBars);
+            sink.swings(take, at, atBars, i);
+        } else {
+            sink.swings(point, pointAt, pointBars, i);
+        }
     }
 }
 
@@ -283,15 +279,105 @@ void scanOuter(const Scan& s, int32_t from, Sink& sink, Read read) {
     else scanOuter<P, Intermediate, PassHoles, true, false>(s, from, sink, read);
 }
 
+// A pair held in memory that need not be aligned to its size.
+inline Lanes loadLanes(const double* p) { return _mm_loadu_pd(p); }
+inline void storeLanes(double* p, Lanes v) { _mm_storeu_pd(p, v); }
+
+// The highest of the last n pairs pushed, lane by lane, as SlidingExtreme keeps it for single
+// values: the pushes are cut into blocks of n, and a window spans the end of the block before
+// (whose highest from each place to its end is formed once the block is full) and the start of
+// the current one (whose highest runs along). A NaN pushed takes no part. `slots` holds 2n + 1
+// pairs for the life of the window.
+class LaneHighest {
+public:
+    LaneHighest(double* slots, int32_t n) : block_(slots), tail_(slots + 2 * n), n_(n) {
+        for (int32_t j = 0; j <= n; ++j) storeLanes(tail_ + 2 * j, kNone);
+    }
+    void push(Lanes x) {
+        if (pos_ == n_) {
+            Lanes run = kNone;
+            for (int32_t j = n_ - 1; j >= 0; --j) storeLanes(tail_ + 2 * j, run = better(run, loadLanes(block_ + 2 * j)));
+            pos_ = 0;
+            head_ = kNone;
+        }
+        storeLanes(block_ + 2 * pos_++, x);
+        head_ = better(head_, x);
+        extreme_ = better(loadLanes(tail_ + 2 * pos_), head_);
+    }
+    Lanes extreme() const { return extreme_; }
+
+private:
+    static constexpr Lanes kNone = {-HUGE_VAL, -HUGE_VAL};
+    // b where it is above a, else a (a NaN b leaves a)
+    static Lanes better(Lanes a, Lanes b) { return _mm_max_pd(b, a); }
+
+    double* block_;
+    double* tail_;
+    int32_t n_;
+    int32_t pos_ = 0;
+    Lanes head_ = kNone, extreme_ = kNone;
+};
+
+// The scan of a mode that compares every bar for one side of two series at once, one on each
+// lane (lows negated). `read(i, x, bad)` gives bar i's pair and the lanes
+// where it cannot take part (missing, or a price that compares with nothing). Bar k is judged
+// when bar k + st arrives, against the highest of the st pairs on each side, both taken from one
+// sliding window of the last st pairs: the window as it stands is the right side, and the window
+// as it stood st + 1 bars back (kept in a ring) the left side. A lane of bar k takes part only
+// when no bar from k - st to k + st is bad there, which the last bad bar of each lane tells; bars
+// before `from` count as bad. `sink.bar(i)` comes first on every bar, then `sink.swings(take,
+// at, bars, i)` as in scanOuter. `slots` holds 6 st + 4 doubles.
+template <bool LeftEqual, bool RightEqual, class Sink, class Read>
+void scanLanes(int32_t from, int32_t n, int32_t st, Sink& sink, Read read, double* slots) {
+    LaneHighest window(slots, st);
+    double* back = slots + 4 * st + 2; // the ring of windows as they stood
+    const Lanes one = _mm_set1_pd(1.0), reach = _mm_set1_pd(st), span = _mm_set1_pd(2.0 * st);
+    Lanes now = _mm_set1_pd(from), lastBad = _mm_set1_pd(from - 1.0);
+    int32_t at = 0; // the ring's place of the window st + 1 bars back
+    auto step = [&](int32_t i, auto judge) {
+        sink.bar(i);
+        Lanes x, bad;
+        read(i, x, bad);
+        const Lanes left = loadLanes(back + 2 * at);
+        lastBad = pick(bad, now, lastBad);
+        window.push(x);
+        const Lanes right = window.extreme();
+        storeLanes(back + 2 * at, right);
+        if constexpr (judge) {
+            Lanes cand, unused;
+            read(i - st, cand, unused);
+            const Lanes beyond = _mm_and_pd(LeftEqual ? _mm_cmpge_pd(cand, left) : _mm_cmpgt_pd(cand, left),
+                                            RightEqual ? _mm_cmpge_pd(cand, right) : _mm_cmpgt_pd(cand, right));
+            sink.swings(_mm_and_pd(_mm_cmplt_pd(lastBad, _mm_sub_pd(now, span)), beyond), cand,
+                        _mm_sub_pd(now, reach), i);
+        }
+        at = at == st ? 0 : at + 1;
+        now = _mm_add_pd(now, one);
+    };
+    const int32_t first = from + 2 * st; // the first bar that can confirm a swing
+    for (int32_t i = from; i < first; ++i) step(i, std::false_type{});
+    for (int32_t i = first; i < n; ++i) step(i, std::true_type{});
+}
+
+// The slots of a scan that compares every bar (6 st + 4 doubles), where the bars hold a swing and
+// the slots fit; null otherwise.
+struct LaneSlots {
+    Scratch<double> slots;
+    LaneSlots(int32_t st, int32_t bars)
+        : slots(2 * int64_t{st} + 1 <= bars && 6 * int64_t{st} + 4 <= INT32_MAX ? 6 * st + 4 : 0) {}
+    double* get() { return slots.size() > 0 ? slots.data() : nullptr; }
+};
+
 // The scan of a mode that compares every bar, over the stored arrays (bar i at pa[i - from]):
 // bar k is judged when bar k + st arrives, against the highest (lowest) of the st prices on each
 // side, both taken from one sliding window of the last st prices: the window as it stands is the
 // right side, and the window as it stood st + 1 bars back (kept in a ring) the left side. A bar
 // takes part only when no bar from k - st to k + st is missing or has a price that compares with
 // nothing, which the last such bar of each side tells; bars before `from` count as missing.
-// `slots` holds 6 st + 4 doubles.
+// `slots` holds 6 st + 4 doubles. Not inlined: in the large function of a caller the compiler
+// keeps a sink's counter in memory, where each bar waits on the store of the bar before.
 template <Prices P, bool WantHigh, bool WantLow, bool LeftEqual, bool RightEqual, class Sink>
-void scanEvery(const Scan& s, int32_t from, Sink& sink, const double* pa, const double* pb, double* slots) {
+[[gnu::noinline]] void scanEvery(const Scan& s, int32_t from, Sink& sink, const double* pa, const double* pb, double* slots) {
     const int32_t n = s.src.bars, st = s.strength;
     const double fillA = s.src.a.fill(), fillB = s.src.b.fill();
     SlidingExtreme<true> highs(slots, st);
@@ -363,20 +449,18 @@ void scanBars(const Scan& s, int32_t from, Sink& sink) {
     const double* pa = s.src.a.storage(from, s.src.bars);
     const double* pb = s.src.b.storage(from, s.src.bars);
     if constexpr (!Skip && !Intermediate && !PassHoles) {
-        const int64_t st = s.strength;
-        if (pa && pb && 2 * st + 1 <= s.src.bars - from && 6 * st + 4 <= INT32_MAX) {
-            Scratch<double> slots(static_cast<int32_t>(6 * st + 4));
-            if (slots.ok()) {
-                scanEvery<P>(s, from, sink, pa, pb, slots.data());
-                return;
-            }
-        }
+        LaneSlots slots(s.strength, s.src.bars - from);
+        if (pa && pb && slots.get()) return scanEvery<P>(s, from, sink, pa, pb, slots.get());
     }
     auto with = [&](auto read) {
-        if constexpr (Skip) {
-            if (s.strength == 1) return scanOuter<P, Intermediate, PassHoles>(s, from, sink, read);
+        if constexpr (Intermediate) { // always of strength 1
+            scanOuter<P, true, PassHoles>(s, from, sink, read);
+        } else {
+            if constexpr (Skip) {
+                if (s.strength == 1) return scanOuter<P, false, PassHoles>(s, from, sink, read);
+            }
+            scanWith<P, Skip, PassHoles>(s, from, sink, read);
         }
-        scanWith<P, Skip, Intermediate, PassHoles>(s, from, sink, read);
     };
     if (pa && pb) {
         with([pa, pb, from](int32_t i, double& va, double& vb) {
@@ -433,11 +517,19 @@ struct SeriesSink {
 
     void bar(int32_t) {}
     void swing(Side side, const Ref& at, const Ref& now, bool take) {
-        const bool isHigh = side == Side::High;
-        take &= at.bar > (isHigh ? keepHigh : keepLow);
-        const double v = now.bar - at.bar;
-        if (double* p = isHigh ? highs : lows) setIf(p[at.bar], take, v);
-        else if (take) (isHigh ? high : low)->set(at.bar, v);
+        if (side == Side::High) mark(high, highs, keepHigh, take, at.bar, now.bar);
+        else mark(low, lows, keepLow, take, at.bar, now.bar);
+    }
+    void swings(Lanes take, Lanes, Lanes bars, int32_t now) {
+        const int taken = _mm_movemask_pd(take);
+        if (high) mark(high, highs, keepHigh, taken & 1, static_cast<int32_t>(bars[0]), now);
+        if (low) mark(low, lows, keepLow, taken >> 1, static_cast<int32_t>(bars[1]), now);
+    }
+    static void mark(NumberOut* out, double* p, int32_t keep, bool take, int32_t at, int32_t now) {
+        take &= at > keep;
+        const double v = now - at;
+        if (p) setIf(p[at], take, v);
+        else if (take) out->set(at, v);
     }
 };
 
@@ -598,6 +690,13 @@ struct LevelSink {
         count += take;
         marks[now.bar] = count;
     }
+    // the pair's low lane holds the low negated
+    void swings(Lanes take, Lanes at, Lanes, int32_t now) {
+        const bool high = side == Side::High;
+        prices[count + 1] = high ? at[0] + shift : -at[1] - shift;
+        count += (_mm_movemask_pd(take) >> (high ? 0 : 1)) & 1;
+        marks[now] = count;
+    }
 };
 
 } // namespace
@@ -637,17 +736,26 @@ StatusCode swingSystem(Side side, SeriesHandle& out, const BarRecord& market, do
 namespace {
 
 // The swings of one side in the order of the bars that confirm them (one bar confirms one swing
-// of a side). Appended without a branch: every swing judged is written to the next place and kept
-// by counting it.
+// of a side), in a list for each lane that has one (lanes 0 and 1 are the high and the low sides of
+// one series, or one side of two series). Appended without a branch: every swing judged is
+// written to the next place and kept by counting it.
 struct Confirmation {
     int32_t by, at;
 };
 struct ConfirmSink {
-    Confirmation* next;
+    Confirmation* next[2];
     void bar(int32_t) {}
-    void swing(Side, const Ref& at, const Ref& now, bool take) {
-        *next = {now.bar, at.bar};
-        next += take;
+    void swing(Side side, const Ref& at, const Ref& now, bool take) { add(side == Side::High ? 0 : 1, take, at.bar, now.bar); }
+    void swings(Lanes take, Lanes, Lanes bars, int32_t now) {
+        const int taken = _mm_movemask_pd(take);
+        add(0, taken & 1, static_cast<int32_t>(bars[0]), now);
+        add(1, taken >> 1, static_cast<int32_t>(bars[1]), now);
+    }
+    void add(int lane, bool take, int32_t at, int32_t now) {
+        if (Confirmation*& c = next[lane]) {
+            *c = {now, at};
+            c += take;
+        }
     }
 };
 
@@ -671,13 +779,34 @@ StatusCode divergence(Side side, SeriesHandle& out, const SeriesHandle& price, c
     const bool high = side == Side::High;
     Confirmation* const la = lists.get() + 2;
     Confirmation* const lb = lists.get() + room + 2;
-    ConfirmSink sa{la}, sb{lb};
+    Confirmation *endA, *endB;
     // a swing confirmed by bar n or later plays no part, and needs no bar from n on
-    scanBars<Prices::HighLow, false, false, false>(Scan{Source{a, a, n}, su.strength, Tie(0), high, !high}, 0, sa);
-    scanBars<Prices::HighLow, false, false, false>(
-        Scan{Source{b, b, std::min(b.count(), n)}, su.strength, Tie(0), high, !high}, 0, sb);
+    const double* pa = a.storage(0, n);
+    const double* pb = b.count() >= n ? b.storage(0, n) : nullptr;
+    LaneSlots slots(su.strength, n);
+    if (pa && pb && slots.get()) {
+        // both series on the two lanes of one scan, lows negated, under tie rule 0
+        ConfirmSink sink{{la, lb}};
+        const Lanes fills = _mm_set_pd(b.fill(), a.fill()), sign = _mm_set1_pd(high ? 0.0 : -0.0);
+        scanLanes<true, false>(0, n, su.strength, sink,
+                  [pa, pb, fills, sign](int32_t i, Lanes& x, Lanes& bad) {
+                      const Lanes v = _mm_set_pd(pb[i], pa[i]);
+                      x = _mm_xor_pd(v, sign);
+                      bad = _mm_or_pd(_mm_cmpeq_pd(v, fills), _mm_cmpunord_pd(v, v));
+                  },
+                  slots.get());
+        endA = sink.next[0];
+        endB = sink.next[1];
+    } else {
+        ConfirmSink sa{{high ? la : nullptr, high ? nullptr : la}}, sb{{high ? lb : nullptr, high ? nullptr : lb}};
+        scanBars<Prices::HighLow, false, false, false>(Scan{Source{a, a, n}, su.strength, Tie(0), high, !high}, 0, sa);
+        scanBars<Prices::HighLow, false, false, false>(
+            Scan{Source{b, b, std::min(b.count(), n)}, su.strength, Tie(0), high, !high}, 0, sb);
+        endA = sa.next[high ? 0 : 1];
+        endB = sb.next[high ? 0 : 1];
+    }
     for (Confirmation* c : {la - 2, la - 1, lb - 2, lb - 1}) *c = {-1, -1};
-    *sa.next = *sb.next = {INT32_MAX, -1};
+    *endA = *endB = {INT32_MAX, -1};
     // Only the bars that confirm a swing in either list are judged, in order, without a branch: the
     // swings confirmed so far are counted, and the last two of each list read from behind the count.
     zeros(w, 0, n);
@@ -707,22 +836,26 @@ StatusCode divergence(Side side, SeriesHandle& out, const SeriesHandle& price, c
 namespace {
 
 // +1 and -1 at intermediate points; every bar first 0, or the fill value where the input is missing.
-// Written straight into the output's array where it can be written in place, else through set().
+// Over the input and the output as they are stored (plain arrays) or through the view and set().
+template <class In, class Out>
 struct MarkSink {
-    NumberOut& out;
-    const NumberView& in;
-    const double* src; // the input's array from bar 0, or null to read through the view
-    double* p;
+    const In& in;
+    Out& out;
+    double missing;
 
-    void bar(int32_t i) {
-        const double v = (src ? src[i] : in[i]) == in.fill() ? out.fill() : 0.0;
-        if (p) p[i] = v;
-        else out.set(i, v);
-    }
-    void swing(Side side, const Ref& at, const Ref&, bool take) {
-        const double v = side == Side::High ? 1.0 : -1.0;
-        if (p) setIf(p[at.bar], take, v);
-        else if (take) out.set(at.bar, v);
+    void bar(int32_t i) { out.set(i, in[i] == missing ? out.fill() : 0.0); }
+    void swings(Lanes take, Lanes, Lanes bars, int32_t now) {
+        if constexpr (std::is_same_v<Out, PlainOut>) {
+            // a mark not taken writes the 0 of bar `now` (a present bar) again
+            const Lanes at = pick(take, bars, _mm_set1_pd(now));
+            const Lanes v = _mm_and_pd(take, _mm_set_pd(-1.0, 1.0));
+            out.q[static_cast<int32_t>(at[0]) - out.from] = v[0];
+            out.q[static_cast<int32_t>(at[1]) - out.from] = v[1];
+        } else {
+            const int taken = _mm_movemask_pd(take);
+            if (taken & 1) out.set(static_cast<int32_t>(bars[0]), 1.0);
+            if (taken & 2) out.set(static_cast<int32_t>(bars[1]), -1.0);
+        }
     }
 };
 
@@ -733,8 +866,17 @@ StatusCode intermediateSwings(SeriesHandle& out, const SeriesHandle& input) {
     const int32_t n = NumberView(&input).count();
     NumberOut w(&out, n);
     const NumberView in(&input);
-    MarkSink sink{w, in, in.storage(0, n), w.storage(0, n)};
-    scanBars<Prices::Close, true, true, true>(Scan{Source{in, in, n}, 1, Tie(0), true, true}, 0, sink);
+    const Scan s{Source{in, in, n}, 1, Tie(0), true, true};
+    withPlainArrays(
+        0, n, w,
+        [&](const auto& x, auto& o) {
+            MarkSink<std::decay_t<decltype(x)>, std::decay_t<decltype(o)>> sink{x, o, in.fill()};
+            // the bar is read after the sink wrote it, as an output on its own input then holds it
+            scanOuter<Prices::Close, true, true, true, false>(s, 0, sink, [&x](int32_t i, double& va, double& vb) {
+                va = vb = x[i];
+            });
+        },
+        in);
     return kOk;
 }
 

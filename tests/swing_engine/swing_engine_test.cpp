@@ -288,6 +288,75 @@ TEST_F(SwingEngineTest, DivergencesReadTheIndicatorOnlyAsFarAsThePrice) {
     }
 }
 
+// The divergences by their rule, from each input's own swing series: a swing of strength st is
+// confirmed st bars after its bar, and each new confirmation judges the last two swings of both.
+Vec definedDivergences(bool bear, const Vec& a, const Vec& b, int st) {
+    auto swingsOf = [&](const Vec& v) {
+        Series x = Series::of(v), marks;
+        swingengine::run(x.handle(), x.handle(), x.handle(), st, 0, 0, bear ? &marks.handle() : nullptr,
+                         bear ? nullptr : &marks.handle(), 0);
+        return marks.values();
+    };
+    const Vec sa = swingsOf(a), sb = swingsOf(b);
+    Vec out(a.size(), 0.0);
+    std::vector<int> la, lb;
+    int usedA = -1, usedB = -1;
+    for (int t = st; t < static_cast<int>(a.size()); ++t) {
+        const int j = t - st;
+        const bool newA = sa[j] > 0, newB = j < static_cast<int>(sb.size()) && sb[j] > 0;
+        if (newA) la.push_back(j);
+        if (newB) lb.push_back(j);
+        if (!(newA || newB) || la.size() < 2 || lb.size() < 2) continue;
+        const int a1 = la[la.size() - 2], a2 = la.back(), b1 = lb[lb.size() - 2], b2 = lb.back();
+        if (std::abs(a2 - b2) > st || std::abs(a1 - b1) > st || (a2 == usedA && b2 == usedB)) continue;
+        if (bear ? a[a2] > a[a1] && b[b2] < b[b1] : a[a2] < a[a1] && b[b2] > b[b1]) {
+            out[t] = 1;
+            usedA = a2;
+            usedB = b2;
+        }
+    }
+    return out;
+}
+
+// Missing and NaN values in either input, at bars of their own.
+TEST_F(SwingEngineTest, DivergencesFollowTheSwingsOfEachInput) {
+    const Walk w = walk(800, true, 11), v = walk(800, true, 12);
+    Vec price = w.high, indicator = v.close;
+    price[400] = indicator[200] = std::nan("");
+    indicator[500] = F;
+    for (bool bear : {true, false})
+        for (int st : {1, 2, 3})
+            for (const auto& [a, b] : {std::pair<const Vec*, const Vec*>{&price, &indicator}, {&indicator, &price},
+                                        {&w.close, &v.high}}) {
+                SCOPED_TRACE(std::string(bear ? "bear" : "bull") + " strength " + std::to_string(st));
+                const Vec got = runCall(bear ? "BearDivergence" : "BullDivergence", {*a, *b, double(st)}).values;
+                EXPECT_EQ(got, definedDivergences(bear, *a, *b, st));
+                EXPECT_GT(std::count(got.begin(), got.end(), 1.0), 0);
+            }
+}
+
+// The intermediate swings of a series are those of its present values side by side, a repeated
+// value passed over as an inside bar.
+TEST_F(SwingEngineTest, IntermediateSwingsOfRepeatsAndHoles) {
+    for (unsigned seed : {1u, 2u}) {
+        Vec x = walk(900, true, seed).high;
+        x[450] = std::nan("");
+        Vec present, want(x.size(), 0.0);
+        std::vector<int> bars;
+        for (int i = 0; i < static_cast<int>(x.size()); ++i) {
+            if (x[i] == F) want[i] = F;
+            else present.push_back(x[i]), bars.push_back(i);
+        }
+        const auto [highs, lows] = definedSwings(present, present, 1, true, 0, true);
+        for (std::size_t k = 0; k < present.size(); ++k) {
+            if (highs[k] > 0) want[bars[k]] = 1;
+            if (lows[k] > 0) want[bars[k]] = -1;
+        }
+        EXPECT_EQ(runCall("LWIntSwing", {x}).values, want) << seed;
+        EXPECT_GT(std::count(want.begin(), want.end(), -1.0), 0);
+    }
+}
+
 TEST_F(SwingEngineTest, StatusCodes) {
     expectStatuses({
         {"SwingSystemHigh", {'n', 1.0, 0.0, 0.0}, kTooFewBars},
