@@ -7,6 +7,7 @@
 #include <limits>
 
 #include "containers/series.h"
+#include "platform/cpu.h"
 
 namespace fk::mathstat {
 
@@ -237,6 +238,13 @@ void fullBlock(const double* __restrict a, const double* __restrict b, double* _
     for (int32_t j = 0; j < kBlock; ++j) out[j] = apply<C>(a[j], b[j], o);
 }
 
+// The same where the processor has 256-bit vectors: four values an instruction, not two.
+template <OpCode C>
+[[gnu::target("avx2")]] void fullBlockWide(const double* __restrict a, const double* __restrict b,
+                                           double* __restrict out, const Operands o) {
+    for (int32_t j = 0; j < kBlock; ++j) out[j] = apply<C>(a[j], b[j], o);
+}
+
 // One input as blocks of bars: its stored elements where a block lies wholly inside them,
 // else a scratch copy (kept across blocks while it holds one repeated value).
 class BlockSource {
@@ -282,6 +290,7 @@ void elementwise(series::NumberOut& out, const series::NumberView& va, const ser
                  int32_t last, const Operands& o) {
     BlockSource sa(va), sb(vb);
     alignas(32) double scratch[kBlock];
+    const auto full = platform::wideVectors() ? fullBlockWide<C> : fullBlock<C>;
     for (int64_t s = first; s <= last; s += kBlock) {
         const int32_t from = static_cast<int32_t>(s);
         const int32_t to = static_cast<int32_t>(std::min<int64_t>(last, s + kBlock - 1));
@@ -294,7 +303,7 @@ void elementwise(series::NumberOut& out, const series::NumberView& va, const ser
             if (overlaps(po, pa, n)) pa = sa.copy(pa, n);
             if (overlaps(po, pb, n)) pb = sb.copy(pb, n);
         }
-        if (n == kBlock) fullBlock<C>(pa, pb, dst, o);
+        if (n == kBlock) full(pa, pb, dst, o);
         else kernel<C>(pa, pb, dst, n, o);
         if (!po)
             for (int32_t j = 0; j < n; ++j) out.set(from + j, scratch[j]);
