@@ -174,6 +174,13 @@ private:
     int32_t m_ = 0, day_ = 0;
     uint32_t r_ = 0; // (day + 2) mod 7
 };
+// Calls f with what finds the trading days of a market's stamps read in order: TradingDays for
+// bars of a day or longer (period word `word`), EachStamp for shorter ones.
+template <class F>
+void withTradingDays(int32_t word, const SessionBounds& s, F&& f) {
+    if (static_cast<uint32_t>(word) >= kDailyPeriodWords) f(TradingDays(s));
+    else f(EachStamp{s});
+}
 // The same for bar `bar` of a market, read through its date-time series.
 int32_t TradingDayNumber(const BarRecord& market, int32_t bar, bool sessionFlag);
 

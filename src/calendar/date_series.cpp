@@ -170,11 +170,9 @@ void writeBarDates(const BarRecord& market, SeriesHandle& out, int32_t start, Da
     series::NumberOut o(&out, bars);
     const series::NumberView stamps(&market.dateTime);
     const SessionBounds session = SessionBounds::of(market);
-    const bool daily = static_cast<uint32_t>(market.periodWord) >= kDailyPeriodWords;
     dispatch(part, [&](auto p) {
-        constexpr DatePart P = decltype(p)::value;
-        if (daily) barDates<P>(stamps, TradingDays(session), o, start, bars);
-        else barDates<P>(stamps, EachStamp{session}, o, start, bars);
+        withTradingDays(market.periodWord, session,
+                        [&](auto days) { barDates<decltype(p)::value>(stamps, days, o, start, bars); });
     });
 }
 

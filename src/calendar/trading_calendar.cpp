@@ -331,11 +331,9 @@ void writeTradingCount(const BarRecord& market, SeriesHandle& out, int32_t start
     }
 
     DayCounter counter(list, o.fill());
-    const bool daily = static_cast<uint32_t>(market.periodWord) >= kDailyPeriodWords;
     const auto count = [&](auto of) {
-        constexpr TradingCount W = decltype(of)::value;
-        if (daily) countBars<W>(o, stamps, TradingDays(session), counter, start, bars);
-        else countBars<W>(o, stamps, EachStamp{session}, counter, start, bars);
+        withTradingDays(market.periodWord, session,
+                        [&](auto days) { countBars<decltype(of)::value>(o, stamps, days, counter, start, bars); });
     };
     switch (what) {
     case TradingCount::DayOfWeek: return count(Of<TradingCount::DayOfWeek>{});
