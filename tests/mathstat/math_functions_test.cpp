@@ -145,6 +145,7 @@ TEST_F(MathTest, ElementExportsApplyTheirCode) {
 TEST_F(MathTest, RoundAndSquare) {
     Series r = Series::of({2.345, -2.5, F, 1.5}), s = Series::of({2, -3, F, 0.5, 1e200});
     Series zeroFill = Series::of({0, 3}, 0.0), square;
+    EXPECT_EQ(valuesOf("Round", {&r, 2.0}), (V{2.35, -2.5, F, 1.5})) << "the places reach the evaluator";
     EXPECT_EQ(valuesOf("Round", {&r, 0.0}), (V{2, -2, F, 2}));
     EXPECT_EQ(valuesOf("Square", {&s}), (V{4, 9, F, 0.25, INFINITY}));
     EXPECT_EQ(valuesOf("Square", {&zeroFill}), (V{0, 9}));
