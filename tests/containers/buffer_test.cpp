@@ -138,8 +138,7 @@ TEST_F(BufferTest, ScratchArraysKeepTheirValuesWhenMoved) {
         for (int32_t i = 0; i < n; ++i) a[i] = i + 0.5;
         b[2] = -1;
         std::swap(a, b);
-        ASSERT_EQ(b.size(), n);
-        ASSERT_EQ(a.size(), 3);
+        ASSERT_TRUE(b.size() == n && a.size() == 3);
         EXPECT_EQ(a[2], -1);
         for (int32_t i = 0; i < n; ++i) ASSERT_EQ(b[i], i + 0.5) << n;
         Scratch<double> c(std::move(b));

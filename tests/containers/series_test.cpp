@@ -41,10 +41,6 @@ TEST_F(SeriesTest, SingleConstantReadsAndWrites) {
     EXPECT_EQ(c.count(), 6);
     EXPECT_EQ(c.handle().buffer->capacity, 1);
     EXPECT_EQ(c.values(), std::vector<double>(6, 9.0));
-    // set constant with n = 0 empties the series
-    EXPECT_TRUE(series::setConstantNumber(c.handle(), 1.0, 0));
-    EXPECT_EQ(c.count(), 0);
-    EXPECT_FALSE(c.isConstant());
     // on a plain series it keeps one slot
     Series s = Series::of({1, 2, 3, 4, 5, 6, 7, 8, 9});
     EXPECT_TRUE(series::setConstantNumber(s.handle(), 2.5, 4));

@@ -130,6 +130,17 @@ protected:
 
 double stamp(int h = 0, int m = 0, int s = 0) { return calendar::DayNumberFromDate(2014, 3, 14) + (h * 3600 + m * 60 + s) / 86400.0; }
 
+// One call site of a dump export over `market` and `v`, writing to `path`.
+struct Dump {
+    Series out;
+    host::Text file;
+    Call call;
+    Dump(const char* name, host::Market& market, Series& v, const std::string& path, double mode, Vec before = {})
+        : out(before.empty() ? Series() : Series::of(before)), file(path), call(name) {
+        call.out(out).arg(market).arg(v).arg(file).arg(mode);
+    }
+};
+
 TEST_F(DumpTest, LineFormats) {
     host::Market market({{stamp(9, 30, 15), 101.25, 102, 100.5, 101.75, 0},
                          {stamp(9, 31), 1, 2, 0.5, M, 0},
@@ -140,12 +151,9 @@ TEST_F(DumpTest, LineFormats) {
     for (const char* name : {"DumpArray", "DumpArrayB", "DumpArrayT"}) {
         const bool timed = std::string(name) == "DumpArrayT";
         const std::string path = (dir / name).string();
-        Series out;
-        host::Text file(path);
-        Call call(name);
-        call.out(out).arg(market).arg(v).arg(file).arg(0);
-        ASSERT_EQ(call.run(0), 0) << call.error();
-        EXPECT_EQ(out.values(), (Vec{4}));
+        Dump d(name, market, v, path, 0);
+        ASSERT_EQ(d.call.run(0), 0) << d.call.error();
+        EXPECT_EQ(d.out.values(), (Vec{4}));
         const std::string want = timed
             ? "2014-03-14 09:30:15, 101.250000,102.000000,100.500000,101.750000, 3.5\n"
               "2014-03-14 09:32:00, 1.000000,2.000000,0.500000,1.500000, -999999\n"
@@ -156,7 +164,7 @@ TEST_F(DumpTest, LineFormats) {
               "2014-03-14, 1.000000,2.000000,0.500000,1.500000, 1.2345e-05\n"
               "2014-03-14, 1.000000,2.000000,0.500000,1.500000, 1.23457e+06\n";
         EXPECT_EQ(read(path), want) << name;
-        EXPECT_EQ(call.release(), 0);
+        EXPECT_EQ(d.call.release(), 0);
     }
 }
 
@@ -167,10 +175,9 @@ TEST_F(DumpTest, ReplaceAndAppend) {
         host::Market market({{stamp(), 1, 2, 0.5, 1, 0}, {stamp() + 1, 1, 2, 0.5, 2, 0}, {stamp() + 2, 1, 2, 0.5, 3, 0}});
         Series v = Series::of({1, 2, 3, 4});
         const std::string path = (dir / ("mode" + std::to_string(mode))).string();
-        Series out;
-        host::Text file(path);
-        Call call("DumpArray");
-        call.out(out).arg(market).arg(v).arg(file).arg(mode);
+        Dump d("DumpArray", market, v, path, mode);
+        Call& call = d.call;
+        Series& out = d.out;
         auto lines = [&] {
             const std::string s = read(path);
             return std::count(s.begin(), s.end(), '\n');
@@ -200,28 +207,23 @@ TEST_F(DumpTest, Failures) {
         {"DumpArrayT", "", "DumpArrayT: empty file name."},
     };
     for (const Case& c : cases) {
-        Series out = Series::of({7});
-        host::Text file(c.path);
-        Call call(c.name);
-        call.out(out).arg(market).arg(v).arg(file).arg(0);
-        EXPECT_EQ(call.run(0), -1);
-        EXPECT_EQ(call.error(), c.message);
-        EXPECT_EQ(out.values(), (Vec{7}));
+        Dump d(c.name, market, v, c.path, 0, {7});
+        EXPECT_EQ(d.call.run(0), -1);
+        EXPECT_EQ(d.call.error(), c.message);
+        EXPECT_EQ(d.out.values(), (Vec{7}));
         EXPECT_FALSE(std::filesystem::exists(dir / "missing"));
     }
     // a replace-mode call after a failure writes the whole file again
     const std::string good = (dir / "good").string();
-    Series out;
-    host::Text file(good);
-    Call call("DumpArray");
-    call.out(out).arg(market).arg(v).arg(file).arg(0);
+    Dump d("DumpArray", market, v, good, 0);
+    Call& call = d.call;
     ASSERT_EQ(call.run(0), 0);
     std::filesystem::remove(good);
     std::filesystem::create_directory(good);  // now a folder: the next call fails
     EXPECT_EQ(call.run(2), -1);
     std::filesystem::remove(good);
     ASSERT_EQ(call.run(2), 0);
-    EXPECT_EQ(out.values(), (Vec{2}));
+    EXPECT_EQ(d.out.values(), (Vec{2}));
     EXPECT_EQ(call.release(), 0);
 }
 
@@ -242,13 +244,10 @@ TEST_F(DumpTest, AWriteCutShortLeavesNothingHalfWritten) {
     small.rlim_cur = 300;
     ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &small), 0);
     for (double mode : {1.0, 0.0}) {
-        Series out = Series::of({7});
-        host::Text file(path);
-        Call call("DumpArray");
-        call.out(out).arg(market).arg(v).arg(file).arg(mode);
-        EXPECT_EQ(call.run(0), -1);
-        EXPECT_EQ(call.error(), "DumpArray: cannot write file \"" + path + "\".");
-        EXPECT_EQ(out.values(), (Vec{7}));
+        Dump d("DumpArray", market, v, path, mode, {7});
+        EXPECT_EQ(d.call.run(0), -1);
+        EXPECT_EQ(d.call.error(), "DumpArray: cannot write file \"" + path + "\".");
+        EXPECT_EQ(d.out.values(), (Vec{7}));
         // appending keeps what was there; replacing had already emptied the file
         EXPECT_EQ(read(path), mode ? "kept\n" : "");
     }
