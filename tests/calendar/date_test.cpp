@@ -74,9 +74,7 @@ TEST(DateTest, SplittingAndNormalising) {
     };
     for (const auto& [n, want] : splits) EXPECT_EQ(SplitYyyymmdd(n), want) << n;
 
-    const struct {
-        int32_t y, m, wantY, wantM;
-    } months[] = {
+    const struct { int32_t y, m, wantY, wantM; } months[] = {
         {2014, 13, 2015, 1}, {2014, 24, 2015, 12}, {2014, 25, 2016, 1},
         {2014, 0, 2013, 12}, {2014, -11, 2013, 1}, {2014, -12, 2012, 12},
     };
@@ -127,13 +125,7 @@ TEST(DateTest, MillisecondsOfTheDay) {
 }
 
 TEST(DateTest, MakeDateTime) {
-    const struct {
-        double date;
-        int32_t month, day;
-        double time;
-        int32_t form;
-        double seconds, want;
-    } cases[] = {
+    const struct { double date; int32_t month, day; double time; int32_t form; double seconds, want; } cases[] = {
         {20140315, 0, 0, 1530, 0, 0, 41713 + 55800 / 86400.0},
         {20140315, 5, 9, 1530, 0, 0, 41713 + 55800 / 86400.0}, // YYYYMMDD ignores month and day
         {2014, 3, 15, 153045, -1, 7, 41713 + 55845 / 86400.0},
@@ -168,13 +160,7 @@ TEST(DateTest, TradingDayOfABar) {
     const double at1800 = 18 / 24.0, at1000 = 10 / 24.0;
     const SessionBounds dayEnd1700{570, 960, 1020, 0, 0};
     const SessionBounds evening{1080, 960, 1020, 480, 960}; // starts 18:00, ends 17:00 next day
-    const struct {
-        const char* name;
-        SessionBounds s;
-        double v;
-        bool flag;
-        int32_t want;
-    } cases[] = {
+    const struct { const char* name; SessionBounds s; double v; bool flag; int32_t want; } cases[] = {
         {"Friday evening without the session test", dayEnd1700, friday + at1800, false, friday + 1},
         {"Sunday morning is a weekend bar", dayEnd1700, sunday + at1000, true, 0},
         {"wrapping session, evening part", evening, sunday + at1800, true, monday},
