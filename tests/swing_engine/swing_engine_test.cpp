@@ -121,19 +121,15 @@ std::pair<Vec, Vec> definedSwings(const Vec& high, const Vec& low, int st, bool 
     auto beyond = [](double a, double b, bool strict) { return strict ? a > b : a >= b; };
     Vec highs(high.size(), 0.0), lows(high.size(), 0.0);
     std::vector<int> refs, highPoints, lowPoints;
-    const auto mark = [&](Vec& out, std::vector<int>& points, const Vec& price, int k, int i) {
+    const auto mark = [&](Vec& out, std::vector<int>& points, const Vec& price, double sign, int k, int i) {
         if (!intermediate) return void(out[k] = i - k);
         points.push_back(k);
         const std::size_t m = points.size();
         if (m < 3) return;
         const int a = points[m - 3], b = points[m - 2], c = points[m - 1];
-        if (beyond(price[b], price[a], leftStrict) && beyond(price[b], price[c], rightStrict)) out[b] = i - b;
+        const double mid = sign * price[b];
+        if (beyond(mid, sign * price[a], leftStrict) && beyond(mid, sign * price[c], rightStrict)) out[b] = i - b;
     };
-    const Vec negLow = [&] {
-        Vec v;
-        for (double x : low) v.push_back(-x);
-        return v;
-    }();
     for (int i = 0; i < static_cast<int>(high.size()); ++i) {
         if (high[i] == F || low[i] == F) {
             refs.clear();
@@ -154,8 +150,8 @@ std::pair<Vec, Vec> definedSwings(const Vec& high, const Vec& low, int st, bool 
             isHigh &= beyond(high[k], high[b], strict);
             isLow &= beyond(-low[k], -low[b], strict);
         }
-        if (isHigh) mark(highs, highPoints, high, k, i);
-        if (isLow) mark(lows, lowPoints, negLow, k, i);
+        if (isHigh) mark(highs, highPoints, high, 1, k, i);
+        if (isLow) mark(lows, lowPoints, low, -1, k, i);
     }
     return {highs, lows};
 }
