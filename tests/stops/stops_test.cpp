@@ -114,10 +114,6 @@ std::vector<double> waveVolumeInTwoPasses(const std::vector<Bar>& bars, double r
     return out;
 }
 
-Vec willStop(Market& m, const Vec& highs, const Vec& lows, double n) {
-    return valuesOf("WillStopCustom", {&m, highs, lows, n});
-}
-
 // The window scanned afresh on every bar.
 std::vector<double> willStopByScanning(const std::vector<Bar>& bars, const std::vector<double>& hs,
                                        const std::vector<double>& ls, std::size_t n) {
@@ -178,11 +174,11 @@ TEST_F(StopsTest, AgainstStepByStepComputations) {
     std::vector<double> high, low, close;
     for (const Bar& b : bars)
         high.push_back(high.size() % 17 == 5 ? F : b.high), low.push_back(b.low), close.push_back(b.close);
-    for (int n : {1, 3, 20}) {
-        EXPECT_EQ(willStop(m, high, low, n), willStopByScanning(bars, high, low, n)) << n;
-        // a channel of closes: the stops are the closes' extremes, the triggers the bars' Low and High
-        EXPECT_EQ(willStop(m, close, close, n), willStopByScanning(bars, close, close, n)) << n;
-    }
+    // and a channel of closes: the stops are the closes' extremes, the triggers the bars' Low and High
+    for (int n : {1, 3, 20})
+        for (const auto& [hs, ls] : {std::pair{&high, &low}, {&close, &close}})
+            EXPECT_EQ(valuesOf("WillStopCustom", {&m, *hs, *ls, double(n)}), willStopByScanning(bars, *hs, *ls, n))
+                << n;
     // quarter ticks make ties and inside bars common; some prices are NaN
     std::vector<Bar> ticks = bars;
     for (std::size_t i = 0; i < ticks.size(); ++i) {
