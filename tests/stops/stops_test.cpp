@@ -238,8 +238,6 @@ TEST_F(StopsTest, WorkedCasesOnAMarket) {
         {"WaveVolume_DLL", barsOf(closes, closes, closes, gap), 0.75, {100, F, 400, -150, -250, 250, 650}},
         {"AgTrend", barsOf(agHigh, agLow, agHigh), 2, {F, F, 12, 12, 12, 9, 8.5, 11}},
         {"AgTrend", barsOf(agHigh, agLow, agHigh), 0, {F, F, F, F, F, F, 8.5, 8.5}},
-        // one bar turns the line; an outside bar with no trend against it turns it up first
-        {"AgTrend", barsOf(agHigh, agLow, agHigh), 1, {F, 11, 12, 12, 9.5, 9, 10.5, 11}},
         {"BullishPivot", barsOf(top, low, close), 3, {F, F, F, 1, 0}},
         {"BullishPivot", barsOf(top, low, close), 0.5, {F, 0, 0, 1, 0}}, // a look-back below 1 is 1
         {"BullishPivot", barsOf(top, low, {10.5, 9.8, 10, 9.9, 10.2}), 3, {F, F, F, 0, 0}},
