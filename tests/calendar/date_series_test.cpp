@@ -54,12 +54,7 @@ TEST_F(DateSeriesTest, SecondsInBar) {
     std::vector<double> hourly;
     for (int h = 10; h <= 15; ++h) hourly.push_back(at(2014, 3, 17, h, 30));
     hourly.push_back(at(2014, 3, 17, 16, 0));
-    const struct {
-        const char* name;
-        int32_t period;
-        std::vector<double> stamps;
-        std::vector<double> want;
-    } cases[] = {
+    const struct { const char* name; int32_t period; std::vector<double> stamps; std::vector<double> want; } cases[] = {
         {"5-minute bars", 0x03000005, {at(2014, 3, 17, 9, 32), at(2014, 3, 17, 9, 37)}, {120, 300}},
         {"60-minute bars from 09:30", 0x0300003C, hourly, {3600, 3600, 3600, 3600, 3600, 3600, 1800}},
         {"60-minute bars on the hour", 0x0300003C, {at(2014, 3, 17, 10), at(2014, 3, 17, 11)}, {1800, 3600}},

@@ -47,11 +47,7 @@ struct ScopedTz {
 bool haveZone(const std::string& zone) { return access(("/usr/share/zoneinfo/" + zone).c_str(), R_OK) == 0; }
 
 TEST(ZoneRuleTest, Parsing) {
-    const struct {
-        std::string rule;
-        int32_t offset;
-        int segments;
-    } cases[] = {
+    const struct { std::string rule; int32_t offset; int segments; } cases[] = {
         {"-300", -300, 0},
         {"garbage", 0, 0},
         {" -300 | 2007 , 3/2S , 11/1S , 60 ", -300, 1},
@@ -70,11 +66,7 @@ TEST(ZoneRuleTest, Parsing) {
 }
 
 TEST(ZoneRuleTest, NamesAndOffsets) {
-    const struct {
-        const char* name;
-        std::string rule;
-        int32_t offset;
-    } cases[] = {
+    const struct { const char* name; std::string rule; int32_t offset; } cases[] = {
         {"GMT", "0", 0}, {"utc", "0", 0}, {"NY", "-300" + kUs, -300}, {"Chi", "-360" + kUs, -360},
         {"540", "540", 540}, {"-210|0,3/2S,11/1S", "-210|0,3/2S,11/1S", -210},
     };
@@ -85,14 +77,8 @@ TEST(ZoneRuleTest, NamesAndOffsets) {
 }
 
 TEST(ZoneRuleTest, ConvertZone) {
-    const struct {
-        const char* what;
-        double v;
-        const char* from;
-        const char* to;
-        double want;
-        int32_t minutes;
-    } cases[] = {
+    const struct { const char* what; double v; const char* from; const char* to; double want; int32_t minutes; }
+        cases[] = {
         {"CHI to NY", at(2014, 7, 1, 10), "CHI", "NY", at(2014, 7, 1, 11), 60},
         {"the same name in another case", at(2014, 7, 1, 10), "ny", "NY", at(2014, 7, 1, 10), 0},
         {"GMT to a rule", at(2014, 7, 1, 10), "GMT", "60|0,3/LS,10/LS", at(2014, 7, 1, 12), 120},
@@ -151,11 +137,7 @@ TEST(ZoneRuleTest, NewYorkAndChicagoAgreeWithTheZoneDatabase) {
 TEST(HostZoneTest, RuleForms) {
     using platform::HostZone;
     const platform::ZoneTransition usOn{3, 2, 0, 2, 0}, usOff{11, 1, 0, 2, 0};
-    const struct {
-        const char* what;
-        HostZone zone;
-        std::string rule;
-    } cases[] = {
+    const struct { const char* what; HostZone zone; std::string rule; } cases[] = {
         {"United States rule outside the biases", {240, 0, -60, true, usOn, usOff}, "-240|0,3/2S,11/1S,60"},
         {"changes at different hours", {300, 0, -60, true, usOn, {11, 1, 0, 1, 0}}, "-300|0,3/2S,11/1S,60"},
         {"half-hour shift", {-630, 0, -30, true, {10, 1, 0, 2, 0}, {4, 1, 0, 2, 0}}, "630|0,10/1S,4/1S,30"},
@@ -213,12 +195,7 @@ std::vector<double> timeConvert(Market& m, const char* target, const std::vector
 
 TEST_F(TimeConvertTest, ClockNumbersInTheTargetZone) {
     const std::vector<double> stamps = {at(2014, 7, 1, 23, 30), at(2014, 1, 15, 23, 30), F, at(2014, 3, 9, 9, 45)};
-    const struct {
-        const char* what;
-        const char* marketZone;
-        const char* target;
-        std::vector<double> want;
-    } cases[] = {
+    const struct { const char* what; const char* marketZone; const char* target; std::vector<double> want; } cases[] = {
         {"no zone is New York", "", "GMT", {330, 430, F, 1345}},
         {"Chicago to New York", "CHI", "NY", {30, 30, F, 1045}},
         {"the same zone", "NY", "ny", {2330, 2330, F, 945}},

@@ -12,9 +12,7 @@ namespace {
 
 using namespace testing;
 
-struct Data {
-    Vec values, lengths;
-};
+struct Data { Vec values, lengths; };
 
 // Values from a few levels (many ties), holes alone and in runs, and lengths that mostly stay,
 // sometimes grow by one bar and sometimes jump (0, negative, fractional and missing among them).
@@ -61,11 +59,7 @@ Vec searchEverySpan(bool highest, const Data& d, bool recent) {
     return out;
 }
 
-struct Mode {
-    const char* function;
-    bool highest;
-    double tie;
-};
+struct Mode { const char* function; bool highest; double tie; };
 const Mode kModes[] = {{"HighestIndex", true, 0}, {"HighestIndex", true, 1}, {"LowestIndex", false, 0},
                        {"LowestIndex", false, -3}};
 

@@ -49,12 +49,8 @@ TEST_F(TradingCalendarTest, WorkedDays) {
 TEST_F(TradingCalendarTest, HostList) {
     const std::vector<double> stamps = {stamp(20140102), stamp(20140103), stamp(20140417), stamp(20140418),
                                         stamp(20140421)};
-    const struct {
-        const char* what;
-        std::vector<int32_t> list;
-        int32_t offset;
-        std::vector<double> ofMonth, afterHoliday, toHoliday;
-    } cases[] = {
+    const struct { const char* what; std::vector<int32_t> list; int32_t offset; Vec ofMonth, afterHoliday, toHoliday; }
+        cases[] = {
         {"no holidays at all", {0}, 0, {2, 3, 13, 14, 15}, {F, F, F, F, F}, {F, F, F, F, F}},
         {"unsorted, repeated and a Saturday", {20140102, 20140101, 20140101, 20140104}, 0,
          {0, 1, 13, 14, 15}, {0, 1, 75, 76, 77}, {0, F, F, F, F}},
@@ -102,13 +98,8 @@ TEST_F(TradingCalendarTest, RemainingBarsInDay) {
     const int32_t wed = 20140319;
     const std::vector<double> halfHours = {stamp(wed, 10), stamp(wed, 15, 30), stamp(wed, 16), stamp(wed, 15, 57),
                                            stamp(wed, 16, 30)};
-    const struct {
-        const char* what;
-        int32_t period;
-        std::vector<int16_t> session; // S, P, E, S2, P2
-        std::vector<double> stamps;
-        std::vector<double> left;
-    } cases[] = {
+    // sessions as S, P, E, S2, P2
+    const struct { const char* what; int32_t period; std::vector<int16_t> session; Vec stamps, left; } cases[] = {
         {"30-minute bars closing at the inner session end", 0x0300001E, {570, 960, 1020, 570, 0}, halfHours,
          {12, 1, 0, 1, 0}},
         {"30-minute bars running to the day end", 0x0300001E, {570, 960, 1020, 0, 0}, halfHours, {14, 3, 2, 3, 1}},
@@ -153,11 +144,8 @@ TEST_F(TradingCalendarTest, RemainingBarsInDayRewritesTheDay) {
 // Called as bars arrive, in chunks of 1, 7 and 100 bars, each export writes what one call over
 // all bars writes.
 TEST_F(TradingCalendarTest, ChunkedCallsMatchOneCall) {
-    const struct {
-        const char* what;
-        int32_t period;
-        int perDay; // bars per day
-    } setups[] = {{"daily", 0x11000001, 1}, {"trade bars", 0x02000064, 5}, {"hourly", 0x0300003C, 8}};
+    const struct { const char* what; int32_t period; int perDay; } setups[] = {
+        {"daily", 0x11000001, 1}, {"trade bars", 0x02000064, 5}, {"hourly", 0x0300003C, 8}};
     for (const auto& setup : setups) {
         std::vector<Bar> bars;
         uint32_t r = 12345;
